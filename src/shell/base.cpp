@@ -1,0 +1,188 @@
+#include "shell/base.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QLabel>
+#include <QSplitter>
+#include <QTimer>
+#include <QToolButton>
+#include <QTreeView>
+#include <QTreeWidget>
+
+#include "filelist/fl_panel.h"
+#include "shell/globals.h"
+#include "shell/init_config.h"
+#include "shell/w_utils.h"
+#include "ui_base.h"
+
+namespace {
+int no_operations()
+{
+    return 0;
+}
+bool sSessionSaved = false;
+
+BaseWindow* base_window()
+{
+    return static_cast<BaseWindow*>(gBase);
+}
+}  // namespace
+
+int (*gRunningOperations)() = no_operations;
+
+BaseWindow::BaseWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui::base)
+{
+    ui->setupUi(this);
+    auto* ftimer = new QTimer(this);
+    ftimer->setObjectName("ftimer");
+    ftimer->setSingleShot(true);
+    // Keeps the hotlist pane's width when the window is resized.
+    ui->workspace->setStretchFactor(0, 0);
+    ui->workspace->setStretchFactor(1, 1);
+    connect(ui->fm_exit, &QAction::triggered, this, [] { fm_exit(); });
+    connect(ui->help_about, &QAction::triggered, this, [] { help_about(); });
+    connect(ui->tb_hotlist, &QToolButton::clicked, this, [] { vm_hotlist_toggle(); });
+    connect(ui->hl_close, &QToolButton::clicked, this, [] { vm_hotlist_toggle(); });
+}
+
+BaseWindow::~BaseWindow()
+{
+    if (gBase == this)
+        gBase = nullptr;
+    delete ui;
+}
+
+void BaseWindow::closeEvent(QCloseEvent* e)
+{
+    base_closing();
+    e->accept();
+    // With operations still running the process lives on until the last one ends.
+    if (gRunningOperations() == 0)
+        QCoreApplication::exit(0);
+}
+
+BaseWindow* base_open(const FwOptions& fw)
+{
+    auto* w = new BaseWindow;
+    gBase = w;
+    base_setup(w, 1);
+    base_opening();
+    if (fw.width || fw.height)
+        w->resize(fw.width.value_or(w->width()), fw.height.value_or(w->height()));
+    if (fw.x || fw.y)
+        w->move(fw.x.value_or(w->x()), fw.y.value_or(w->y()));
+    if (fw.state == 'i')
+        w->showMinimized();
+    else if (fw.state == 'm')
+        w->showMaximized();
+    else
+        w->show();
+    base_setup(w, 2);
+    return w;
+}
+
+void base_setup(BaseWindow* w, int phase)
+{
+    Ui::base* ui = w->ui;
+    if (phase == 1) {
+        ui->tb_filespec->setEditText(QStringLiteral("*"));
+        ui->hotlist_panel->setMinimumSize(96, 100);
+        ui->filelist_panel->setMinimumSize(120, 100);
+        ui->tree->setFont(w_font(QString::fromUtf8(gConfig->hotlist_font())));
+        fl_setup(ui->filelist);
+        base_set_divider_metrics(*gConfig);
+    } else {
+        // The first directory is read with redrawing held, so it appears at once.
+        w->setUpdatesEnabled(false);
+        ui->tb_curpath->setEditText(QString::fromUtf8(gStartPath.c_str()));
+        w->setUpdatesEnabled(true);
+    }
+}
+
+void base_opening()
+{
+    base_set_window_metrics(*gConfig);
+}
+
+void base_set_window_metrics(const ConfigRecord& rec)
+{
+    BaseWindow* w = base_window();
+    w->resize(rec.window_width(), rec.window_height());
+    const int pane = rec.hotlist_width();
+    w->ui->workspace->setSizes({pane, std::max(0, rec.window_width() - pane)});
+}
+
+void base_get_window_metrics(ConfigRecord& rec)
+{
+    BaseWindow* w = base_window();
+    rec.set_i32(cfg::kWindowWidth, w->width());
+    rec.set_i32(cfg::kWindowHeight, w->height());
+    rec.set_i32(cfg::kHotlistWidth, w->ui->hotlist_panel->width());
+}
+
+void base_set_divider_metrics(const ConfigRecord& rec)
+{
+    for (int c = 1; c <= cfg::kSavedColumns; ++c)
+        fl_set_column_width(c, rec.column_width(c));
+    if (!rec.hotlist_shown()) {
+        BaseWindow* w = base_window();
+        w->ui->tb_hotlist->setChecked(false);
+        w->ui->hotlist_panel->hide();
+    }
+}
+
+void base_get_divider_metrics(ConfigRecord& rec)
+{
+    for (int c = 1; c <= cfg::kSavedColumns; ++c)
+        rec.set_column_width(c, fl_get_column_width(c));
+}
+
+void base_update()
+{
+    BaseWindow* w = base_window();
+    if (!w)
+        return;
+    misc_give_focus(w->ui->filelist);
+}
+
+void base_closing()
+{
+    if (sSessionSaved)
+        return;
+    sSessionSaved = true;
+    base_window_closed = 1;
+    if (gConfigPath.empty() || !gBase)
+        return;
+    if (gConfig->save_at_exit()) {
+        base_get_window_metrics(*gConfig);
+        base_get_divider_metrics(*gConfig);
+        init_save_config(*gConfig, gConfigPath);
+    }
+}
+
+int fm_exit()
+{
+    BaseWindow* w = base_window();
+    if (!w)
+        return 0;
+    if (gRunningOperations() == 0) {
+        w->close();
+        QCoreApplication::exit(0);
+        return 0;
+    }
+    base_closing();
+    w->hide();
+    base_window_closed = 1;
+    return 0;
+}
+
+int vm_hotlist_toggle()
+{
+    BaseWindow* w = base_window();
+    const bool show = w->ui->hotlist_panel->isHidden();
+    w->ui->hotlist_panel->setVisible(show);
+    gConfig->set_hotlist_shown(show);
+    w->ui->tb_hotlist->setChecked(show);
+    return 0;
+}

@@ -1,0 +1,10 @@
+#include "shell/globals.h"
+
+#include "shell/init_config.h"
+
+ConfigRecord* gConfig = nullptr;
+std::string gConfigPath;
+std::string gStartPath;
+uint32_t gOptions = cfg::kReaderInitialOptions;
+int base_window_closed = 0;
+QMainWindow* gBase = nullptr;

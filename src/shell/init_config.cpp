@@ -1,0 +1,96 @@
+// Reading, defaulting, migrating and writing the settings record.
+#include "shell/init_config.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "shell/io_util.h"
+
+int32_t ConfigRecord::i32(std::size_t off) const
+{
+    const uint8_t* p = bytes_.data() + off;
+    return static_cast<int32_t>(uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 |
+                                uint32_t(p[3]) << 24);
+}
+
+void ConfigRecord::set_i32(std::size_t off, int32_t v)
+{
+    const auto u = static_cast<uint32_t>(v);
+    uint8_t* p = bytes_.data() + off;
+    p[0] = uint8_t(u);
+    p[1] = uint8_t(u >> 8);
+    p[2] = uint8_t(u >> 16);
+    p[3] = uint8_t(u >> 24);
+}
+
+std::string_view ConfigRecord::str(std::size_t off, std::size_t width) const
+{
+    const char* p = reinterpret_cast<const char*>(bytes_.data() + off);
+    return {p, strnlen(p, width)};
+}
+
+void ConfigRecord::set_str(std::size_t off, std::size_t width, std::string_view s)
+{
+    const std::size_t n = std::min(s.size(), width - 1);
+    std::memcpy(bytes_.data() + off, s.data(), n);
+    bytes_[off + n] = 0;
+}
+
+void init_config_defaults(ConfigRecord& rec)
+{
+    using namespace cfg;
+    rec.set_i32(kMark, 1);
+    rec.set_i32(kFoldersFirst, 0);
+    rec.set_str(kEditor, kEditorLen, "scrib @");
+    rec.set_str(kPrint, kPrintLen, "lpr @");
+    rec.set_str(kTerminal, kTerminalLen, "shellwin");
+    rec.set_str(kHotlistFont, kFontLen, "TextFont08");
+    rec.set_str(kFilelistFont, kFontLen, "TextFont08");
+    static constexpr int32_t widths[kSavedColumns] = {125, 50, 105, 53, 53, 75};
+    for (int c = 1; c <= kSavedColumns; ++c)
+        rec.set_column_width(c, widths[c - 1]);
+    rec.set_i32(kHotlistWidth, 190);
+    rec.set_i32(kWindowHeight, 410);
+    rec.set_i32(kWindowWidth, 600);
+    rec.set_i32(kKeyTimeout, 1500);
+    rec.set_u32(kOptions, kDefaultOptions);
+    rec.set_i32(kSaveAtExit, 1);
+    rec.set_hotlist_shown(true);
+}
+
+bool init_read_config(ConfigRecord& rec, const std::string& dir, const char* name)
+{
+    const std::string path = dir + "/" + name;
+    ssize_t got = -1;
+    if (UniqueFd fd{::open(path.c_str(), O_RDONLY | O_CLOEXEC)}; fd.ok())
+        got = read_full(fd.get(), rec.data(), ConfigRecord::size());
+    const bool whole = got == static_cast<ssize_t>(ConfigRecord::size());
+    if (!whole)
+        init_config_defaults(rec);
+    return whole;
+}
+
+void init_migrate_options(ConfigRecord& rec, uint32_t& reader_options)
+{
+    const uint32_t w = rec.options();
+    if ((w & cfg::OPT_VERSION_MARK) == cfg::OPT_VERSION_MARK) {
+        if (w & cfg::OPT_HIDE_DOT)
+            reader_options &= ~cfg::kReaderDotBits;
+        return;
+    }
+    // An older record's word is replaced, not converted: its choices are lost.
+    if (w == 0) {
+        rec.set_options(cfg::kDefaultOptions);
+    } else {
+        rec.set_options(cfg::kDefaultOptions | cfg::OPT_HIDE_DOT);
+        reader_options &= ~cfg::kReaderDotBits;
+    }
+}
+
+int init_save_config(ConfigRecord& rec, const std::string& dir, const char* name)
+{
+    rec.set_options(rec.options() | cfg::OPT_VERSION_MARK);
+    return write_file_atomic(dir + "/" + name, rec.data(), ConfigRecord::size()) ? 0 : -1;
+}
