@@ -21,7 +21,6 @@ int no_operations()
 {
     return 0;
 }
-bool sSessionSaved = false;
 
 BaseWindow* base_window()
 {
@@ -148,11 +147,12 @@ void base_update()
 
 void base_closing()
 {
-    if (sSessionSaved)
+    BaseWindow* w = base_window();
+    if (!w || w->session_saved)
         return;
-    sSessionSaved = true;
+    w->session_saved = true;
     base_window_closed = 1;
-    if (gConfigPath.empty() || !gBase)
+    if (gConfigPath.empty())
         return;
     if (gConfig->save_at_exit()) {
         base_get_window_metrics(*gConfig);

@@ -17,6 +17,7 @@ public:
     explicit BaseWindow(QWidget* parent = nullptr);
     ~BaseWindow() override;
     Ui::base* ui;
+    bool session_saved = false;
 
 protected:
     void closeEvent(QCloseEvent* e) override;

@@ -1,0 +1,154 @@
+// The main window: its named widgets, geometry to and from the settings record,
+// the hotlist pane state, and saving the session once.
+#include <gtest/gtest.h>
+
+#include <QComboBox>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QSplitter>
+#include <QTimer>
+#include <QToolButton>
+#include <QTreeView>
+#include <QTreeWidget>
+#include <sys/stat.h>
+
+#include "shell/base.h"
+#include "shell/globals.h"
+#include "shell/init_config.h"
+#include "tmpdir.h"
+#include "ui_base.h"
+
+namespace {
+class BaseTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        gConfig = new ConfigRecord;
+        init_config_defaults(*gConfig);
+        gConfigPath = dir.path();
+        gStartPath = "/tmp";
+        base_window_closed = 0;
+    }
+    void TearDown() override
+    {
+        delete window;
+        delete gConfig;
+        gConfig = nullptr;
+    }
+    BaseWindow* open() { return window = base_open(FwOptions{}); }
+
+    TmpDir dir;
+    BaseWindow* window = nullptr;
+};
+}  // namespace
+
+TEST_F(BaseTest, HoldsEveryNamedWidget)
+{
+    BaseWindow* w = open();
+    EXPECT_EQ(w->objectName(), "base");
+    EXPECT_EQ(w->windowTitle(), "File Manager");
+    const char* names[] = {"menu_tbg", "main_tbg", "nav_tb", "tb_up", "tb_refresh", "tb_home",
+                           "tb_cut", "tb_copy", "tb_paste", "tb_new_folder", "tb_print",
+                           "tb_add", "tb_hotlist", "clip_tb", "tb_curpath", "tb_filespec",
+                           "workspace", "hotlist_panel", "tree", "tree_title", "hl_close",
+                           "filelist_panel", "filelist", "status_pane", "status1", "status2",
+                           "left_tbg", "right_tbg", "bottom_tbg"};
+    for (const char* n : names)
+        EXPECT_NE(w->findChild<QWidget*>(n), nullptr) << n;
+    EXPECT_NE(w->findChild<QTimer*>("ftimer"), nullptr);
+    EXPECT_EQ(w->findChild<QLabel*>("tree_title")->text(), "Bookmarks");
+
+    QStringList menus;
+    for (QAction* a : w->findChild<QMenuBar*>("menu_tbg")->actions())
+        menus << a->text();
+    EXPECT_EQ(menus, QStringList({"&File", "&Edit", "&Go", "&Bookmarks", "&Help"}));
+
+    // The ten buttons of nav_tb, in order.
+    QStringList buttons;
+    for (auto* b : w->findChild<QWidget*>("nav_tb")->findChildren<QToolButton*>())
+        buttons << b->objectName();
+    EXPECT_EQ(buttons, QStringList({"tb_up", "tb_refresh", "tb_home", "tb_cut", "tb_copy",
+                                    "tb_paste", "tb_new_folder", "tb_print", "tb_add",
+                                    "tb_hotlist"}));
+    EXPECT_EQ(w->findChild<QComboBox*>("tb_filespec")->currentText(), "*");
+}
+
+TEST_F(BaseTest, GeometryComesFromTheRecordAndGoesBack)
+{
+    gConfig->set_i32(cfg::kWindowWidth, 820);
+    gConfig->set_i32(cfg::kWindowHeight, 530);
+    gConfig->set_i32(cfg::kHotlistWidth, 150);
+    for (int c = 1; c <= 6; ++c)
+        gConfig->set_column_width(c, 60 + c);
+    BaseWindow* w = open();
+    EXPECT_EQ(w->size(), QSize(820, 530));
+    EXPECT_EQ(w->ui->hotlist_panel->width(), 150);
+
+    w->resize(700, 480);
+    w->ui->workspace->setSizes({210, 470});
+    auto* header = w->ui->filelist;
+    header->setColumnWidth(2, 99);
+
+    ConfigRecord out;
+    base_get_window_metrics(out);
+    base_get_divider_metrics(out);
+    EXPECT_EQ(out.window_width(), 700);
+    EXPECT_EQ(out.window_height(), 480);
+    EXPECT_EQ(out.hotlist_width(), 210);
+    EXPECT_EQ(out.column_width(1), 61);
+    EXPECT_EQ(out.column_width(3), 99);
+    EXPECT_EQ(out.column_width(6), 66);
+}
+
+TEST_F(BaseTest, HiddenHotlistPaneIsRestoredAndToggled)
+{
+    gConfig->set_hotlist_shown(false);
+    BaseWindow* w = open();
+    EXPECT_TRUE(w->ui->hotlist_panel->isHidden());
+    EXPECT_FALSE(w->ui->tb_hotlist->isChecked());
+
+    w->ui->tb_hotlist->click();
+    EXPECT_FALSE(w->ui->hotlist_panel->isHidden());
+    EXPECT_TRUE(w->ui->tb_hotlist->isChecked());
+    EXPECT_TRUE(gConfig->hotlist_shown());
+
+    w->ui->hl_close->click();
+    EXPECT_TRUE(w->ui->hotlist_panel->isHidden());
+    EXPECT_FALSE(w->ui->tb_hotlist->isChecked());
+    EXPECT_FALSE(gConfig->hotlist_shown());
+}
+
+TEST_F(BaseTest, SessionIsSavedOnceOnClose)
+{
+    BaseWindow* w = open();
+    const std::string file = dir / "config.003";
+    w->close();
+    struct stat st {};
+    ASSERT_EQ(::stat(file.c_str(), &st), 0);
+    EXPECT_EQ(st.st_size, 5692);
+    EXPECT_EQ(base_window_closed, 1);
+
+    ::unlink(file.c_str());
+    base_closing();
+    fm_exit();
+    EXPECT_NE(::stat(file.c_str(), &st), 0) << "a second way out saves nothing again";
+}
+
+TEST_F(BaseTest, NothingIsSavedWithoutConfigurationDirectory)
+{
+    gConfigPath.clear();
+    BaseWindow* w = open();
+    w->close();
+    struct stat st {};
+    EXPECT_NE(::stat((dir / "config.003").c_str(), &st), 0);
+}
+
+TEST_F(BaseTest, SaveAtExitZeroKeepsTheRecordFileUntouched)
+{
+    gConfig->set_i32(cfg::kSaveAtExit, 0);
+    BaseWindow* w = open();
+    w->close();
+    struct stat st {};
+    EXPECT_NE(::stat((dir / "config.003").c_str(), &st), 0);
+}

@@ -1,0 +1,214 @@
+// The window utilities: message boxes through the seam, formatted labels, per-widget
+// timers and work procedures, centring, and the child search.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QDialog>
+#include <QElapsedTimer>
+#include <QFrame>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScreen>
+#include <QTest>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include "shell/w_msg.h"
+#include "shell/w_utils.h"
+
+namespace {
+struct ScriptedBoxes {
+    explicit ScriptedBoxes(int answer)
+    {
+        old = w_set_message_handler([this, answer](const WMessage& m) {
+            seen.push_back(m);
+            return answer;
+        });
+    }
+    ~ScriptedBoxes() { w_set_message_handler(old); }
+    std::vector<WMessage> seen;
+    WMessageHandler old;
+};
+
+void spin(int ms)
+{
+    QElapsedTimer t;
+    t.start();
+    while (t.elapsed() < ms)
+        QApplication::processEvents(QEventLoop::AllEvents, 5);
+}
+
+struct Counter {
+    int calls = 0;
+    int stop_after = 0;  // 0: never
+    int new_period = 0;  // nonzero: re-attach with this period on the first call
+};
+
+void count_cb(QWidget* w, void* data)
+{
+    auto* c = static_cast<Counter*>(data);
+    ++c->calls;
+    if (c->stop_after && c->calls >= c->stop_after)
+        wtimer_detach(w);
+}
+}  // namespace
+
+TEST(WMessages, ReportAndAskGoThroughTheSeam)
+{
+    QWidget parent;
+    {
+        ScriptedBoxes boxes(1);
+        EXPECT_EQ(wreport(&parent, "Error", "Directory '%s', not found", "/nope"), 1);
+        ASSERT_EQ(boxes.seen.size(), 1u);
+        EXPECT_EQ(boxes.seen[0].title, "Error");
+        EXPECT_EQ(boxes.seen[0].text, "Directory '/nope', not found");
+        EXPECT_EQ(boxes.seen[0].labels, QStringList({"&Continue"}));
+        EXPECT_EQ(boxes.seen[0].parent, &parent);
+    }
+    {
+        ScriptedBoxes boxes(2);
+        EXPECT_EQ(wask(&parent, "Question", "Go on?"), 2);
+        EXPECT_EQ(boxes.seen[0].labels, QStringList({"&Yes", "&No"}));
+        EXPECT_EQ(boxes.seen[0].default_button, 1);
+    }
+    {
+        ScriptedBoxes boxes(1);
+        const std::string longer(400, 'x');
+        wreport(&parent, "Error", "%s", longer.c_str());
+        EXPECT_EQ(boxes.seen[0].text.size(), 255);
+    }
+}
+
+TEST(WMessages, RealBoxAnswersWithTheButtonNumber)
+{
+    // The real box, answered by a key press once it is up.
+    const WMessage m = w_make_message(nullptr, "T", "text", "&Skip|@&Overwrite|#a&Bort");
+    QTimer::singleShot(50, [] {
+        QWidget* box = QApplication::activeModalWidget();
+        ASSERT_NE(box, nullptr);
+        QTest::keyClick(box, Qt::Key_Escape);
+    });
+    EXPECT_EQ(w_message(m), 3);
+    QTimer::singleShot(50, [] {
+        QWidget* box = QApplication::activeModalWidget();
+        ASSERT_NE(box, nullptr);
+        QTest::keyClick(box, Qt::Key_Return);
+    });
+    EXPECT_EQ(w_message(m), 2);
+}
+
+TEST(Wprintf, WritesTitlesAndTexts)
+{
+    EXPECT_EQ(wprintf(nullptr, "x"), -1);
+    QWidget window;
+    EXPECT_EQ(wprintf(&window, "%d read", 42), 7);
+    EXPECT_EQ(window.windowTitle(), "42 read");
+    auto* box = new QGroupBox(&window);
+    auto* label = new QLabel(&window);
+    wprintf(box, "pane %s", "t");
+    wprintf(label, "%d selected item%s, %s", 2, "s", "2.0KB");
+    EXPECT_EQ(box->title(), "pane t");
+    EXPECT_EQ(label->text(), "2 selected items, 2.0KB");
+    const std::string longer(300, 'y');
+    EXPECT_EQ(wprintf(label, "%s", longer.c_str()), 255);
+    EXPECT_EQ(label->text().size(), 255);
+}
+
+TEST(Wtimer, RearmsAfterEachCallUntilDetached)
+{
+    QLabel label;
+    Counter c;
+    c.stop_after = 3;
+    wtimer_attach(&label, 10, count_cb, &c);
+    spin(200);
+    EXPECT_EQ(c.calls, 3) << "a callback that detaches its own timer is not re-armed";
+
+    // Attach again on the same widget: runs again, and only once per period.
+    Counter d;
+    wtimer_attach(&label, 40, count_cb, &d);
+    wtimer_detach(&label);
+    wtimer_attach(&label, 40, count_cb, &d);
+    spin(100);
+    EXPECT_GE(d.calls, 1);
+    EXPECT_LE(d.calls, 3) << "no second handler doubles the calls";
+    wtimer_detach(&label);
+    const int settled = d.calls;
+    spin(100);
+    EXPECT_LE(d.calls, settled + 1) << "at most the expiry already pending";
+}
+
+TEST(Wtimer, TriggerCallsOnceAndKeepsArming)
+{
+    QLabel label;
+    Counter c;
+    wtimer_trigger(&label);  // no record: nothing happens
+    wtimer_attach(&label, 100000, count_cb, &c);
+    wtimer_trigger(&label);
+    EXPECT_EQ(c.calls, 1);
+    spin(30);
+    EXPECT_EQ(c.calls, 1);
+}
+
+TEST(Wproc, RunsWhenIdleUntilDetachedOrFinished)
+{
+    QLabel label;
+    static int runs;
+    runs = 0;
+    wproc_attach(&label, [](QWidget*, void*) { return ++runs >= 5; }, nullptr);
+    spin(50);
+    EXPECT_EQ(runs, 5) << "a finished procedure is not called again";
+
+    runs = 0;
+    wproc_attach(&label, [](QWidget*, void*) { ++runs; return false; }, nullptr);
+    spin(20);
+    wproc_detach(&label);
+    const int settled = runs;
+    EXPECT_GT(settled, 0);
+    spin(20);
+    EXPECT_EQ(runs, settled);
+}
+
+TEST(Wblock, BlockedWindowIgnoresInput)
+{
+    QWidget window;
+    auto* edit = new QLineEdit(&window);
+    window.show();
+    edit->setFocus();
+    wblock(&window, 1);
+    EXPECT_TRUE(wis_blocked(&window));
+    EXPECT_EQ(window.cursor().shape(), Qt::BusyCursor);
+    QTest::keyClicks(edit, "abc");
+    EXPECT_EQ(edit->text(), "");
+    wblock(&window, 0);
+    QTest::keyClicks(edit, "abc");
+    EXPECT_EQ(edit->text(), "abc");
+    EXPECT_EQ(window.cursor().shape(), Qt::ArrowCursor);
+    wblock(nullptr, 1);
+}
+
+TEST(Wcenter, PlacesTheDialogOverItsParent)
+{
+    QWidget parent;
+    parent.setGeometry(100, 100, 600, 400);
+    QDialog child;
+    child.resize(200, 100);
+    wcenter(&parent, &child);
+    EXPECT_EQ(child.pos(), QPoint(300, 250));
+}
+
+TEST(FindChildClass, StopsAtTheFirstNonContainer)
+{
+    QWidget top;
+    auto* frame = new QFrame(&top);
+    auto* inner = new QWidget(frame);
+    auto* edit = new QLineEdit(inner);
+    EXPECT_EQ(wrecursive_find_child_class(&top, "QLineEdit"), edit);
+
+    QWidget second;
+    auto* label = new QLabel(&second);   // not a container: the search ends here
+    new QPushButton(&second);
+    EXPECT_EQ(wrecursive_find_child_class(&second, "QPushButton"), nullptr);
+    EXPECT_EQ(wrecursive_find_child_class(&second, "QLabel"), label);
+}
