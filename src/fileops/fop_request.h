@@ -1,0 +1,50 @@
+// The operation request: one copy, move or delete, owned by its worker thread
+// from the moment the thread starts until it frees the request at its end. The
+// GUI thread writes only `cancel` and `pause`.
+#pragma once
+#include <atomic>
+#include <cstdint>
+#include <ctime>
+#include <functional>
+#include <string>
+#include <vector>
+
+class FopUi;
+
+enum FopKind : int { FOP_COPY = 0, FOP_MOVE = 1, FOP_DELETE = 2 };
+
+// Request flags.
+inline constexpr uint32_t FOPF_MKDIR_DST = 0x0001;
+inline constexpr uint32_t FOPF_BUFSIZE_MASK = 0x00F0;
+inline constexpr uint32_t FOPF_DELETE_ALL = 0x0200;
+inline constexpr uint32_t FOPF_ASK_EVERY_DELETE = 0x0400;
+inline constexpr uint32_t FOPF_OVERWRITE_ALL = 0x1000;
+inline constexpr uint32_t FOPF_SYM_FILES = 0x2000;
+inline constexpr uint32_t FOPF_SYM_LINKS = 0x4000;
+inline constexpr uint32_t FOPF_OWNER_IGNORE = 0x8000;
+
+struct FopGroup {
+    std::string dir;
+    std::vector<std::string> names;  // an empty name: leave this item alone
+};
+
+struct FopRequest {
+    std::atomic<int> cancel{0};
+    std::atomic<int> pause{0};
+    int kind = FOP_COPY;
+    uint32_t flags = 0;
+    std::string destination;
+    std::vector<char> buffer;
+    std::size_t prefix_len = 0;
+    std::vector<FopGroup> groups;
+    int total_files = 0;
+    int64_t total_bytes = 0;
+    int files_done = 0;
+    int64_t bytes_done = 0;
+    timespec last_update{};
+    timespec estimate_start{};
+
+    FopUi* ui = nullptr;
+    void* slot = nullptr;  // the GUI's handle of the progress panel
+    std::function<void(const std::string& dir, const std::string& name)> item_cb;
+};
