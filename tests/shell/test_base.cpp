@@ -2,11 +2,13 @@
 // the hotlist pane state, and saving the session once.
 #include <gtest/gtest.h>
 
+#include <QApplication>
 #include <QComboBox>
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
 #include <QSplitter>
+#include <QTest>
 #include <QTimer>
 #include <QToolButton>
 #include <QTreeView>
@@ -151,4 +153,21 @@ TEST_F(BaseTest, SaveAtExitZeroKeepsTheRecordFileUntouched)
     w->close();
     struct stat st {};
     EXPECT_NE(::stat((dir / "config.003").c_str(), &st), 0);
+}
+
+TEST_F(BaseTest, AboutBoxShowsTheVersionAndClosesOnEscape)
+{
+    open();
+    QString title, version;
+    QTimer::singleShot(50, [&] {
+        QWidget* dlg = QApplication::activeModalWidget();
+        ASSERT_NE(dlg, nullptr);
+        title = dlg->windowTitle();
+        version = dlg->findChild<QLabel*>("about_version")->text();
+        QTest::keyClick(dlg, Qt::Key_Escape);
+    });
+    help_about();
+    EXPECT_EQ(title, "About VELL");
+    EXPECT_EQ(version, "- Version 1.13");
+    EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
 }
