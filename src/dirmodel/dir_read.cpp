@@ -3,6 +3,7 @@
 // here in the stream's order.
 #include "dirmodel/dir_read.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -13,7 +14,6 @@
 #include <string_view>
 #include <thread>
 #include <unistd.h>
-#include <unordered_set>
 
 #include "dirmodel/dir_sort.h"
 #include "dirmodel/es_path.h"
@@ -80,6 +80,46 @@ std::shared_ptr<DirStatBatch> read_batch(DIR* d, bool hide_dot)
     return b;
 }
 
+// The names of the live records, for the duplicate check: open addressing over
+// one array, so the whole table goes back to the system when the read ends.
+class NameSet {
+public:
+    // False when a record of the same name is already in.
+    bool insert(const FileRecord* r)
+    {
+        if ((used_ + 1) * 2 > slots_.size())
+            rehash(std::max<std::size_t>(1024, slots_.size() * 2));
+        return place(r);
+    }
+
+private:
+    bool place(const FileRecord* r)
+    {
+        const std::size_t mask = slots_.size() - 1;
+        for (std::size_t i = std::hash<std::string_view>{}(r->name) & mask;; i = (i + 1) & mask) {
+            if (!slots_[i]) {
+                slots_[i] = r;
+                ++used_;
+                return true;
+            }
+            if (slots_[i]->name == r->name)
+                return false;
+        }
+    }
+    void rehash(std::size_t n)
+    {
+        std::vector<const FileRecord*> old(n, nullptr);
+        old.swap(slots_);
+        used_ = 0;
+        for (const FileRecord* r : old)
+            if (r)
+                place(r);
+    }
+
+    std::vector<const FileRecord*> slots_;
+    std::size_t used_ = 0;
+};
+
 }  // namespace
 
 DirListing::~DirListing()
@@ -98,6 +138,15 @@ void dir_status_from_stat(FileStatus& out, const struct stat& st)
     out.st_gid = st.st_gid;
     out.st_mode = st.st_mode;
     out.st_nlink = static_cast<uint32_t>(st.st_nlink);
+}
+
+void FileRecord::set_link(std::string_view text)
+{
+    if (!link)
+        link = std::make_unique<char[]>(DIR_LINK_BUF);  // zero-filled
+    const std::size_t n = std::min(text.size(), DIR_LINK_BUF - 1);
+    std::memcpy(link.get(), text.data(), n);
+    link[n] = '\0';
 }
 
 uint64_t dir_records_allocated()
@@ -148,7 +197,7 @@ int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& e
     const int threads = env.stat_threads > 0 ? env.stat_threads : default_threads();
     DirStatPool pool(::dirfd(dir.get()), env.stat_fn, threads, env.stat_timeout);
 
-    std::unordered_set<std::string_view> seen;
+    NameSet seen;
     FileRecord* hand = nullptr;
     auto last_pump = clock::now();
     std::deque<std::shared_ptr<DirStatBatch>> ahead;
@@ -205,10 +254,10 @@ int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& e
                     if (s.bits & DIR_SB_TARGET_FAILED)
                         r->flags |= DIR_F_UNREADABLE;
                     if (s.bits & DIR_SB_READLINK_FAILED) {
-                        r->link = DIR_TEXT_NO_LINK;
+                        r->set_link(DIR_TEXT_NO_LINK);
                         r->flags |= DIR_F_UNREADABLE;
                     } else {
-                        r->link.swap(s.link);
+                        r->set_link(s.link);
                     }
                 }
             }
@@ -221,10 +270,10 @@ int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& e
 
             if ((r->flags & DIR_F_UNREADABLE) && !(r->flags & DIR_F_LINK)) {
                 r->flags |= DIR_F_LINK;
-                r->link = err == ETIMEDOUT || err == EINTR ? DIR_TEXT_TIMEOUT : DIR_TEXT_NO_INFO;
+                r->set_link(err == ETIMEDOUT || err == EINTR ? DIR_TEXT_TIMEOUT : DIR_TEXT_NO_INFO);
             }
 
-            if (!seen.insert(std::string_view(r->name)).second)
+            if (!seen.insert(r))
                 continue;
 
             if (l.capacity <= l.count)
@@ -250,7 +299,7 @@ int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& e
 
     dir.reset();
     if (hand) {
-        std::string().swap(hand->link);
+        hand->link.reset();
         const int free_at = l.count + l.spare;
         if (free_at < l.capacity) {
             l.records[static_cast<std::size_t>(free_at)] = hand;

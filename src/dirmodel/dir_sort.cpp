@@ -75,7 +75,7 @@ int dir_cmp_link(const FileRecord* a, const FileRecord* b)
 {
     if (!(a->flags & DIR_F_LINK) || !(b->flags & DIR_F_LINK))
         return 0;
-    return std::strcmp(a->link.c_str(), b->link.c_str());
+    return std::strcmp(a->link_text(), b->link_text());
 }
 
 int dir_cmp_dir(const FileRecord* a, const FileRecord* b)

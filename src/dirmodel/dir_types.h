@@ -4,7 +4,9 @@
 #pragma once
 #include <cstdint>
 #include <ctime>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <vector>
@@ -30,15 +32,24 @@ struct FileStatus {
 
 void dir_status_from_stat(FileStatus& out, const struct stat& st);
 
+inline constexpr std::size_t DIR_LINK_BUF = 1024;
+
 // One directory entry. `name` holds the bytes the directory delivered, never a
-// translation. For a link (or an unreadable entry, flag 0x04) `link` is the text of
-// the link column; it keeps its storage when the record is recycled.
+// translation. For a link (or an unreadable entry, flag 0x04) `link` holds the
+// text of the link column: a 1024-byte buffer made the first time it is needed and
+// kept when the record is recycled (a pointer, not a string, so that records of
+// plain files stay small).
 struct FileRecord {
     FileStatus status;
     std::string name;
     uint32_t flags = 0;
     int row = -1;
-    std::string link;
+    std::unique_ptr<char[]> link;
+
+    // The link text, "" when there is none.
+    const char* link_text() const { return link ? link.get() : ""; }
+    // Replaces the link text (cut to 1023 bytes).
+    void set_link(std::string_view text);
 };
 
 // The listing of one directory. records[0, count) are live in display order,

@@ -84,14 +84,14 @@ TEST(DirRead, LinksCarryTargetStatusAndText)
     const FileRecord* good = find_record(l, "good");
     ASSERT_TRUE(good);
     EXPECT_EQ(good->flags, DIR_F_LINK);
-    EXPECT_EQ(good->link, "target");
+    EXPECT_STREQ(good->link_text(), "target");
     EXPECT_EQ(good->status.st_size, 1234);
     EXPECT_TRUE(S_ISREG(good->status.st_mode));
 
     const FileRecord* dangling = find_record(l, "dangling");
     ASSERT_TRUE(dangling);
     EXPECT_EQ(dangling->flags, DIR_F_LINK | DIR_F_UNREADABLE);
-    EXPECT_EQ(dangling->link, "no/such/place");
+    EXPECT_STREQ(dangling->link_text(), "no/such/place");
     EXPECT_TRUE(S_ISLNK(dangling->status.st_mode));
 
     const FileRecord* plain = find_record(l, "target");
@@ -126,7 +126,7 @@ TEST(DirRead, EntryAfterFilteredLinkKeepsItsLinkText)
         ASSERT_TRUE(r);
         if (!prev_link.empty()) {
             EXPECT_EQ(r->flags, DIR_F_LINK) << n;
-            EXPECT_EQ(r->link, prev_link) << n;
+            EXPECT_STREQ(r->link_text(), prev_link.c_str()) << n;
             ++inherited;
         } else {
             EXPECT_EQ(r->flags, 0u) << n;
@@ -154,7 +154,7 @@ TEST(DirRead, UnreadableStatusGetsTextAndFlags)
     const FileRecord* r = find_record(l, "broken");
     ASSERT_TRUE(r);
     EXPECT_EQ(r->flags, DIR_F_LINK | DIR_F_UNREADABLE);
-    EXPECT_EQ(r->link, DIR_TEXT_NO_INFO);
+    EXPECT_STREQ(r->link_text(), DIR_TEXT_NO_INFO);
     EXPECT_EQ(r->status.st_size, 0);
     EXPECT_EQ(r->status.st_mode, 0u);
     EXPECT_EQ(r->status.st_uid, static_cast<uid_t>(-1));

@@ -17,6 +17,40 @@ FileRecord rec(const std::string& name, int64_t size = 0, mode_t mode = S_IFREG 
     return r;
 }
 
+FileRecord* copy_of(const FileRecord& x)
+{
+    auto* r = new FileRecord;
+    r->status = x.status;
+    r->name = x.name;
+    r->flags = x.flags;
+    if (x.link)
+        r->set_link(x.link_text());
+    return r;
+}
+
+FileRecord linked(const std::string& name, const char* text)
+{
+    FileRecord r = rec(name);
+    r.flags = DIR_F_LINK;
+    r.set_link(text);
+    return r;
+}
+
+FileRecord dated(const std::string& name, time_t t)
+{
+    FileRecord r = rec(name);
+    r.status.st_mtim.tv_sec = t;
+    return r;
+}
+
+template <class... R>
+std::vector<FileRecord> recs_of(R&&... r)
+{
+    std::vector<FileRecord> v;
+    (v.push_back(std::move(r)), ...);
+    return v;
+}
+
 // A listing over given records; the caller keeps them, so release before the end.
 struct Listing {
     DirListing l;
@@ -24,7 +58,7 @@ struct Listing {
     explicit Listing(std::vector<FileRecord> r) : recs(std::move(r))
     {
         for (auto& x : recs)
-            l.records.push_back(new FileRecord(x));
+            l.records.push_back(copy_of(x));
         l.count = l.capacity = static_cast<int>(recs.size());
     }
     std::vector<std::string> sorted(DirCmpFn f, int asc, bool folders = false)
@@ -44,15 +78,6 @@ int sign(int v)
 
 TEST(DirCompare, Table)
 {
-    FileRecord lnk_a = rec("la"), lnk_b = rec("lb"), plain = rec("p");
-    lnk_a.flags = DIR_F_LINK;
-    lnk_a.link = "zz";
-    lnk_b.flags = DIR_F_LINK;
-    lnk_b.link = "aa";
-    plain.link = "stale";
-    FileRecord old = rec("o"), young = rec("y");
-    old.status.st_mtim.tv_sec = 1000;
-    young.status.st_mtim.tv_sec = 5000;
     struct Case {
         const char* what;
         DirCmpFn f;
@@ -66,10 +91,11 @@ TEST(DirCompare, Table)
         {"size smaller first", dir_cmp_size, rec("a", 20), rec("b", 500), 1},
         {"size larger first", dir_cmp_size, rec("a", 500), rec("b", 20), 0},
         {"size equal", dir_cmp_size, rec("a", 5), rec("b", 5), 0},
-        {"date", dir_cmp_date, old, young, -1},
+        {"date", dir_cmp_date, dated("o", 1000), dated("y", 5000), -1},
         {"mode", dir_cmp_permissions, rec("a", 0, S_IFDIR | 0755), rec("b", 0, S_IFREG | 0644), -1},
-        {"both links", dir_cmp_link, lnk_a, lnk_b, 1},
-        {"link and plain", dir_cmp_link, lnk_a, plain, 0},
+        {"both links", dir_cmp_link, linked("la", "zz"), linked("lb", "aa"), 1},
+        // A stale text without the flag does not count.
+        {"link and plain", dir_cmp_link, linked("la", "zz"), [] { auto r = rec("p"); r.set_link("aa"); return r; }(), 0},
         {"dir first", dir_cmp_dir, rec("a", 0, S_IFDIR), rec("b"), -1},
         {"dir second", dir_cmp_dir, rec("a"), rec("b", 0, S_IFDIR), 1},
         {"no dir", dir_cmp_dir, rec("a"), rec("b"), 0},
@@ -80,16 +106,14 @@ TEST(DirCompare, Table)
 
 TEST(DirSort, DirectionsAndSecondaryKey)
 {
-    std::vector<FileRecord> recs = {rec("a", 500), rec("10", 20), rec("9", 20), rec("d1", 0, S_IFDIR | 0755),
-                                    rec("b", 20)};
-    Listing x(recs);
+    Listing x(recs_of(rec("a", 500), rec("10", 20), rec("9", 20), rec("d1", 0, S_IFDIR | 0755), rec("b", 20)));
     using V = std::vector<std::string>;
     EXPECT_EQ(x.sorted(dir_cmp_name, 1), (V{"9", "10", "a", "b", "d1"}));
     EXPECT_EQ(x.sorted(dir_cmp_name, 0), (V{"d1", "b", "a", "10", "9"}));
     EXPECT_EQ(x.sorted(dir_cmp_name, 1, true), (V{"d1", "9", "10", "a", "b"}));
     EXPECT_EQ(x.sorted(dir_cmp_name, 0, true), (V{"d1", "b", "a", "10", "9"}));
     // Equal sizes go by name, in the sort's direction too.
-    Listing s({rec("a", 500), rec("c", 20), rec("b", 20), rec("d1", 0, S_IFDIR | 0755)});
+    Listing s(recs_of(rec("a", 500), rec("c", 20), rec("b", 20), rec("d1", 0, S_IFDIR | 0755)));
     EXPECT_EQ(s.sorted(dir_cmp_size, 1, true), (V{"d1", "a", "b", "c"}));
     EXPECT_EQ(s.sorted(dir_cmp_size, 0, true), (V{"d1", "c", "b", "a"}));
     // A null comparison leaves the order as it is.
@@ -112,13 +136,13 @@ TEST(DirSort, NameOrderMatchesReferenceOverGeneratedNames)
             want.push_back(n);
             recs.push_back(rec(n, rng() % 100, rng() % 4 ? S_IFREG : S_IFDIR));
         }
-        Listing x(recs);
+        Listing x(std::move(recs));
         std::sort(want.begin(), want.end());
         EXPECT_EQ(x.sorted(dir_cmp_name, 1), want);
         // Folders first: directories on top, each group still in name order.
         auto got = x.sorted(dir_cmp_name, 1, true);
         auto is_dir = [&](const std::string& n) {
-            for (auto& r : recs)
+            for (auto& r : x.recs)
                 if (r.name == n)
                     return S_ISDIR(r.status.st_mode);
             return false;
