@@ -32,7 +32,8 @@ struct DirReadEnv {
 
     // A status call not back within this time marks its entry as timed out.
     std::chrono::milliseconds stat_timeout{10000};
-    // The status call (null: fstatat) and the number of status workers (0: default).
+    // The status call (null: fstatat), made on the status workers, several at once,
+    // and the number of status workers (0: default).
     DirStatFn stat_fn;
     int stat_threads = 0;
     std::chrono::milliseconds pump_every{20};
