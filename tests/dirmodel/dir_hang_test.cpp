@@ -42,7 +42,7 @@ TEST(DirReadHang, StatusCallThatHangsTimesOut)
         make_file(t / n, 2);
     auto gate = std::make_shared<Gate>();
     DirReadEnv env;
-    env.stat_timeout = 200ms;
+    env.stat_timeout = 500ms;
     env.stat_threads = 2;
     env.stat_fn = [gate](int fd, const char* n, struct stat* st, int fl) {
         if (std::string(n).rfind("hang", 0) == 0) {
@@ -72,8 +72,8 @@ TEST(DirReadHang, StatusCallThatHangsTimesOut)
     EXPECT_EQ(find_record(l, "z")->status.st_size, 2);
     EXPECT_EQ(l.total_size, 6u);
     EXPECT_EQ(gate->inside.load(), 2);
-    // Both calls hung side by side, so the read took about one time-out, not two,
-    // and the events were processed about every 20 ms while it waited.
+    // The read went on after the short time-out, and the events were processed
+    // about every 20 ms while it waited.
     EXPECT_LT(took, 2s);
     EXPECT_GE(pumps, 5);
 }
@@ -109,7 +109,7 @@ TEST(DirReadHang, RealFuseMountThatDoesNotAnswer)
         GTEST_SKIP() << "FUSE cannot be mounted on this machine";
     }
     DirReadEnv env;
-    env.stat_timeout = 300ms;
+    env.stat_timeout = 1s;
     int pumps = 0;
     env.pump_events = [&] { ++pumps; };
     DirListing l;
