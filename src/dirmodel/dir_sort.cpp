@@ -1,0 +1,195 @@
+// Comparators, the listing sort, and the permission and owner columns.
+#include "dirmodel/dir_sort.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <grp.h>
+#include <pwd.h>
+#include <unistd.h>
+#include <vector>
+
+#include "dirmodel/es_path.h"
+#include "dirmodel/x_cache.h"
+
+namespace {
+
+DirCmpFn s_primary_cmp = nullptr;
+DirCmpFn s_secondary_cmp = nullptr;
+int s_sort_direction = 1;
+bool s_folders_first = false;
+
+NameCache* sUserCache = nullptr;
+NameCache* sGroupCache = nullptr;
+
+bool all_digits_fast(const std::string& s)
+{
+    // Most names start with a letter; the first byte settles those.
+    if (!s.empty() && (s[0] < '0' || s[0] > '9'))
+        return false;
+    return misc_all_digits(s.c_str()) != 0;
+}
+
+}  // namespace
+
+int dir_cmp_name(const FileRecord* a, const FileRecord* b)
+{
+    if (all_digits_fast(a->name) && all_digits_fast(b->name))
+        return std::atoi(a->name.c_str()) - std::atoi(b->name.c_str());
+    return std::strcmp(a->name.c_str(), b->name.c_str());
+}
+
+int dir_cmp_size(const FileRecord* a, const FileRecord* b)
+{
+    return a->status.st_size < b->status.st_size ? 1 : 0;
+}
+
+int dir_cmp_date(const FileRecord* a, const FileRecord* b)
+{
+    return static_cast<int32_t>(static_cast<uint32_t>(a->status.st_mtime) -
+                                static_cast<uint32_t>(b->status.st_mtime));
+}
+
+int dir_cmp_user(const FileRecord* a, const FileRecord* b)
+{
+    char na[16], nb[16];
+    dir_get_username(a->status.st_uid, na);
+    dir_get_username(b->status.st_uid, nb);
+    return std::strcmp(na, nb);
+}
+
+int dir_cmp_group(const FileRecord* a, const FileRecord* b)
+{
+    char na[16], nb[16];
+    dir_get_groupname(a->status.st_gid, na);
+    dir_get_groupname(b->status.st_gid, nb);
+    return std::strcmp(na, nb);
+}
+
+int dir_cmp_permissions(const FileRecord* a, const FileRecord* b)
+{
+    return static_cast<int>(a->status.st_mode) - static_cast<int>(b->status.st_mode);
+}
+
+int dir_cmp_link(const FileRecord* a, const FileRecord* b)
+{
+    if (!(a->flags & DIR_F_LINK) || !(b->flags & DIR_F_LINK))
+        return 0;
+    return std::strcmp(a->link_text(), b->link_text());
+}
+
+int dir_cmp_dir(const FileRecord* a, const FileRecord* b)
+{
+    bool da = S_ISDIR(a->status.st_mode), db = S_ISDIR(b->status.st_mode);
+    if (da && !db)
+        return -1;
+    if (db && !da)
+        return 1;
+    return 0;
+}
+
+int _qsort_cmp(const void* pa, const void* pb)
+{
+    const FileRecord* a = *static_cast<const FileRecord* const*>(pa);
+    const FileRecord* b = *static_cast<const FileRecord* const*>(pb);
+    if (s_folders_first) {
+        if (int d = dir_cmp_dir(a, b))
+            return d;
+    }
+    int r = s_primary_cmp(a, b);
+    if (r == 0 && s_secondary_cmp)
+        r = s_secondary_cmp(a, b);
+    return r * s_sort_direction;
+}
+
+void dir_sort(DirListing& listing, DirCmpFn primary, int ascending, bool folders_first)
+{
+    if (!primary || listing.count < 2)
+        return;
+    s_primary_cmp = primary;
+    s_secondary_cmp = primary == dir_cmp_name ? nullptr : dir_cmp_name;
+    s_sort_direction = ascending ? 1 : -1;
+    s_folders_first = folders_first;
+    std::qsort(listing.records.data(), static_cast<std::size_t>(listing.count), sizeof(FileRecord*),
+               _qsort_cmp);
+}
+
+void dir_get_permissions(mode_t mode, char* out, int which)
+{
+    switch (which) {
+    case 0:
+        if ((mode & 0x6000) == 0x6000)
+            out[0] = 'b';
+        else if (mode & 0x2000)
+            out[0] = 'c';
+        else if (mode & 0x4000)
+            out[0] = 'd';
+        else if (mode & 0x1000)
+            out[0] = 'p';
+        else if ((mode & 0xA000) == 0xA000)
+            out[0] = 'l';
+        else if ((mode & 0x5000) == 0x5000)
+            out[0] = 'n';
+        else if ((mode & 0xC000) == 0xC000)
+            out[0] = 's';
+        else
+            out[0] = '-';
+        break;
+    case 1:
+        out[0] = mode & 0400 ? 'r' : '-';
+        out[1] = mode & 0200 ? 'w' : '-';
+        out[2] = mode & 0100 ? (mode & 04000 ? 's' : 'x') : (mode & 04000 ? 'S' : '-');
+        break;
+    case 2:
+        out[0] = mode & 040 ? 'r' : '-';
+        out[1] = mode & 020 ? 'w' : '-';
+        out[2] = mode & 010 ? (mode & 02000 ? 's' : 'x') : (mode & 02000 ? 'S' : '-');
+        break;
+    case 3:
+        out[0] = mode & 04 ? 'r' : '-';
+        out[1] = mode & 02 ? 'w' : '-';
+        out[2] = mode & 01000 ? 't' : (mode & 01 ? 'x' : '-');
+        break;
+    case 4:
+        out[0] = mode & 01000 ? 's' : '-';
+        break;
+    default:
+        break;
+    }
+}
+
+int dir_get_username(uid_t uid, char* out)
+{
+    if (!sUserCache)
+        sUserCache = x_new_cache(256);
+    if (int n = x_get_record(uid, out, sUserCache))
+        return n;
+    std::vector<char> buf(16384);
+    struct passwd pw {}, *res = nullptr;
+    int ret = 0;
+    if (getpwuid_r(uid, &pw, buf.data(), buf.size(), &res) == 0 && res) {
+        std::snprintf(out, 16, "%.15s", res->pw_name);
+    } else {
+        ret = std::snprintf(out, 16, "%u", static_cast<unsigned>(uid));
+    }
+    x_add_record(uid, out, sUserCache);
+    return ret;
+}
+
+int dir_get_groupname(gid_t gid, char* out)
+{
+    if (!sGroupCache)
+        sGroupCache = x_new_cache(64);
+    if (int n = x_get_record(gid, out, sGroupCache))
+        return n;
+    std::vector<char> buf(16384);
+    struct group gr {}, *res = nullptr;
+    int ret = 0;
+    if (getgrgid_r(gid, &gr, buf.data(), buf.size(), &res) == 0 && res) {
+        std::snprintf(out, 16, "%.15s", res->gr_name);
+    } else {
+        ret = std::snprintf(out, 16, "%u", static_cast<unsigned>(gid));
+    }
+    x_add_record(gid, out, sGroupCache);
+    return ret;
+}

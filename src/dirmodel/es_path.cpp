@@ -1,0 +1,129 @@
+// Pattern matching and path text helpers.
+#include "dirmodel/es_path.h"
+
+#include <cctype>
+#include <cstring>
+#include <fnmatch.h>
+#include <string>
+
+namespace {
+
+std::string lowered(const char* s)
+{
+    std::string out(s);
+    for (char& c : out)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return out;
+}
+
+}  // namespace
+
+int es_strcmp(const char* name, const char* pattern)
+{
+    std::string pat;
+    std::string folded;
+    try {
+        if (pattern[0] == '^') {
+            pat = lowered(pattern + 1);
+            folded = lowered(name);
+            name = folded.c_str();
+        } else {
+            pat = pattern;
+        }
+    } catch (...) {
+        return 1;  // no room for the folded copies: no match
+    }
+    int r = 1;
+    std::size_t start = 0;
+    for (;;) {
+        std::size_t bar = pat.find('|', start);
+        std::size_t end = bar == std::string::npos ? pat.size() : bar;
+        pat[end] = '\0';
+        r = fnmatch(pat.c_str() + start, name, 0);
+        if (r == 0 || bar == std::string::npos)
+            return r;
+        start = end + 1;
+    }
+}
+
+int es_construct_fullpath(char* out, const char* dir, const char* name)
+{
+    std::size_t n = 0;
+    if (dir && name) {
+        std::size_t dl = std::strlen(dir);
+        std::memcpy(out, dir, dl);
+        n = dl;
+        if (!(dl && dir[dl - 1] == '/') && name[0] != '/')
+            out[n++] = '/';
+        std::size_t nl = std::strlen(name);
+        std::memcpy(out + n, name, nl);
+        n += nl;
+    } else if (dir || name) {
+        const char* one = dir ? dir : name;
+        n = std::strlen(one);
+        std::memcpy(out, one, n);
+    }
+    out[n] = '\0';
+    while (n >= 3 && out[n - 1] == '/')
+        out[--n] = '\0';
+    return static_cast<int>(n);
+}
+
+int es_remove_subdirectory(char* path)
+{
+    int len = static_cast<int>(std::strlen(path));
+    for (int i = len - 2; i >= 1; --i) {
+        if (path[i] == '/') {
+            path[i] = '\0';
+            return i;
+        }
+    }
+    if (path[0] == '/') {
+        path[1] = '\0';
+        return 1;
+    }
+    return len;
+}
+
+char* es_strip_pathname(char* path)
+{
+    std::size_t len = std::strlen(path);
+    if (len < 2)
+        return path;
+    std::size_t i = 0;
+    if (path[0] == '/') {
+        std::size_t run = 0;
+        while (path[run] == '/')
+            ++run;
+        if (run >= 2) {
+            std::memmove(path + 2, path + run, len - run + 1);
+            len -= run - 2;
+            i = 2;
+        } else {
+            i = 1;
+        }
+    }
+    // After a run is squeezed the scan skips the run's old length into the shifted
+    // text, so it may pass over the next run (a//b//c gives a/b//c).
+    for (; i < len; ++i) {
+        if (path[i] != '/' || path[i + 1] != '/')
+            continue;
+        std::size_t run = 2;
+        while (path[i + run] == '/')
+            ++run;
+        std::memmove(path + i + 1, path + i + run, len - (i + run) + 1);
+        len -= run - 1;
+        i += run;
+    }
+    while (len > 1 && path[len - 1] == '/')
+        path[--len] = '\0';
+    return path;
+}
+
+int misc_all_digits(const char* text)
+{
+    for (; *text; ++text)
+        if (!std::isdigit(static_cast<unsigned char>(*text)))
+            return 0;
+    return 1;
+}

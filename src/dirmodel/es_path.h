@@ -1,0 +1,24 @@
+// Path and pattern helpers shared by the whole program: the filter and association
+// matcher, path joining and clean-up. Pure functions on caller buffers; any thread.
+#pragma once
+#include <cstddef>
+
+// 0 when `name` matches `pattern`: alternatives separated by "|", each an fnmatch
+// pattern with no flags; a leading "^" ignores case. Non-zero otherwise.
+int es_strcmp(const char* name, const char* pattern);
+
+// Joins dir and name with one "/" where neither brings one, then drops trailing
+// slashes while at least 3 characters remain. `out` holds strlen(dir)+strlen(name)+2.
+// Returns the length.
+int es_construct_fullpath(char* out, const char* dir, const char* name);
+
+// Cuts the last component in place (/a/b/ and /a/b give /a, /a gives /, abc stays).
+// Returns the new length.
+int es_remove_subdirectory(char* path);
+
+// Cleans runs of slashes in place, keeping a leading "//" and the old scan (a//b//c
+// gives a/b//c). Returns path.
+char* es_strip_pathname(char* path);
+
+// 1 when every character is a decimal digit (also for ""), else 0.
+int misc_all_digits(const char* text);

@@ -1,0 +1,32 @@
+// Translation between file-system names (bytes) and the UTF-8 the widgets show and
+// accept. fname_setup runs on the GUI thread (start-up, preferences applied);
+// fname_decode and fname_encode may run on any thread at once: each thread has its
+// own result buffers and conversion state.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+inline constexpr uint32_t FNAME_UTF8_ALTERNATE = 0x2000;  // try UTF-8, then the alternate set
+inline constexpr uint32_t FNAME_ALTERNATE = 0x4000;       // names are in the alternate set
+
+// Takes the encoding bits of the settings record's option word and the alternate
+// set's name (null or "" for none). Returns 0, or -1 when the set cannot be opened,
+// in which case there is no translation context.
+int fname_setup(uint32_t options, const char* alt_charset);
+
+// A displayable UTF-8 text: the name itself (same pointer) when nothing changed,
+// else a per-thread buffer valid until this thread's next call, marked with a
+// leading "?" when characters were replaced by "?". *count gets the number replaced.
+const char* fname_decode(const char* name, int* count = nullptr);
+
+// The file-system bytes of a typed text: the text itself except in alternate mode,
+// else a per-thread buffer; null when the text cannot be translated.
+const char* fname_encode(const char* text);
+
+// The character sets offered for the alternate encoding that this system converts.
+std::vector<std::string> fname_charsets();
+
+// Length of the valid UTF-8 sequence at p (at most n bytes), or 0 when none starts.
+int fname_utf8_seqlen(const unsigned char* p, std::size_t n);

@@ -1,0 +1,134 @@
+// A status call that never returns: the entry times out, the rest is read, and the
+// GUI's events keep being processed meanwhile. Once through a seam, once through a
+// real FUSE mount whose daemon does not answer.
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <csignal>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <memory>
+#include <mutex>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <thread>
+
+#include "dir_test_util.h"
+#include "tmpdir.h"
+
+extern char** environ;
+
+namespace {
+
+using namespace std::chrono_literals;
+
+struct Gate {
+    std::mutex m;
+    std::condition_variable cv;
+    bool open = false;
+    std::atomic<int> inside{0};
+    void release()
+    {
+        std::lock_guard lk(m);
+        open = true;
+        cv.notify_all();
+    }
+};
+
+TEST(DirReadHang, StatusCallThatHangsTimesOut)
+{
+    TmpDir t;
+    for (const char* n : {"a", "hang1", "m", "hang2", "z"})
+        make_file(t / n, 2);
+    auto gate = std::make_shared<Gate>();
+    DirReadEnv env;
+    env.stat_timeout = 500ms;
+    env.stat_threads = 2;
+    env.stat_fn = [gate](int fd, const char* n, struct stat* st, int fl) {
+        if (std::string(n).rfind("hang", 0) == 0) {
+            ++gate->inside;
+            std::unique_lock lk(gate->m);
+            gate->cv.wait(lk, [&] { return gate->open; });
+        }
+        return ::fstatat(fd, n, st, fl);
+    };
+    int pumps = 0;
+    env.pump_events = [&] { ++pumps; };
+
+    DirListing l;
+    auto start = std::chrono::steady_clock::now();
+    ASSERT_EQ(read_dir(l, t.path(), "*", env), 0);
+    auto took = std::chrono::steady_clock::now() - start;
+    gate->release();
+
+    EXPECT_EQ(names_of(l), (std::vector<std::string>{"a", "hang1", "hang2", "m", "z"}));
+    for (const char* n : {"hang1", "hang2"}) {
+        const FileRecord* r = find_record(l, n);
+        ASSERT_TRUE(r);
+        EXPECT_EQ(r->flags, DIR_F_LINK | DIR_F_UNREADABLE);
+        EXPECT_STREQ(r->link_text(), DIR_TEXT_TIMEOUT);
+        EXPECT_EQ(r->status.st_uid, static_cast<uid_t>(-1));
+    }
+    EXPECT_EQ(find_record(l, "z")->status.st_size, 2);
+    EXPECT_EQ(l.total_size, 6u);
+    EXPECT_EQ(gate->inside.load(), 2);
+    // The read went on after the short time-out, and the events were processed
+    // about every 20 ms while it waited.
+    EXPECT_LT(took, 2s);
+    EXPECT_GE(pumps, 5);
+}
+
+bool wait_mounted(const std::string& dir)
+{
+    for (int i = 0; i < 100; ++i) {
+        std::ifstream mounts("/proc/self/mounts");
+        std::string line;
+        while (std::getline(mounts, line))
+            if (line.find(" " + dir + " ") != std::string::npos)
+                return true;
+        std::this_thread::sleep_for(20ms);
+    }
+    return false;
+}
+
+TEST(DirReadHang, RealFuseMountThatDoesNotAnswer)
+{
+#ifndef VELL_HANGFS
+    GTEST_SKIP() << "libfuse3 not found at build time";
+#else
+    TmpDir t;
+    const std::string mnt = t / "mnt";
+    ::mkdir(mnt.c_str(), 0755);
+    pid_t pid = 0;
+    const char* argv[] = {VELL_HANGFS, "-f", mnt.c_str(), nullptr};
+    if (posix_spawn(&pid, VELL_HANGFS, nullptr, nullptr, const_cast<char**>(argv), environ) != 0)
+        GTEST_SKIP() << "cannot start the FUSE helper";
+    if (!wait_mounted(mnt)) {
+        ::kill(pid, SIGKILL);
+        ::waitpid(pid, nullptr, 0);
+        GTEST_SKIP() << "FUSE cannot be mounted on this machine";
+    }
+    DirReadEnv env;
+    env.stat_timeout = 1s;
+    int pumps = 0;
+    env.pump_events = [&] { ++pumps; };
+    DirListing l;
+    int rc = read_dir(l, mnt, "*", env);
+    ::chdir("/");
+    // Unmounting makes the stuck call fail, so the abandoned worker ends too.
+    ::kill(pid, SIGKILL);
+    ::waitpid(pid, nullptr, 0);
+    std::system(("fusermount3 -u -z " + mnt + " 2>/dev/null").c_str());
+
+    ASSERT_EQ(rc, 0);
+    EXPECT_EQ(names_of(l), (std::vector<std::string>{"hang", "ok"}));
+    const FileRecord* hang = find_record(l, "hang");
+    ASSERT_TRUE(hang);
+    EXPECT_EQ(hang->flags, DIR_F_LINK | DIR_F_UNREADABLE);
+    EXPECT_STREQ(hang->link_text(), DIR_TEXT_TIMEOUT);
+    EXPECT_EQ(find_record(l, "ok")->status.st_size, 7);
+    EXPECT_GE(pumps, 5);
+#endif
+}
+
+}  // namespace

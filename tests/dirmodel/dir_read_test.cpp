@@ -1,0 +1,299 @@
+// The directory reader over real directories: what is listed, flags and link texts,
+// record recycling, and the hooks it calls.
+#include <algorithm>
+#include <cerrno>
+#include <dirent.h>
+#include <fnmatch.h>
+#include <gtest/gtest.h>
+#include <map>
+#include <random>
+#include <set>
+
+#include "dir_test_util.h"
+#include "tmpdir.h"
+
+namespace {
+
+std::vector<std::string> stream_order(const std::string& path)
+{
+    std::vector<std::string> out;
+    DIR* d = ::opendir(path.c_str());
+    while (const dirent* e = ::readdir(d)) {
+        std::string n = e->d_name;
+        if (n != "." && n != "..")
+            out.push_back(n);
+    }
+    ::closedir(d);
+    return out;
+}
+
+TEST(DirRead, ListsEntriesButNeverDotAndDotDot)
+{
+    TmpDir t;
+    DirListing l;
+    ASSERT_EQ(read_dir(l, t.path()), 0);
+    EXPECT_EQ(l.count, 0);
+    EXPECT_EQ(l.total_size, 0u);
+
+    make_file(t / ".profile", 10);
+    make_file(t / "b", 5);
+    ::mkdir((t / "d").c_str(), 0755);
+    struct Case {
+        bool hide_dot;
+        std::vector<std::string> names;
+    } cases[] = {{true, {"b", "d"}}, {false, {".profile", "b", "d"}}};
+    for (const auto& c : cases) {
+        DirReadEnv env;
+        env.hide_dot = c.hide_dot;
+        ASSERT_EQ(read_dir(l, t.path(), "*", env), 0);
+        EXPECT_EQ(names_of(l), c.names) << "hide_dot " << c.hide_dot;
+        EXPECT_EQ(l.dirs, 1);
+        const uint64_t dir_size = static_cast<uint64_t>(find_record(l, "d")->status.st_size);
+        EXPECT_EQ(l.total_size, (c.hide_dot ? 5u : 15u) + dir_size);
+    }
+    EXPECT_TRUE(DirReadEnv::hide_dot_from_options(0xFFFFFBFF & ~0x104u));
+    EXPECT_TRUE(DirReadEnv::hide_dot_from_options(0xFFFFFBFF & ~0x4u));
+    EXPECT_FALSE(DirReadEnv::hide_dot_from_options(0xFFFFFBFF));
+}
+
+TEST(DirRead, FilterKeepsDirectoriesAndLinksToThem)
+{
+    TmpDir t;
+    make_file(t / "a.c");
+    make_file(t / "a.h");
+    ::mkdir((t / "dir.x").c_str(), 0755);
+    ASSERT_EQ(::symlink("dir.x", (t / "ld.h").c_str()), 0);
+    ASSERT_EQ(::symlink("a.h", (t / "lf.h").c_str()), 0);
+    DirListing l;
+    ASSERT_EQ(read_dir(l, t.path(), "*.c"), 0);
+    EXPECT_EQ(names_of(l), (std::vector<std::string>{"a.c", "dir.x", "ld.h"}));
+    EXPECT_EQ(l.dirs, 2);
+    ASSERT_EQ(read_dir(l, t.path(), "^*.C|*.H"), 0);
+    EXPECT_EQ(l.count, 5);
+}
+
+TEST(DirRead, LinksCarryTargetStatusAndText)
+{
+    TmpDir t;
+    make_file(t / "target", 1234);
+    ASSERT_EQ(::symlink("target", (t / "good").c_str()), 0);
+    ASSERT_EQ(::symlink("no/such/place", (t / "dangling").c_str()), 0);
+    DirListing l;
+    ASSERT_EQ(read_dir(l, t.path()), 0);
+
+    const FileRecord* good = find_record(l, "good");
+    ASSERT_TRUE(good);
+    EXPECT_EQ(good->flags, DIR_F_LINK);
+    EXPECT_STREQ(good->link_text(), "target");
+    EXPECT_EQ(good->status.st_size, 1234);
+    EXPECT_TRUE(S_ISREG(good->status.st_mode));
+
+    const FileRecord* dangling = find_record(l, "dangling");
+    ASSERT_TRUE(dangling);
+    EXPECT_EQ(dangling->flags, DIR_F_LINK | DIR_F_UNREADABLE);
+    EXPECT_STREQ(dangling->link_text(), "no/such/place");
+    EXPECT_TRUE(S_ISLNK(dangling->status.st_mode));
+
+    const FileRecord* plain = find_record(l, "target");
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(plain->flags, 0u);
+    EXPECT_EQ(l.total_size, 1234u * 2 + static_cast<uint64_t>(dangling->status.st_size));
+}
+
+// The record kept after a filtered-out link still has that link's flag and text,
+// so the entry read next into it shows them. The stream's order decides which
+// entry follows which, so the expectation comes from reading the stream directly.
+TEST(DirRead, EntryAfterFilteredLinkKeepsItsLinkText)
+{
+    TmpDir t;
+    for (int i = 0; i < 40; ++i) {
+        ASSERT_EQ(::symlink(("y" + std::to_string(i) + ".c").c_str(), (t / ("x" + std::to_string(i) + ".h")).c_str()), 0);
+        make_file(t / ("y" + std::to_string(i) + ".c"));
+    }
+    DirListing l;
+    ASSERT_EQ(read_dir(l, t.path(), "*.c"), 0);
+    ASSERT_EQ(l.count, 40);
+
+    std::vector<std::string> order = stream_order(t.path());
+    int inherited = 0;
+    std::string prev_link;
+    for (const std::string& n : order) {
+        if (n[0] == 'x') {
+            prev_link = "y" + n.substr(1, n.size() - 3) + ".c";
+            continue;
+        }
+        const FileRecord* r = find_record(l, n);
+        ASSERT_TRUE(r);
+        if (!prev_link.empty()) {
+            EXPECT_EQ(r->flags, DIR_F_LINK) << n;
+            EXPECT_STREQ(r->link_text(), prev_link.c_str()) << n;
+            ++inherited;
+        } else {
+            EXPECT_EQ(r->flags, 0u) << n;
+        }
+        prev_link.clear();
+    }
+    EXPECT_GT(inherited, 0);
+}
+
+TEST(DirRead, UnreadableStatusGetsTextAndFlags)
+{
+    TmpDir t;
+    make_file(t / "fine", 3);
+    make_file(t / "broken", 3);
+    DirReadEnv env;
+    env.stat_fn = [](int fd, const char* n, struct stat* st, int fl) {
+        if (std::string(n) == "broken") {
+            errno = EIO;
+            return -1;
+        }
+        return ::fstatat(fd, n, st, fl);
+    };
+    DirListing l;
+    ASSERT_EQ(read_dir(l, t.path(), "*", env), 0);
+    const FileRecord* r = find_record(l, "broken");
+    ASSERT_TRUE(r);
+    EXPECT_EQ(r->flags, DIR_F_LINK | DIR_F_UNREADABLE);
+    EXPECT_STREQ(r->link_text(), DIR_TEXT_NO_INFO);
+    EXPECT_EQ(r->status.st_size, 0);
+    EXPECT_EQ(r->status.st_mode, 0u);
+    EXPECT_EQ(r->status.st_uid, static_cast<uid_t>(-1));
+    EXPECT_EQ(r->status.st_gid, static_cast<gid_t>(-1));
+    EXPECT_EQ(l.total_size, 3u);
+}
+
+TEST(DirRead, RereadReusesRecords)
+{
+    TmpDir t;
+    for (int i = 0; i < 1000; ++i)
+        make_file(t / ("f" + std::to_string(i)));
+    DirListing l;
+    ASSERT_EQ(read_dir(l, t.path()), 0);
+    ASSERT_EQ(l.count, 1000);
+    const uint64_t made = dir_records_allocated();
+    ASSERT_EQ(read_dir(l, t.path()), 0);
+    EXPECT_EQ(l.count, 1000);
+    EXPECT_EQ(l.spare, 0);
+    EXPECT_EQ(dir_records_allocated(), made);
+
+    // A narrower filter leaves the rest as spares, contiguous after the live ones.
+    ASSERT_EQ(read_dir(l, t.path(), "f1*"), 0);
+    EXPECT_EQ(l.count, 111);
+    EXPECT_EQ(l.count + l.spare, 1000);
+    for (int i = 0; i < l.capacity; ++i)
+        EXPECT_EQ(l.records[static_cast<std::size_t>(i)] != nullptr, i < 1000) << i;
+    ASSERT_EQ(read_dir(l, t.path()), 0);
+    EXPECT_EQ(l.count, 1000);
+    EXPECT_EQ(dir_records_allocated(), made);
+}
+
+TEST(DirRead, ArrayGrowsBy128Slots)
+{
+    TmpDir t;
+    DirListing l;
+    for (int i = 0; i < 128; ++i)
+        make_file(t / ("f" + std::to_string(i)));
+    ASSERT_EQ(read_dir(l, t.path()), 0);
+    EXPECT_EQ(l.capacity, 128);
+    make_file(t / "f128");
+    ASSERT_EQ(read_dir(l, t.path()), 0);
+    EXPECT_EQ(l.count, 129);
+    EXPECT_EQ(l.capacity, 256);
+    EXPECT_EQ(l.records.size(), 256u);
+}
+
+TEST(DirRead, NamesThatAreNotUtf8StayBytes)
+{
+    TmpDir t;
+    const std::string latin1 = "caf\xE9";
+    const std::string broken = "\xFF\xFEz";
+    make_file(t / latin1, 4);
+    make_file(t / broken, 6);
+    make_file(t / "cafe", 1);
+    DirListing l;
+    ASSERT_EQ(read_dir(l, t.path()), 0);
+    EXPECT_EQ(names_of(l), (std::vector<std::string>{"cafe", latin1, broken}));
+    // The reader leaves the working directory at the listing, so the bytes go
+    // straight back to the system.
+    for (int i = 0; i < l.count; ++i) {
+        struct stat st {};
+        ASSERT_EQ(::stat(l[i].name.c_str(), &st), 0);
+        EXPECT_EQ(st.st_size, l[i].status.st_size);
+    }
+}
+
+TEST(DirRead, HooksAndFailure)
+{
+    TmpDir t;
+    make_file(t / "a");
+    std::vector<std::string> calls;
+    DirReadEnv env;
+    env.show_status = [&](const char* s) { calls.push_back(std::string("status:") + s); };
+    env.timer_attach = [&](int ms) { calls.push_back("attach:" + std::to_string(ms)); };
+    env.timer_trigger = [&] { calls.push_back("trigger"); };
+    env.timer_detach = [&] { calls.push_back("detach"); };
+    DirListing l;
+    ASSERT_EQ(read_dir(l, t.path(), "*", env), 0);
+    EXPECT_EQ(calls, (std::vector<std::string>{"status:Reading Directory", "attach:300", "trigger", "detach"}));
+
+    // A failed read empties the listing into spares and leaves the timer attached.
+    calls.clear();
+    EXPECT_EQ(read_dir(l, t / "missing", "*", env), -1);
+    EXPECT_EQ(calls, (std::vector<std::string>{"status:Reading Directory", "attach:300"}));
+    EXPECT_EQ(l.count, 0);
+    EXPECT_EQ(l.spare, 1);
+    EXPECT_EQ(l.current, -1);
+    l.path.clear();
+    EXPECT_EQ(dir_read(l, dir_cmp_name, 1, env), -1);
+    make_file(t / "file");
+    EXPECT_EQ(read_dir(l, t / "file", "*", env), -1);
+}
+
+// Many batches through the status workers against a plain readdir + lstat + fnmatch.
+TEST(DirRead, MatchesPlainReference)
+{
+    TmpDir t;
+    std::mt19937 rng(7);
+    for (int i = 0; i < 3000; ++i) {
+        std::string n = "e" + std::to_string(rng() % 100000) + (rng() % 3 ? ".c" : ".txt");
+        switch (rng() % 5) {
+        case 0:
+            ::mkdir((t / n).c_str(), 0755);
+            break;
+        case 1:
+            (void)::symlink(rng() % 2 ? "e1.c" : "nowhere", (t / n).c_str());
+            break;
+        default:
+            make_file(t / n, rng() % 5000);
+        }
+    }
+    for (const char* spec : {"*", "*.c", "e1*"}) {
+        std::map<std::string, int64_t> want;
+        for (const std::string& n : stream_order(t.path())) {
+            struct stat st {};
+            ::lstat((t / n).c_str(), &st);
+            if (S_ISLNK(st.st_mode))
+                ::stat((t / n).c_str(), &st);
+            if (!S_ISDIR(st.st_mode) && fnmatch(spec, n.c_str(), 0) != 0)
+                continue;
+            want[n] = S_ISLNK(st.st_mode) ? st.st_size : st.st_size;
+        }
+        DirListing l;
+        DirReadEnv env;
+        env.stat_threads = 3;
+        ASSERT_EQ(read_dir(l, t.path(), spec, env), 0);
+        std::map<std::string, int64_t> got;
+        uint64_t total = 0;
+        for (int i = 0; i < l.count; ++i) {
+            got[l[i].name] = l[i].status.st_size;
+            total += static_cast<uint64_t>(l[i].status.st_size);
+            if (i) {
+                EXPECT_LE(dir_cmp_name(&l[i - 1], &l[i]), 0);
+            }
+        }
+        EXPECT_EQ(got, want) << spec;
+        EXPECT_EQ(l.total_size, total);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,237 @@
+// Comparators, the listing sort, the permission letters and the owner names.
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <random>
+
+#include "dirmodel/dir_sort.h"
+#include "dirmodel/x_cache.h"
+
+namespace {
+
+FileRecord rec(const std::string& name, int64_t size = 0, mode_t mode = S_IFREG | 0644)
+{
+    FileRecord r;
+    r.name = name;
+    r.status.st_size = size;
+    r.status.st_mode = mode;
+    return r;
+}
+
+FileRecord* copy_of(const FileRecord& x)
+{
+    auto* r = new FileRecord;
+    r->status = x.status;
+    r->name = x.name;
+    r->flags = x.flags;
+    if (x.link)
+        r->set_link(x.link_text());
+    return r;
+}
+
+FileRecord linked(const std::string& name, const char* text)
+{
+    FileRecord r = rec(name);
+    r.flags = DIR_F_LINK;
+    r.set_link(text);
+    return r;
+}
+
+FileRecord dated(const std::string& name, time_t t)
+{
+    FileRecord r = rec(name);
+    r.status.st_mtim.tv_sec = t;
+    return r;
+}
+
+template <class... R>
+std::vector<FileRecord> recs_of(R&&... r)
+{
+    std::vector<FileRecord> v;
+    (v.push_back(std::move(r)), ...);
+    return v;
+}
+
+// A listing over given records; the caller keeps them, so release before the end.
+struct Listing {
+    DirListing l;
+    std::vector<FileRecord> recs;
+    explicit Listing(std::vector<FileRecord> r) : recs(std::move(r))
+    {
+        for (auto& x : recs)
+            l.records.push_back(copy_of(x));
+        l.count = l.capacity = static_cast<int>(recs.size());
+    }
+    std::vector<std::string> sorted(DirCmpFn f, int asc, bool folders = false)
+    {
+        dir_sort(l, f, asc, folders);
+        std::vector<std::string> out;
+        for (int i = 0; i < l.count; ++i)
+            out.push_back(l[i].name);
+        return out;
+    }
+};
+
+int sign(int v)
+{
+    return (v > 0) - (v < 0);
+}
+
+TEST(DirCompare, Table)
+{
+    struct Case {
+        const char* what;
+        DirCmpFn f;
+        FileRecord a, b;
+        int want;  // sign of the result
+    } cases[] = {
+        {"numeric names", dir_cmp_name, rec("9"), rec("10"), -1},
+        {"number before letter", dir_cmp_name, rec("10"), rec("a"), -1},
+        {"case matters", dir_cmp_name, rec("B"), rec("a"), -1},
+        {"equal numbers", dir_cmp_name, rec("007"), rec("7"), 0},
+        {"size smaller first", dir_cmp_size, rec("a", 20), rec("b", 500), 1},
+        {"size larger first", dir_cmp_size, rec("a", 500), rec("b", 20), 0},
+        {"size equal", dir_cmp_size, rec("a", 5), rec("b", 5), 0},
+        {"date", dir_cmp_date, dated("o", 1000), dated("y", 5000), -1},
+        {"mode", dir_cmp_permissions, rec("a", 0, S_IFDIR | 0755), rec("b", 0, S_IFREG | 0644), -1},
+        {"both links", dir_cmp_link, linked("la", "zz"), linked("lb", "aa"), 1},
+        // A stale text without the flag does not count.
+        {"link and plain", dir_cmp_link, linked("la", "zz"), [] { auto r = rec("p"); r.set_link("aa"); return r; }(), 0},
+        {"dir first", dir_cmp_dir, rec("a", 0, S_IFDIR), rec("b"), -1},
+        {"dir second", dir_cmp_dir, rec("a"), rec("b", 0, S_IFDIR), 1},
+        {"no dir", dir_cmp_dir, rec("a"), rec("b"), 0},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(sign(c.f(&c.a, &c.b)), c.want) << c.what;
+}
+
+TEST(DirSort, DirectionsAndSecondaryKey)
+{
+    Listing x(recs_of(rec("a", 500), rec("10", 20), rec("9", 20), rec("d1", 0, S_IFDIR | 0755), rec("b", 20)));
+    using V = std::vector<std::string>;
+    EXPECT_EQ(x.sorted(dir_cmp_name, 1), (V{"9", "10", "a", "b", "d1"}));
+    EXPECT_EQ(x.sorted(dir_cmp_name, 0), (V{"d1", "b", "a", "10", "9"}));
+    EXPECT_EQ(x.sorted(dir_cmp_name, 1, true), (V{"d1", "9", "10", "a", "b"}));
+    EXPECT_EQ(x.sorted(dir_cmp_name, 0, true), (V{"d1", "b", "a", "10", "9"}));
+    // Equal sizes go by name, in the sort's direction too.
+    Listing s(recs_of(rec("a", 500), rec("c", 20), rec("b", 20), rec("d1", 0, S_IFDIR | 0755)));
+    EXPECT_EQ(s.sorted(dir_cmp_size, 1, true), (V{"d1", "a", "b", "c"}));
+    EXPECT_EQ(s.sorted(dir_cmp_size, 0, true), (V{"d1", "c", "b", "a"}));
+    // A null comparison leaves the order as it is.
+    V before = x.sorted(dir_cmp_size, 0);
+    EXPECT_EQ(x.sorted(nullptr, 1), before);
+}
+
+TEST(DirSort, NameOrderMatchesReferenceOverGeneratedNames)
+{
+    std::mt19937 rng(3);
+    for (int round = 0; round < 50; ++round) {
+        std::vector<FileRecord> recs;
+        std::vector<std::string> want;
+        for (int i = 0; i < 200; ++i) {
+            std::string n;
+            for (int k = 0, len = 1 + rng() % 8; k < len; ++k)
+                n += "abcXYZ._-"[rng() % 9];
+            if (std::find(want.begin(), want.end(), n) != want.end())
+                continue;
+            want.push_back(n);
+            recs.push_back(rec(n, rng() % 100, rng() % 4 ? S_IFREG : S_IFDIR));
+        }
+        Listing x(std::move(recs));
+        std::sort(want.begin(), want.end());
+        EXPECT_EQ(x.sorted(dir_cmp_name, 1), want);
+        // Folders first: directories on top, each group still in name order.
+        auto got = x.sorted(dir_cmp_name, 1, true);
+        auto is_dir = [&](const std::string& n) {
+            for (auto& r : x.recs)
+                if (r.name == n)
+                    return S_ISDIR(r.status.st_mode);
+            return false;
+        };
+        std::stable_partition(want.begin(), want.end(), is_dir);
+        EXPECT_EQ(got, want);
+    }
+}
+
+TEST(DirPermissions, Table)
+{
+    struct Case {
+        mode_t mode;
+        int which;
+        const char* want;
+    } cases[] = {
+        {0755, 1, "rwx"}, {04755, 1, "rws"}, {04655, 1, "rwS"}, {0640, 2, "r--"},
+        {02750, 2, "r-s"}, {02740, 2, "r-S"}, {0604, 3, "r--"}, {01604, 3, "r-t"},
+        {01607, 3, "rwt"}, {0607, 3, "rwx"},
+        {S_IFDIR | 0755, 0, "d"}, {S_IFREG | 0644, 0, "-"}, {S_IFBLK, 0, "b"}, {S_IFCHR, 0, "c"},
+        {S_IFIFO, 0, "p"}, {S_IFLNK, 0, "c"}, {S_IFSOCK, 0, "d"},
+        {01000, 4, "s"}, {0777, 4, "-"},
+    };
+    for (const auto& c : cases) {
+        char out[4] = {0, 0, 0, 0};
+        dir_get_permissions(c.mode, out, c.which);
+        EXPECT_STREQ(out, c.want) << std::oct << c.mode << " which " << c.which;
+    }
+    char untouched[4] = "xyz";
+    dir_get_permissions(0777, untouched, 5);
+    EXPECT_STREQ(untouched, "xyz");
+}
+
+TEST(DirNames, UserAndGroupNames)
+{
+    char out[16];
+    dir_get_username(0, out);
+    EXPECT_STREQ(out, "root");
+    EXPECT_GT(dir_get_username(0, out), 0);  // now cached
+    EXPECT_STREQ(out, "root");
+    dir_get_groupname(0, out);
+    EXPECT_STREQ(out, "root");
+    EXPECT_EQ(dir_get_username(4000123, out), 7);
+    EXPECT_STREQ(out, "4000123");
+    EXPECT_EQ(dir_get_groupname(4000124, out), 7);
+    EXPECT_STREQ(out, "4000124");
+}
+
+TEST(NameCache, RingEvictsOldestAgainstReference)
+{
+    NameCache* c = x_new_cache(4);
+    char out[16];
+    EXPECT_EQ(x_get_record(1, out, c), 0);
+    std::mt19937 rng(11);
+    std::vector<std::pair<uint32_t, std::string>> ref;  // newest first, at most 4
+    for (int step = 0; step < 2000; ++step) {
+        uint32_t id = rng() % 9;
+        std::string name = "n" + std::to_string(id) + "_" + std::to_string(step % 7);
+        auto it = std::find_if(ref.begin(), ref.end(), [&](auto& p) { return p.first == id; });
+        if (rng() % 2) {
+            int got = x_get_record(id, out, c);
+            if (it == ref.end()) {
+                EXPECT_EQ(got, 0);
+            } else {
+                EXPECT_EQ(got, static_cast<int>(it->second.size()));
+                EXPECT_EQ(out, it->second);
+            }
+            continue;
+        }
+        x_add_record(id, name.c_str(), c);
+        if (it != ref.end()) {
+            it->second = name;  // replaced in place, keeps its age
+        } else {
+            ref.insert(ref.begin(), {id, name});
+            if (ref.size() > 4)
+                ref.pop_back();
+        }
+        EXPECT_EQ(c->count, static_cast<int>(ref.size()));
+    }
+    x_add_record(77, "a-very-long-name-indeed", c);
+    EXPECT_EQ(x_get_record(77, out, c), 15);
+    delete c;
+}
+
+TEST(Progress, Text)
+{
+    DirListing l;
+    l.count = 42;
+    EXPECT_EQ(x_print_progress(l), "42 read");
+}
+
+}  // namespace

@@ -1,0 +1,164 @@
+// Formatting and path helpers, one table per function.
+#include <cstring>
+#include <gtest/gtest.h>
+#include <string>
+
+#include "dirmodel/es_format.h"
+#include "dirmodel/es_path.h"
+
+namespace {
+
+TEST(Format, Ll2str)
+{
+    struct Case {
+        int64_t size;
+        const char* want;
+    } cases[] = {{0, "0 bytes"},         {1023, "1023 bytes"},       {1024, "1.0KB"},
+                 {1048575, "1024.0KB"},  {1048576, "1.0MB"},         {5LL << 30, "5120.0MB"},
+                 {-5, "-5 bytes"},       {(1LL << 32) + 7, "4096.0MB"}};
+    for (const auto& c : cases)
+        EXPECT_STREQ(ll2str(c.size), c.want) << c.size;
+}
+
+TEST(Format, Cvt2c)
+{
+    struct Case {
+        uint64_t size;
+        const char* want;
+    } cases[] = {{0, "0"},          {999, "999"},         {1000, "1,000"},
+                 {1234567, "1,234,567"}, {100000, "100,000"}, {18446744073709551615ull, "18,446,744,073,709,551,615"}};
+    for (const auto& c : cases)
+        EXPECT_STREQ(cvt2c(c.size), c.want) << c.size;
+}
+
+TEST(Format, ByteString)
+{
+    struct Case {
+        int32_t size;
+        const char* want;
+    } cases[] = {{0, "0 byte_count"},   {1023, "1023 byte_count"}, {1024, "1.0KB"},
+                 {2047, "1.1023KB"},     {1023999, "999.1023KB"},   {1024000, "1.0MB"},
+                 {1536000, "1.512000MB"}, {1024000000, "1.0GB"},     {2047999999, "1.1023999999GB"}};
+    for (const auto& c : cases) {
+        char out[64];
+        EXPECT_STREQ(es_generate_byte_string(out, c.size), c.want) << c.size;
+    }
+}
+
+TEST(Format, TimeString)
+{
+    setenv("TZ", "UTC", 1);
+    tzset();
+    const time_t t = 1700000000;  // 11/14/2023 10:13:20 PM UTC
+    struct Case {
+        int style;
+        long age;
+        const char* want;
+    } cases[] = {
+        {2, 0, " 11/14/2023 10:13 PM"},
+        {0, 90, " 90 seconds"},
+        {0, 119, " 119 seconds"},
+        {0, 120, " 2 minutes"},
+        {0, 3 * 3600, " 3 hours"},
+        {0, 47 * 3600 + 3599, " 47 hours"},
+        {0, 48 * 3600, " 2 days"},
+        {0, 59 * 86400, " 59 days"},
+        {0, 100 * 86400, " 3 months"},
+        {0, 355 * 86400, " 11 months"},
+        {0, 400 * 86400, " 11/14/2023"},
+        {1, 7 * 86400, " 11/14/2023"},
+        {1, 3 * 86400, " 10:13 PM Tuesday"},
+        {1, 60, " 10:13 PM today"},
+        // 360, not 3600: 7200 s / 360 = 20, plus hour 22, is past 23.
+        {1, 7200, " 10:13 PM yesterday"},
+        {1, 360, " 10:13 PM today"},
+        {1, 720, " 10:13 PM yesterday"},
+    };
+    for (const auto& c : cases) {
+        char out[100];
+        int n = es_generate_time_string(out, t, c.style, t + c.age);
+        EXPECT_STREQ(out, c.want) << "style " << c.style << " age " << c.age;
+        EXPECT_EQ(n, static_cast<int>(std::strlen(out)));
+    }
+}
+
+TEST(Path, Strcmp)
+{
+    struct Case {
+        const char* name;
+        const char* pattern;
+        bool match;
+    } cases[] = {
+        {"a.h", "*.c|*.h", true},    {"a.c", "*.c|*.h", true},    {"a.o", "*.c|*.h", false},
+        {"x.jpg", "^*.JPG", true},   {"X.JPG", "*.jpg", false},   {"Makefile", "^make*", true},
+        {"Makefile", "make*", false}, {".hidden", "*", true},     {"a/b", "*", true},
+        {"", "*", true},             {"abc", "", false},          {"b", "a|", false},
+        {"", "a|", true},            {"caf\xE9", "caf?", true},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(es_strcmp(c.name, c.pattern) == 0, c.match) << c.name << " ~ " << c.pattern;
+}
+
+TEST(Path, ConstructFullpath)
+{
+    struct Case {
+        const char* dir;
+        const char* name;
+        const char* want;
+    } cases[] = {
+        {"/a", "b", "/a/b"},   {"/a/", "b", "/a/b"}, {"/a", "/b", "/a/b"},  {"/a/", "/b", "/a//b"},
+        {"/", "b", "/b"},      {"/a/", nullptr, "/a"}, {nullptr, "b/", "b/"}, {nullptr, "bc/", "bc"},
+        {nullptr, nullptr, ""}, {"/", "", "/"},       {"//", nullptr, "//"}, {"/a", "b//", "/a/b"},
+    };
+    for (const auto& c : cases) {
+        char out[64];
+        int n = es_construct_fullpath(out, c.dir, c.name);
+        EXPECT_STREQ(out, c.want) << (c.dir ? c.dir : "(none)") << " + " << (c.name ? c.name : "(none)");
+        EXPECT_EQ(n, static_cast<int>(std::strlen(c.want)));
+    }
+}
+
+TEST(Path, RemoveSubdirectory)
+{
+    struct Case {
+        const char* in;
+        const char* want;
+    } cases[] = {{"/a/b", "/a"}, {"/a/b/", "/a"}, {"/a", "/"}, {"/", "/"}, {"abc", "abc"},
+                 {"a/b", "a"},   {"/a/b/c", "/a/b"}, {"//", "/"}};
+    for (const auto& c : cases) {
+        char buf[64];
+        std::strcpy(buf, c.in);
+        int n = es_remove_subdirectory(buf);
+        EXPECT_STREQ(buf, c.want) << c.in;
+        EXPECT_EQ(n, static_cast<int>(std::strlen(c.want))) << c.in;
+    }
+}
+
+TEST(Path, StripPathname)
+{
+    struct Case {
+        const char* in;
+        const char* want;
+    } cases[] = {
+        {"a//b//c", "a/b//c"},   {"a//bcd//e", "a/bcd/e"}, {"/a/b/", "/a/b"},  {"///a", "//a"},
+        {"//host/x", "//host/x"}, {"/", "/"},              {"", ""},           {"///", "/"},
+        {"//", "/"},             {"a///b", "a/b"},         {"a/b///", "a/b"},  {"x", "x"},
+    };
+    for (const auto& c : cases) {
+        char buf[64];
+        std::strcpy(buf, c.in);
+        EXPECT_STREQ(es_strip_pathname(buf), c.want) << c.in;
+    }
+}
+
+TEST(Path, AllDigits)
+{
+    struct Case {
+        const char* in;
+        int want;
+    } cases[] = {{"", 1}, {"0", 1}, {"0123456789", 1}, {"12a", 0}, {" 1", 0}, {"-1", 0}, {"\xB2", 0}};
+    for (const auto& c : cases)
+        EXPECT_EQ(misc_all_digits(c.in), c.want) << c.in;
+}
+
+}  // namespace

@@ -1,0 +1,116 @@
+// Name translation in the three modes, and results kept per thread.
+#include <cstring>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+
+#include "dirmodel/fname.h"
+#include "dirmodel/fs_query.h"
+#include "tmpdir.h"
+
+namespace {
+
+struct FnameTest : ::testing::Test {
+    void TearDown() override { fname_setup(0, nullptr); }
+};
+
+TEST_F(FnameTest, DecodeTable)
+{
+    struct Case {
+        uint32_t mode;
+        const char* charset;
+        const char* name;
+        const char* want;
+        int count;
+        bool same_pointer;
+    } cases[] = {
+        {0, nullptr, "caf\xE9", "?caf?", 1, false},
+        {0, nullptr, "caf\xC3\xA9", "caf\xC3\xA9", 0, true},
+        {0, nullptr, "\xC0\xAF" "x", "???x", 2, false},       // overlong form of "/"
+        {0, nullptr, "\xED\xA0\x80", "????", 3, false},       // a surrogate
+        {0, nullptr, "\xF0\x9F\x98\x80", "\xF0\x9F\x98\x80", 0, true},
+        {0, "ISO-8859-1", "caf\xE9", "?caf?", 1, false},      // the set is unused in this mode
+        {FNAME_UTF8_ALTERNATE, "ISO-8859-1", "caf\xC3\xA9", "caf\xC3\xA9", 0, true},
+        {FNAME_UTF8_ALTERNATE, "ISO-8859-1", "caf\xE9", "caf\xC3\xA9", 0, false},
+        {FNAME_UTF8_ALTERNATE, "ISO-8859-1", "", "", 0, true},
+        {FNAME_UTF8_ALTERNATE, nullptr, "caf\xE9", "caf\xE9", 0, true},
+        {FNAME_ALTERNATE, "ISO-8859-1", "caf\xC3\xA9", "caf\xC3\x83\xC2\xA9", 0, false},
+        {FNAME_ALTERNATE, "ASCII", "caf\xE9", "?caf?", 1, false},
+        {FNAME_ALTERNATE, "ASCII", "\xE9\xE9", "???", 2, false},
+        {FNAME_ALTERNATE, nullptr, "caf\xE9", "caf\xE9", 0, true},
+    };
+    for (const auto& c : cases) {
+        ASSERT_EQ(fname_setup(c.mode, c.charset), 0);
+        int count = -1;
+        const char* got = fname_decode(c.name, &count);
+        EXPECT_STREQ(got, c.want) << c.mode << " " << c.name;
+        EXPECT_EQ(count, c.count) << c.mode << " " << c.name;
+        EXPECT_EQ(got == c.name, c.same_pointer) << c.mode << " " << c.name;
+    }
+}
+
+TEST_F(FnameTest, EncodeOnlyInAlternateMode)
+{
+    const char* text = "caf\xC3\xA9";
+    ASSERT_EQ(fname_setup(FNAME_UTF8_ALTERNATE, "ISO-8859-1"), 0);
+    EXPECT_EQ(fname_encode(text), text);
+    ASSERT_EQ(fname_setup(FNAME_ALTERNATE, "ISO-8859-1"), 0);
+    EXPECT_STREQ(fname_encode(text), "caf\xE9");
+    EXPECT_EQ(fname_encode("\xE2\x82\xAC"), nullptr);  // the euro sign has no Latin-1 byte
+    EXPECT_EQ(fname_encode("bad\xFF"), nullptr);
+    EXPECT_EQ(fname_setup(FNAME_ALTERNATE, "NO-SUCH-SET"), -1);
+    EXPECT_EQ(fname_encode(text), text);
+}
+
+TEST_F(FnameTest, LongNameIsCutForDisplayOnly)
+{
+    std::string name(1100, 'a');
+    name[0] = '\xE9';
+    const char* got = fname_decode(name.c_str());
+    EXPECT_EQ(std::strlen(got), 1023u);
+    EXPECT_EQ(std::string(got, 3), "??a");
+}
+
+TEST_F(FnameTest, ResultsArePerThread)
+{
+    const char* mine = fname_decode("mine\xE9");
+    std::string theirs;
+    std::thread([&] { theirs = fname_decode("theirs\xE9"); }).join();
+    EXPECT_STREQ(mine, "?mine?");
+    EXPECT_EQ(theirs, "?theirs?");
+    EXPECT_FALSE(fname_charsets().empty());
+}
+
+TEST_F(FnameTest, SubdirectoryProbeTranslatesTheName)
+{
+    TmpDir t;
+    ::mkdir((t / "caf\xE9").c_str(), 0755);
+    ::mkdir((t / "caf\xE9/sub").c_str(), 0755);
+    ::mkdir((t / "empty").c_str(), 0755);
+    ::mkdir((t / "dots").c_str(), 0755);
+    ::mkdir((t / "dots/.git").c_str(), 0755);
+    ::mkdir((t / "linked").c_str(), 0755);
+    ::symlink("..", (t / "linked/up").c_str());
+    ASSERT_EQ(fname_setup(FNAME_ALTERNATE, "ISO-8859-1"), 0);
+    EXPECT_GT(fs_path_has_subdirectories(t.path().c_str(), "caf\xC3\xA9", 0), 0);
+    EXPECT_EQ(fs_path_has_subdirectories(t.path().c_str(), "\xE2\x82\xAC", 0), -2);
+    fname_setup(0, nullptr);
+    EXPECT_EQ(fs_path_has_subdirectories(t.path().c_str(), "empty", 0), 0);
+    EXPECT_EQ(fs_path_has_subdirectories(t.path().c_str(), "missing", 0), -1);
+    EXPECT_EQ(fs_path_has_subdirectories(t.path().c_str(), "linked", 0), 0);
+    // A link count above 2 answers before any entry is looked at, dot or not.
+    EXPECT_EQ(fs_path_has_subdirectories((t / "dots").c_str(), nullptr, 0), 3);
+
+    ::close(::open((t / "file").c_str(), O_CREAT | O_WRONLY, 0644));
+    struct Case {
+        std::string path;
+        int want;  // -1, 0, or 2 for "a directory"
+    } cases[] = {{t / "file", 0}, {t / "missing", -1}, {t / "empty", 2}};
+    for (const auto& c : cases) {
+        int got = fs_path_is_directory(c.path.c_str());
+        EXPECT_EQ(c.want == 2 ? got >= 1 : got == c.want, true) << c.path << " " << got;
+    }
+}
+
+}  // namespace
