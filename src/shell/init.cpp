@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <unistd.h>
 
+#include "dirmodel/fname.h"
 #include "shell/globals.h"
 #include "shell/init_config.h"
 #include "shell/init_startup.h"
@@ -20,5 +21,9 @@ int init(const std::vector<std::string>& args)
     else
         init_read_config(*gConfig, gConfigPath);
     init_migrate_options(*gConfig, gOptions);
+    const uint32_t w = gConfig->options();
+    const std::string alt(gConfig->alt_encoding());
+    if ((w & (cfg::OPT_ENC_UTF8_ALTERNATE | cfg::OPT_ENC_ALTERNATE)) && !alt.empty())
+        fname_setup(w, alt.c_str());
     return 0;
 }
