@@ -1,39 +1,367 @@
 #include "filelist/fl_panel.h"
 
+#include <QApplication>
 #include <QHeaderView>
-#include <QStandardItemModel>
+#include <QLabel>
+#include <QScrollBar>
+#include <QTimer>
 #include <QTreeView>
+#include <cstring>
+#include <dirent.h>
 
+#include "dirmodel/dir_read.h"
+#include "dirmodel/dir_sort.h"
+#include "dirmodel/es_format.h"
+#include "dirmodel/es_path.h"
+#include "dirmodel/fname.h"
+#include "dirmodel/fs_query.h"
+#include "dirmodel/x_cache.h"
+#include "filelist/fl_keys.h"
+#include "filelist/fl_model.h"
+#include "filelist/fl_nav.h"
+#include "filelist/fl_select.h"
 #include "shell/globals.h"
 #include "shell/init_config.h"
 #include "shell/w_utils.h"
 
+DirListing gDir;
+
+const char* const kFlHeaderNames[7] = {"fh_filename", "fh_size",        "fh_date", "fh_owner",
+                                       "fh_group",    "fh_permissions", "fh_link"};
+
 namespace {
 QTreeView* sList = nullptr;
-constexpr int kColumns = 7;
+FlModel* sModel = nullptr;
+QLabel* sStatus1 = nullptr;
+QLabel* sStatus2 = nullptr;
+QTimer* sTimer = nullptr;
+FlNotifyFn sNotify_f = nullptr;
+
+const DirCmpFn kSortFunctions[7] = {dir_cmp_name,  dir_cmp_size,        dir_cmp_date, dir_cmp_user,
+                                    dir_cmp_group, dir_cmp_permissions, dir_cmp_link};
+DirCmpFn sSortFunction = dir_cmp_name;
+int sSortOrder = 1;
+std::string sRememberedPath;
+
+// dir_read pumps events: a refresh asked for from one of them waits for the
+// running one and then runs once more.
+bool sRefreshing = false;
+bool sRefreshAgain = false;
+
+void set_status(QLabel* l, const QString& text)
+{
+    if (l)
+        l->setText(text);
+}
+
+void progress_tick(QWidget* w, void*)
+{
+    if (auto* l = qobject_cast<QLabel*>(w))
+        l->setText(QString::fromStdString(x_print_progress(gDir)));
+}
+
+bool folders_first()
+{
+    return gConfig && gConfig->folders_first() != 0;
+}
+
+int sort_column()
+{
+    for (int c = 0; c < 7; ++c)
+        if (kSortFunctions[c] == sSortFunction)
+            return c;
+    return 0;
+}
 }  // namespace
+
+int fl_header_column(const char* name)
+{
+    if (!name)
+        return 0;
+    for (int c = 0; c < 7; ++c)
+        if (std::strcmp(name, kFlHeaderNames[c]) == 0)
+            return c + 1;
+    return 0;
+}
+
+QTreeView* fl_list()
+{
+    return sList;
+}
+
+FlModel* fl_model()
+{
+    return sModel;
+}
 
 void fl_setup(QTreeView* list)
 {
     sList = list;
-    auto* model = new QStandardItemModel(0, kColumns, list);
-    model->setHorizontalHeaderLabels(
-        {"Name", "Size", "Date", "Owner", "Group", "Permissions", "Link"});
-    list->setModel(model);
-    list->header()->setStretchLastSection(true);
-    list->setFont(w_font(QString::fromUtf8(gConfig->filelist_font())));
+    QWidget* top = list->window();
+    sStatus1 = top->findChild<QLabel*>("status1");
+    sStatus2 = top->findChild<QLabel*>("status2");
+    sTimer = top->findChild<QTimer*>("ftimer");
+    if (!sTimer) {
+        sTimer = new QTimer(list);
+        sTimer->setObjectName("ftimer");
+    }
+    sTimer->setSingleShot(true);
+    QObject::connect(sTimer, &QTimer::timeout, list, [] { fl_timer_cb(); });
+
+    delete sModel;
+    sModel = new FlModel(&gDir, list);
+    QAbstractItemModel* old = list->model();
+    list->setModel(sModel);
+    if (old && old != sModel && old->parent() == list)
+        delete old;
+    list->setUniformRowHeights(true);
+    list->setIconSize(QSize(16, 16));
+    QHeaderView* h = list->header();
+    h->setSectionsClickable(true);
+    h->setSortIndicatorShown(false);
+    h->setStretchLastSection(true);
+    QObject::connect(h, &QHeaderView::sectionClicked, list, [](int section) {
+        if (section >= 0 && section < 7)
+            fl_sort_cb(kFlHeaderNames[section]);
+    });
+    if (gConfig)
+        list->setFont(w_font(QString::fromUtf8(gConfig->filelist_font())));
+    fl_select_connect(list);
+    fl_keys_install(list);
+}
+
+void fl_set_notify_cb(FlNotifyFn fn)
+{
+    sNotify_f = fn;
+}
+
+void fl_notify()
+{
+    if (sNotify_f)
+        sNotify_f(sList);
+}
+
+void fl_update()
+{
+    if (!sList)
+        return;
+    const int top = sList->verticalScrollBar()->value();
+    set_status(sStatus1, QStringLiteral("Displaying Directory"));
+    const bool parent_row = (gOptions & FL_OPT_PARENT_ROW) && !gDir.path.empty() && gDir.path != "/";
+    sModel->rebuild(parent_row);
+    fl_selection_from_records();
+    if (top)
+        sList->verticalScrollBar()->setValue(top);
+    fl_notify();
+}
+
+void fl_refresh()
+{
+    if (sRefreshing) {
+        sRefreshAgain = true;
+        return;
+    }
+    sRefreshing = true;
+    do {
+        sRefreshAgain = false;
+        std::string reselect;
+        if (!gDir.path.empty()) {
+            if (gDir.path != sRememberedPath) {
+                sRememberedPath = gDir.path;
+            } else if (gDir.selected > 0) {
+                for (int i = 0; i < gDir.count; ++i)
+                    if (gDir[i].flags & DIR_F_SELECTED) {
+                        reselect = gDir[i].name;
+                        break;
+                    }
+            }
+        } else {
+            sRememberedPath.clear();
+        }
+        wblock(gBase, 1);
+        fl_timer_disable();
+
+        DirReadEnv env;
+        env.hide_dot = DirReadEnv::hide_dot_from_options(gOptions);
+        env.folders_first = folders_first();
+        env.show_status = [](const char* text) {
+            set_status(sStatus1, QString::fromUtf8(text));
+        };
+        env.pump_events = [] { QApplication::processEvents(); };
+        env.timer_attach = [](int ms) {
+            if (sStatus2)
+                wtimer_attach(sStatus2, ms, progress_tick, nullptr);
+        };
+        env.timer_trigger = [] {
+            if (sStatus2)
+                wtimer_trigger(sStatus2);
+        };
+        env.timer_detach = [] {
+            if (sStatus2)
+                wtimer_detach(sStatus2);
+        };
+        dir_read(gDir, sSortFunction, sSortOrder, env);
+        gDir.selected = 0;
+        gDir.selected_dirs = 0;
+        fl_update();
+
+        if (!reselect.empty())
+            fl_goto(reselect.c_str(), 0, 0x1);
+        else
+            fl_goto_index(-1);
+        wblock(gBase, 0);
+        set_status(sStatus1, QString());
+    } while (sRefreshAgain);
+    sRefreshing = false;
+}
+
+bool x_check_path(const char* path, std::string& out)
+{
+    if (!path)
+        return false;
+    std::string copy(path);
+    es_strip_pathname(copy.data());
+    copy.resize(std::strlen(copy.c_str()));
+    if (copy == gDir.path)
+        return false;
+    const char* fmt = nullptr;
+    const int d = fs_path_is_directory(copy.c_str());
+    if (d < 0) {
+        fmt = "Directory '%s', not found";
+    } else if (d == 0) {
+        fmt = "Path '%s' not found";
+    } else if (DIR* dir = ::opendir(copy.c_str())) {
+        ::closedir(dir);
+        out = std::move(copy);
+        return true;
+    } else {
+        fmt = "Cannot access directory '%s'";
+    }
+    wreport(gBase, "Error", fmt, fname_decode(copy.c_str()));
+    return false;
+}
+
+int fl_setpath(const char* path)
+{
+    std::string checked;
+    if (!x_check_path(path, checked))
+        return -1;
+    gDir.path = std::move(checked);
+    fl_refresh();
+    return 0;
+}
+
+int fl_newpath(QTreeView*, const char* path)
+{
+    const std::string previous = gDir.path;
+    if (fl_setpath(path) == -1)
+        return -1;
+    fl_history_changed_to(previous);
+    return 0;
+}
+
+int fl_setspec(const char* pattern)
+{
+    const std::string spec = pattern && *pattern ? pattern : "*";
+    if (spec == gDir.filespec)
+        return -1;
+    gDir.filespec = spec;
+    fl_refresh();
+    return 0;
+}
+
+void fl_get_fullpath(int index, std::string& out)
+{
+    out = gDir.path;
+    if (out.empty() || out.back() != '/')
+        out += '/';
+    if (index >= 0 && index < gDir.count)
+        out += gDir[index].name;
 }
 
 int fl_get_column_width(int column)
 {
-    if (!sList || column < 1 || column > kColumns)
+    if (!sList || column < 1 || column > 7)
         return -1;
     return sList->header()->sectionSize(column - 1);
 }
 
 void fl_set_column_width(int column, int width)
 {
-    if (!sList || column < 1 || column > kColumns)
+    if (!sList || column < 1 || column > 7)
         return;
     sList->header()->resizeSection(column - 1, width);
+}
+
+void fl_sort_cb(const char* header)
+{
+    const int column = fl_header_column(header);
+    if (column == 0)
+        return;
+    const DirCmpFn fn = kSortFunctions[column - 1];
+    if (fn == sSortFunction)
+        sSortOrder = !sSortOrder;
+    else
+        sSortFunction = fn;
+    show_sort_method(header);
+    dir_sort(gDir, sSortFunction, sSortOrder, folders_first());
+    fl_update();
+    if (sList)
+        misc_give_focus(sList);
+}
+
+void show_sort_method(const char* header)
+{
+    const int column = fl_header_column(header);
+    if (column == 0 || !sModel)
+        return;
+    sModel->set_sort_marker(column - 1, sSortOrder != 0);
+}
+
+const char* fl_sort_header()
+{
+    return kFlHeaderNames[sort_column()];
+}
+
+int fl_sort_order()
+{
+    return sSortOrder;
+}
+
+void status_bar_update()
+{
+    char buf[128];
+    if (gDir.selected > 0) {
+        int64_t sum = 0;
+        for (int i = 0; i < gDir.count; ++i)
+            if (gDir[i].flags & DIR_F_SELECTED)
+                sum += gDir[i].status.st_size;
+        std::snprintf(buf, sizeof buf, "%d selected item%s, %s", gDir.selected,
+                      gDir.selected > 1 ? "s" : "", ll2str(sum));
+        set_status(sStatus1, QString::fromUtf8(buf));
+    } else {
+        set_status(sStatus1, QString());
+        std::snprintf(buf, sizeof buf, "%d item%s, %s", gDir.count, gDir.count < 2 ? "" : "s",
+                      ll2str(static_cast<int64_t>(gDir.total_size)));
+        set_status(sStatus2, QString::fromUtf8(buf));
+    }
+}
+
+void fl_timer_set()
+{
+    if (sTimer)
+        sTimer->start(gConfig ? gConfig->key_timeout() : 1500);
+}
+
+void fl_timer_disable()
+{
+    if (sTimer)
+        sTimer->stop();
+    fl_typeahead_reset();
+}
+
+void fl_timer_cb()
+{
+    fl_timer_disable();
+    status_bar_update();
 }

@@ -1,9 +1,61 @@
-// The file list panel `filelist`: its set-up and column widths. GUI thread only.
+// The file list panel: the listing `gDir` shown in `filelist`, re-reading it,
+// changing directory and filter, the column headers and widths, the status bar and
+// the key-find timer `ftimer`. Everything here runs on the GUI thread.
 #pragma once
+#include <string>
+
+#include "dirmodel/dir_types.h"
 
 class QTreeView;
+class FlModel;
 
+// The listing of the current directory.
+extern DirListing gDir;
+
+// Bit of the reader's option word that shows the parent row "..".
+inline constexpr uint32_t FL_OPT_PARENT_ROW = 0x2000;
+
+// The header sections by name: fh_filename .. fh_link are columns 1 to 7.
+extern const char* const kFlHeaderNames[7];
+// 1-based column of a header name, 0 when it is none.
+int fl_header_column(const char* name);
+
+// Builds the model and its images into the list, takes the list's font from the
+// settings, and finds the status labels and `ftimer` in the list's window.
 void fl_setup(QTreeView* list);
-// Columns 1 to 7; -1 / ignored for any other.
+QTreeView* fl_list();
+FlModel* fl_model();
+
+void fl_update();
+void fl_refresh();
+// 0 when the directory changed; -1 when the path failed the check or is the
+// current one.
+int fl_setpath(const char* path);
+// fl_setpath plus the back/forward histories: every user-made change of directory.
+int fl_newpath(QTreeView* list, const char* path);
+// null or "" means "*". -1 without reading when the pattern is the current one.
+int fl_setspec(const char* pattern);
+// A cleaned copy of the path when it names an accessible directory other than the
+// current one; otherwise reports why (unless it is the current one) and returns
+// nullopt-like false.
+bool x_check_path(const char* path, std::string& out);
+void fl_get_fullpath(int index, std::string& out);
+
 int fl_get_column_width(int column);
 void fl_set_column_width(int column, int width);
+
+// The header callback, by the header's name; other names do nothing.
+void fl_sort_cb(const char* header);
+void show_sort_method(const char* header);
+// The name of the header of the current sort column.
+const char* fl_sort_header();
+int fl_sort_order();
+
+void status_bar_update();
+void fl_timer_set();
+void fl_timer_disable();
+void fl_timer_cb();
+
+using FlNotifyFn = void (*)(QTreeView* list);
+void fl_set_notify_cb(FlNotifyFn fn);
+void fl_notify();

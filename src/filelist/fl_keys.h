@@ -1,0 +1,19 @@
+// Raw input on `filelist`: keys go to the type-ahead interpreter first (Return
+// opens when it leaves them), the right button selects and asks for the context
+// menu. GUI thread only.
+#pragma once
+
+class QKeyEvent;
+class QTreeView;
+struct KeyEvent;
+
+void fl_keys_install(QTreeView* list);
+// The interpreter back to idle (the key-find timer's expiry and every refresh).
+void fl_typeahead_reset();
+// The toolkit-free form of a Qt key event.
+KeyEvent fl_key_event(const QKeyEvent& e);
+// The row under the pointer at the last raw input (-2: none).
+int fl_last_input_entry();
+// Called after a right-button press has set the selection, to show the list's
+// context menu (the commands own it); null: none.
+void fl_set_context_menu_cb(void (*fn)(QTreeView* list));

@@ -1,0 +1,188 @@
+#include "filelist/fl_model.h"
+
+#include <array>
+#include <cstdio>
+#include <ctime>
+
+#include "dirmodel/dir_sort.h"
+#include "dirmodel/es_format.h"
+#include "dirmodel/fname.h"
+
+namespace {
+const char* const kImageNames[FL_IMG_COUNT] = {
+    "closed_folder", "file",   "exec",   "linked_folder", "linked_file",
+    "linked_exec",   "parent", "image_broken_link", "image_file_cut", "image_dir_cut"};
+
+const char* const kHeaderTexts[FL_COLUMNS] = {"Name",  "Size",        "Date", "Owner",
+                                             "Group", "Permissions", "Link"};
+
+QString decoded(const char* bytes)
+{
+    return QString::fromUtf8(fname_decode(bytes));
+}
+}  // namespace
+
+FlModel::FlModel(DirListing* listing, QObject* parent) : QAbstractTableModel(parent), dir_(listing)
+{
+}
+
+const QIcon& FlModel::image(int which)
+{
+    static std::array<QIcon, FL_IMG_COUNT> icons = [] {
+        std::array<QIcon, FL_IMG_COUNT> a;
+        for (int i = 0; i < FL_IMG_COUNT; ++i)
+            a[i] = QIcon(QStringLiteral(":/images/%1.svg").arg(QLatin1String(kImageNames[i])));
+        return a;
+    }();
+    return icons[which];
+}
+
+void FlModel::rebuild(bool parent_row)
+{
+    beginResetModel();
+    parent_row_ = parent_row;
+    count_ = dir_->count;
+    const int off = parent_row_ ? 1 : 0;
+    for (int i = 0; i < count_; ++i)
+        (*dir_)[i].row = i + off;
+    endResetModel();
+}
+
+int FlModel::row_of(int index) const
+{
+    if (index == -1)
+        return parent_row_ ? 0 : -1;
+    if (index < 0 || index >= count_)
+        return -1;
+    return index + (parent_row_ ? 1 : 0);
+}
+
+int FlModel::index_of(int row) const
+{
+    const int off = parent_row_ ? 1 : 0;
+    if (row < 0 || row >= count_ + off)
+        return -2;
+    return row - off;
+}
+
+void FlModel::set_sort_marker(int column, bool ascending)
+{
+    sort_column_ = column;
+    sort_ascending_ = ascending;
+    emit headerDataChanged(Qt::Horizontal, 0, FL_COLUMNS - 1);
+}
+
+int FlModel::image_of(const FileRecord& r) const
+{
+    const bool dir = S_ISDIR(r.status.st_mode);
+    if (cut_ && cut_(r))
+        return dir ? FL_IMG_DIR_CUT : FL_IMG_FILE_CUT;
+    const bool exec = (r.status.st_mode & 0100) != 0;
+    if (r.flags & DIR_F_LINK) {
+        if (r.flags & DIR_F_UNREADABLE)
+            return FL_IMG_BROKEN_LINK;
+        if (dir)
+            return FL_IMG_LINKED_FOLDER;
+        return exec ? FL_IMG_LINKED_EXEC : FL_IMG_LINKED_FILE;
+    }
+    if (dir)
+        return FL_IMG_FOLDER;
+    return exec ? FL_IMG_EXEC : FL_IMG_FILE;
+}
+
+QString FlModel::cell_text(const FileRecord& r, int column) const
+{
+    char buf[128];
+    switch (column) {
+    case 0:
+        return decoded(r.name.c_str());
+    case 1:
+        return QString::fromLatin1(cvt2c(static_cast<uint64_t>(r.status.st_size)));
+    case 2: {
+        es_generate_time_string(buf, r.status.st_mtim.tv_sec, 2);
+        return QString::fromUtf8(buf);
+    }
+    case 3:
+        dir_get_username(r.status.st_uid, buf);
+        return QString::fromUtf8(buf);
+    case 4:
+        dir_get_groupname(r.status.st_gid, buf);
+        return QString::fromUtf8(buf);
+    case 5: {
+        char t[3][4] = {};
+        for (int w = 0; w < 3; ++w)
+            dir_get_permissions(r.status.st_mode, t[w], w + 1);
+        std::snprintf(buf, sizeof buf, "%3.3s %3.3s %3.3s", t[0], t[1], t[2]);
+        return QString::fromLatin1(buf);
+    }
+    case 6:
+        return (r.flags & DIR_F_LINK) ? decoded(r.link_text()) : QString();
+    default:
+        return {};
+    }
+}
+
+int FlModel::rowCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : count_ + (parent_row_ ? 1 : 0);
+}
+
+int FlModel::columnCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : FL_COLUMNS;
+}
+
+QVariant FlModel::data(const QModelIndex& index, int role) const
+{
+    if (!index.isValid())
+        return {};
+    const int i = index_of(index.row());
+    if (i == -2 || i >= dir_->count)
+        return {};
+    const int col = index.column();
+    switch (role) {
+    case Qt::DisplayRole:
+        if (i == -1)
+            return col == 0 ? QVariant(QStringLiteral("..")) : QVariant();
+        return cell_text((*dir_)[i], col);
+    case Qt::DecorationRole:
+        if (col != 0)
+            return {};
+        return image(i == -1 ? FL_IMG_PARENT : image_of((*dir_)[i]));
+    case Qt::TextAlignmentRole:
+        if (col == 1)
+            return QVariant(Qt::AlignRight | Qt::AlignVCenter);
+        return {};
+    case FlIndexRole:
+        return i;
+    case FlImageRole:
+        return i == -1 ? int(FL_IMG_PARENT) : image_of((*dir_)[i]);
+    default:
+        return {};
+    }
+}
+
+QVariant FlModel::headerData(int section, Qt::Orientation o, int role) const
+{
+    if (o != Qt::Horizontal || section < 0 || section >= FL_COLUMNS)
+        return {};
+    if (role == Qt::DisplayRole)
+        return QString::fromLatin1(kHeaderTexts[section]);
+    if (role == Qt::DecorationRole && section == sort_column_) {
+        static const QIcon up(QStringLiteral(":/images/image_sort_up.svg"));
+        static const QIcon down(QStringLiteral(":/images/image_sort_down.svg"));
+        return sort_ascending_ ? up : down;
+    }
+    if (role == FlImageRole && section == sort_column_)
+        return QString::fromLatin1(sort_ascending_ ? "image_sort_up" : "image_sort_down");
+    if (role == Qt::TextAlignmentRole && section == 1)
+        return QVariant(Qt::AlignRight | Qt::AlignVCenter);
+    return {};
+}
+
+Qt::ItemFlags FlModel::flags(const QModelIndex& index) const
+{
+    if (!index.isValid())
+        return Qt::NoItemFlags;
+    return Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren;
+}

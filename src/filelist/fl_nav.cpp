@@ -1,0 +1,106 @@
+#include "filelist/fl_nav.h"
+
+#include "assoc/as_launch.h"
+#include "filelist/fl_find.h"
+#include "filelist/fl_panel.h"
+#include "filelist/fl_select.h"
+#include "shell/globals.h"
+#include "shell/w_utils.h"
+
+namespace {
+NavHistory sBack;
+NavHistory sForward;
+
+// The name as one shell word, so no file name can add shell syntax.
+std::string shell_quote(const std::string& name)
+{
+    std::string out = "'";
+    for (char c : name)
+        out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return out + "'";
+}
+}  // namespace
+
+NavHistory& fl_back_history()
+{
+    return sBack;
+}
+
+NavHistory& fl_forward_history()
+{
+    return sForward;
+}
+
+void fl_history_changed_to(const std::string& previous)
+{
+    fl_history_entered(sBack, sForward, previous);
+}
+
+int fl_back()
+{
+    auto target = fl_back_target(sBack, sForward, gDir.path);
+    if (!target)
+        return -1;
+    return fl_setpath(target->c_str());
+}
+
+int fl_forward()
+{
+    auto target = fl_forward_target(sBack, sForward, gDir.path);
+    if (!target)
+        return -1;
+    return fl_setpath(target->c_str());
+}
+
+int fl_get_back_count()
+{
+    return sBack.count();
+}
+
+int fl_get_forward_count()
+{
+    return sForward.count();
+}
+
+int fl_up()
+{
+    auto target = fl_up_target(gDir.path);
+    if (!target)
+        return -1;
+    if (fl_newpath(fl_list(), target->dir.c_str()) != 0)
+        return -1;
+    fl_goto(target->select.c_str(), 0, FIND_EXACT);
+    return 0;
+}
+
+int fl_down()
+{
+    if (gDir.current == -1)
+        return fl_up();
+    if (gDir.current < 0 || gDir.current >= gDir.count)
+        return -1;
+    std::string full;
+    fl_get_fullpath(gDir.current, full);
+    return fl_newpath(fl_list(), full.c_str());
+}
+
+int fl_open(int index)
+{
+    if (index == -1)
+        return fl_up();
+    if (index < 0 || index >= gDir.count)
+        return -1;
+    const FileRecord& r = gDir[index];
+    if (S_ISDIR(r.status.st_mode)) {
+        gDir.current = index;
+        return fl_down();
+    }
+    if (as_open_file(gDir.path.c_str(), r.name.c_str()) == 0)
+        return 0;
+    if (r.status.st_mode & 0100) {
+        wblock(gBase, 1);
+        misc_run(("./" + shell_quote(r.name)).c_str());
+        wblock(gBase, 0);
+    }
+    return 0;
+}

@@ -1,0 +1,217 @@
+#include "filelist/tb_path.h"
+
+#include <QAbstractItemView>
+#include <QApplication>
+#include <QComboBox>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QToolButton>
+#include <cstdlib>
+
+#include "dirmodel/fname.h"
+#include "filelist/fl_complete.h"
+#include "filelist/fl_panel.h"
+#include "shell/globals.h"
+#include "shell/init_config.h"
+#include "shell/w_utils.h"
+
+ClBoxes gCboxes;
+
+namespace {
+QComboBox* sCurpath = nullptr;
+QComboBox* sFilespec = nullptr;
+QToolButton* sUp = nullptr;
+QToolButton* sHome = nullptr;
+QToolButton* sAdd = nullptr;
+bool (*sInHotlist)(const char*) = nullptr;
+EscCounter sEsc;
+
+void report_encode(const QString& text)
+{
+    wreport(gBase, "Error", "Unable to encode '%s' into '%s' encoding.", text.toUtf8().constData(),
+            gConfig ? std::string(gConfig->alt_encoding()).c_str() : "");
+}
+
+// Typing at the end of the path box proposes the first history entry that
+// begins with the text, the rest selected so that typing on replaces it.
+void tb_curpath_notify(const QString& text)
+{
+    QLineEdit* le = sCurpath->lineEdit();
+    if (text.isEmpty())
+        return;
+    if (gOptions & TB_OPT_COMPLETE) {
+        const int cursor = le->cursorPosition();
+        if (cursor == text.size() && !le->hasSelectedText()) {
+            const QByteArray typed = text.toUtf8();
+            if (const char* hit = cl_find_pattern(gCboxes.path, typed.constData())) {
+                const QString entry = QString::fromUtf8(hit);
+                if (entry.size() > text.size()) {
+                    le->setText(entry);
+                    le->setSelection(entry.size(), text.size() - entry.size());
+                }
+            }
+        }
+    }
+    if (gOptions & TB_OPT_WEB_COLOUR)
+        tb_curpath_update_appearance();
+}
+
+void complete_from_disk()
+{
+    QLineEdit* le = sCurpath->lineEdit();
+    if (le->hasSelectedText())
+        le->del();
+    const QByteArray typed = le->text().toUtf8();
+    const char* bytes = fname_encode(typed.constData());
+    if (!bytes || !*bytes)
+        return;
+    auto found = find_matching_dir(bytes);
+    if (!found) {
+        QApplication::beep();
+        return;
+    }
+    le->setText(QString::fromUtf8(fname_decode(found->c_str())));
+    le->end(false);
+}
+
+class PathKeyFilter : public QObject {
+public:
+    using QObject::QObject;
+
+protected:
+    bool eventFilter(QObject*, QEvent* ev) override
+    {
+        if (ev->type() != QEvent::KeyPress)
+            return false;
+        auto* ke = static_cast<QKeyEvent*>(ev);
+        if (ke->key() == 0 || ke->key() == Qt::Key_unknown)
+            return false;
+        if (ke->key() != Qt::Key_Escape || sCurpath->view()->isVisible()) {
+            sEsc.reset();
+            return false;
+        }
+        if (sEsc.press())
+            complete_from_disk();
+        return true;
+    }
+};
+}  // namespace
+
+int cl_apply(ClHistory& list, QComboBox* combo)
+{
+    if (!list.changed())
+        return 0;
+    const QString text = combo->currentText();
+    combo->clear();
+    if (list.count == 0)
+        return 1;
+    QStringList items;
+    for (const std::string& e : list.entries())
+        items << QString::fromUtf8(e.c_str());
+    combo->addItems(items);
+    if (combo->isEditable())
+        combo->setEditText(text);
+    list.clear_changed();
+    return 1;
+}
+
+void cl_text_select(QComboBox* combo, int n)
+{
+    if (n >= 1 && n <= combo->count()) {
+        combo->setCurrentIndex(n - 1);
+        if (combo->isEditable())
+            combo->lineEdit()->selectAll();
+    }
+}
+
+void tb_setup(QWidget* base)
+{
+    sCurpath = base->findChild<QComboBox*>("tb_curpath");
+    sFilespec = base->findChild<QComboBox*>("tb_filespec");
+    sUp = base->findChild<QToolButton*>("tb_up");
+    sHome = base->findChild<QToolButton*>("tb_home");
+    sAdd = base->findChild<QToolButton*>("tb_add");
+    if (sCurpath) {
+        QLineEdit* le = sCurpath->lineEdit();
+        QObject::connect(le, &QLineEdit::returnPressed, sCurpath,
+                         [] { tb_curpath_cb(sCurpath->lineEdit()->text()); });
+        QObject::connect(sCurpath, &QComboBox::textActivated, sCurpath,
+                         [](const QString& t) { tb_curpath_cb(t); });
+        // textEdited comes from the user's keys only, not from setText.
+        QObject::connect(le, &QLineEdit::textEdited, sCurpath, &tb_curpath_notify);
+        le->installEventFilter(new PathKeyFilter(sCurpath));
+    }
+    if (sFilespec) {
+        QObject::connect(sFilespec->lineEdit(), &QLineEdit::returnPressed, sFilespec,
+                         [] { tb_filespec_cb(sFilespec->lineEdit()->text()); });
+        QObject::connect(sFilespec, &QComboBox::textActivated, sFilespec,
+                         [](const QString& t) { tb_filespec_cb(t); });
+    }
+}
+
+void tb_curpath_set_text(const char* path)
+{
+    if (sCurpath)
+        sCurpath->setEditText(QString::fromUtf8(fname_decode(path ? path : "")));
+}
+
+void tb_update()
+{
+    const std::string& path = gDir.path;
+    auto enable = [](QToolButton* b, bool on) {
+        if (b)
+            b->setEnabled(on);
+    };
+    enable(sUp, path != "/");
+    const char* home = std::getenv("HOME");
+    enable(sHome, home && path != home);
+    enable(sAdd, !(sInHotlist && sInHotlist(path.c_str())));
+}
+
+void tb_set_hotlist_query(bool (*fn)(const char*))
+{
+    sInHotlist = fn;
+}
+
+void tb_curpath_cb(const QString& text)
+{
+    const QByteArray utf8 = text.toUtf8();
+    const char* bytes = fname_encode(utf8.constData());
+    if (!bytes) {
+        report_encode(text);
+        return;
+    }
+    const std::string path(bytes);
+    if (fl_newpath(fl_list(), path.c_str()) != 0)
+        return;
+    cl_add(gCboxes.path, fname_decode(gDir.path.c_str()));
+    if (sCurpath) {
+        cl_apply(gCboxes.path, sCurpath);
+        tb_curpath_set_text(gDir.path.c_str());
+    }
+}
+
+void tb_filespec_cb(const QString& text)
+{
+    const QByteArray utf8 = text.toUtf8();
+    const char* bytes = fname_encode(utf8.constData());
+    if (!bytes) {
+        report_encode(text);
+        return;
+    }
+    if (fl_setspec(bytes) != 0)
+        return;
+    cl_add(gCboxes.spec, utf8.constData());
+    if (sFilespec)
+        cl_apply(gCboxes.spec, sFilespec);
+}
+
+void tb_curpath_update_appearance()
+{
+    if (!sCurpath)
+        return;
+    const QByteArray t = sCurpath->currentText().toUtf8();
+    QPalette p = sCurpath->lineEdit()->palette();
+    p.setColor(QPalette::Text, cl_is_web_address(t.constData()) ? QColor(0x0000FF) : QColor(Qt::black));
+    sCurpath->lineEdit()->setPalette(p);
+}
