@@ -1,5 +1,7 @@
 #include "filelist/fl_nav.h"
 
+#include <QMainWindow>
+
 #include "assoc/as_launch.h"
 #include "filelist/fl_find.h"
 #include "filelist/fl_panel.h"

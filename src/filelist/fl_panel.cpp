@@ -1,15 +1,20 @@
 #include "filelist/fl_panel.h"
 
+// Before Qt: the reader's pool has a member named like a Qt keyword.
+#include "dirmodel/dir_read.h"
+
+#include <QMainWindow>
+
 #include <QApplication>
 #include <QHeaderView>
 #include <QLabel>
+#include <QPointer>
 #include <QScrollBar>
 #include <QTimer>
 #include <QTreeView>
 #include <cstring>
 #include <dirent.h>
 
-#include "dirmodel/dir_read.h"
 #include "dirmodel/dir_sort.h"
 #include "dirmodel/es_format.h"
 #include "dirmodel/es_path.h"
@@ -30,11 +35,12 @@ const char* const kFlHeaderNames[7] = {"fh_filename", "fh_size",        "fh_date
                                        "fh_group",    "fh_permissions", "fh_link"};
 
 namespace {
-QTreeView* sList = nullptr;
-FlModel* sModel = nullptr;
-QLabel* sStatus1 = nullptr;
-QLabel* sStatus2 = nullptr;
-QTimer* sTimer = nullptr;
+// Guarded: a test may close one main window and open another.
+QPointer<QTreeView> sList;
+QPointer<FlModel> sModel;
+QPointer<QLabel> sStatus1;
+QPointer<QLabel> sStatus2;
+QPointer<QTimer> sTimer;
 FlNotifyFn sNotify_f = nullptr;
 
 const DirCmpFn kSortFunctions[7] = {dir_cmp_name,  dir_cmp_size,        dir_cmp_date, dir_cmp_user,
@@ -108,7 +114,6 @@ void fl_setup(QTreeView* list)
     sTimer->setSingleShot(true);
     QObject::connect(sTimer, &QTimer::timeout, list, [] { fl_timer_cb(); });
 
-    delete sModel;
     sModel = new FlModel(&gDir, list);
     QAbstractItemModel* old = list->model();
     list->setModel(sModel);
@@ -143,7 +148,7 @@ void fl_notify()
 
 void fl_update()
 {
-    if (!sList)
+    if (!sList || !sModel)
         return;
     const int top = sList->verticalScrollBar()->value();
     set_status(sStatus1, QStringLiteral("Displaying Directory"));

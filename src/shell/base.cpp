@@ -11,6 +11,7 @@
 #include <QTreeWidget>
 
 #include "filelist/fl_panel.h"
+#include "filelist/tb_path.h"
 #include "shell/globals.h"
 #include "shell/init_config.h"
 #include "shell/w_utils.h"
@@ -85,18 +86,24 @@ void base_setup(BaseWindow* w, int phase)
 {
     Ui::base* ui = w->ui;
     if (phase == 1) {
+        tb_setup(w);
+        cl_apply(gCboxes.spec, ui->tb_filespec);
         ui->tb_filespec->setEditText(QStringLiteral("*"));
+        fl_setspec("*");
         ui->hotlist_panel->setMinimumSize(96, 100);
         ui->filelist_panel->setMinimumSize(120, 100);
         ui->tree->setFont(w_font(QString::fromUtf8(gConfig->hotlist_font())));
+        cl_apply(gCboxes.path, ui->tb_curpath);
         fl_setup(ui->filelist);
+        fl_set_notify_cb([](QTreeView*) { base_update(); });
         base_set_divider_metrics(*gConfig);
     } else {
         // The first directory is read with redrawing held, so it appears at once.
         w->setUpdatesEnabled(false);
-        ui->tb_curpath->setEditText(QString::fromUtf8(gStartPath.c_str()));
+        fl_setpath(gStartPath.c_str());
         w->setUpdatesEnabled(true);
     }
+    show_sort_method(fl_sort_header());
 }
 
 void base_opening()
@@ -142,6 +149,9 @@ void base_update()
     BaseWindow* w = base_window();
     if (!w)
         return;
+    status_bar_update();
+    tb_curpath_set_text(gDir.path.c_str());
+    tb_update();
     misc_give_focus(w->ui->filelist);
 }
 
@@ -159,6 +169,8 @@ void base_closing()
         base_get_divider_metrics(*gConfig);
         init_save_config(*gConfig, gConfigPath);
     }
+    init_save_cboxs(gCboxes, gConfigPath.c_str());
+    init_destroy_cboxs(gCboxes);
 }
 
 int fm_exit()

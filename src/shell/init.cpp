@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "dirmodel/fname.h"
+#include "filelist/tb_path.h"
 #include "shell/globals.h"
 #include "shell/init_config.h"
 #include "shell/init_startup.h"
@@ -25,5 +26,6 @@ int init(const std::vector<std::string>& args)
     const std::string alt(gConfig->alt_encoding());
     if ((w & (cfg::OPT_ENC_UTF8_ALTERNATE | cfg::OPT_ENC_ALTERNATE)) && !alt.empty())
         fname_setup(w, alt.c_str());
+    init_read_cboxs(gCboxes, gConfigPath.empty() ? nullptr : gConfigPath.c_str());
     return 0;
 }
