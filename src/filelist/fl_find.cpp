@@ -1,17 +1,170 @@
+// Finding records, the selection counts, the navigation histories and the target of
+// "up": the parts of the file list that need no widget.
 #include "filelist/fl_find.h"
 
-int x_find(const DirListing&, const char*, int, int, const std::function<void(int)>&) { return -2; }
-int fl_select_index(DirListing&, int index) { return index; }
-void fl_unselect_index(DirListing&, int) {}
-void fl_invert_index(DirListing&, int) {}
-void fl_invert_all(DirListing&) {}
-void fl_select_all(DirListing&) {}
-void fl_unselect_all(DirListing&) {}
-int fl_select(DirListing&, const char*, int) { return -2; }
-int fl_unselect(DirListing&, const char*, int) { return -2; }
-void NavHistory::push(std::string_view) {}
-std::optional<std::string> NavHistory::pop() { return std::nullopt; }
-void fl_history_entered(NavHistory&, NavHistory&, std::string_view) {}
-std::optional<std::string> fl_back_target(NavHistory&, NavHistory&, std::string_view) { return std::nullopt; }
-std::optional<std::string> fl_forward_target(NavHistory&, NavHistory&, std::string_view) { return std::nullopt; }
-std::optional<UpTarget> fl_up_target(std::string_view) { return std::nullopt; }
+#include <cstring>
+#include <sys/stat.h>
+
+#include "dirmodel/es_path.h"
+
+namespace {
+
+bool is_dir(const FileRecord& r) { return S_ISDIR(r.status.st_mode); }
+
+bool in_range(const DirListing& l, int i) { return i >= 0 && i < l.count; }
+
+}  // namespace
+
+int x_find(const DirListing& l, const char* name, int /*start*/, int flags,
+           const std::function<void(int)>& action)
+{
+    if (!name || !*name)
+        return -2;
+    if (std::strcmp(name, "..") == 0)
+        return -1;
+    const std::size_t n = std::strlen(name);
+    const int step = (flags & FIND_BACKWARD) ? -1 : 1;
+    int last = -2;
+    for (int i = 0; in_range(l, i); i += step) {
+        const FileRecord& r = l[i];
+        if ((flags & FIND_NO_DIRS) && is_dir(r))
+            continue;
+        bool hit = ((flags & FIND_EXACT) && r.name == name) ||
+                   ((flags & FIND_PREFIX) && r.name.starts_with(std::string_view(name, n))) ||
+                   es_strcmp(r.name.c_str(), name) == 0;
+        if (!hit)
+            continue;
+        if (!action)
+            return i;
+        action(i);
+        last = i;
+    }
+    return last;
+}
+
+int fl_select_index(DirListing& l, int index)
+{
+    if (!in_range(l, index))
+        return index;
+    FileRecord& r = l[index];
+    if (r.flags & DIR_F_SELECTED)
+        return index;
+    r.flags |= DIR_F_SELECTED;
+    ++l.selected;
+    if (is_dir(r))
+        ++l.selected_dirs;
+    return index;
+}
+
+void fl_unselect_index(DirListing& l, int index)
+{
+    if (!in_range(l, index))
+        return;
+    FileRecord& r = l[index];
+    if (!(r.flags & DIR_F_SELECTED))
+        return;
+    r.flags &= ~DIR_F_SELECTED;
+    --l.selected;
+    if (is_dir(r))
+        --l.selected_dirs;
+}
+
+void fl_invert_index(DirListing& l, int index)
+{
+    if (!in_range(l, index))
+        return;
+    if (l[index].flags & DIR_F_SELECTED)
+        fl_unselect_index(l, index);
+    else
+        fl_select_index(l, index);
+}
+
+void fl_invert_all(DirListing& l)
+{
+    for (int i = 0; i < l.count; ++i)
+        fl_invert_index(l, i);
+}
+
+void fl_select_all(DirListing& l)
+{
+    for (int i = 0; i < l.count; ++i)
+        l[i].flags |= DIR_F_SELECTED;
+    l.selected = l.count;
+    l.selected_dirs = l.dirs;
+}
+
+void fl_unselect_all(DirListing& l)
+{
+    for (int i = 0; i < l.count; ++i)
+        l[i].flags &= ~DIR_F_SELECTED;
+    l.selected = 0;
+    l.selected_dirs = 0;
+}
+
+int fl_select(DirListing& l, const char* name, int flags)
+{
+    return x_find(l, name, 0, flags, [&l](int i) { fl_select_index(l, i); });
+}
+
+int fl_unselect(DirListing& l, const char* name, int flags)
+{
+    return x_find(l, name, 0, flags, [&l](int i) { fl_unselect_index(l, i); });
+}
+
+void NavHistory::push(std::string_view path)
+{
+    if (path.empty() || (!nodes_.empty() && nodes_.front() == path))
+        return;
+    if (count() < NAV_HISTORY_MAX) {
+        nodes_.emplace_front(path);
+        return;
+    }
+    // Full: the oldest node becomes the new top.
+    nodes_.splice(nodes_.begin(), nodes_, std::prev(nodes_.end()));
+    if (nodes_.front() != path)
+        nodes_.front().assign(path);
+}
+
+std::optional<std::string> NavHistory::pop()
+{
+    if (nodes_.empty())
+        return std::nullopt;
+    std::string top = std::move(nodes_.front());
+    nodes_.pop_front();
+    return top;
+}
+
+void fl_history_entered(NavHistory& back, NavHistory& forward, std::string_view previous)
+{
+    forward.clear();
+    back.push(previous);
+}
+
+std::optional<std::string> fl_back_target(NavHistory& back, NavHistory& forward,
+                                          std::string_view current)
+{
+    if (back.empty())
+        return std::nullopt;
+    forward.push(current);
+    return back.pop();
+}
+
+std::optional<std::string> fl_forward_target(NavHistory& back, NavHistory& forward,
+                                             std::string_view current)
+{
+    back.push(current);
+    return forward.pop();
+}
+
+std::optional<UpTarget> fl_up_target(std::string_view path)
+{
+    if (path.size() <= 1)
+        return std::nullopt;
+    std::string p(path);
+    while (p.size() >= 2 && p.back() == '/')
+        p.pop_back();
+    std::size_t k = p.rfind('/');
+    if (k != std::string::npos && k > 0)
+        return UpTarget{p.substr(0, k), p.substr(k + 1)};
+    return UpTarget{"/", p.substr(1)};
+}
