@@ -5,6 +5,7 @@
 #include <QComboBox>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QSignalBlocker>
 #include <QMainWindow>
 #include <QToolButton>
 #include <cstdlib>
@@ -26,6 +27,8 @@ QToolButton* sHome = nullptr;
 QToolButton* sAdd = nullptr;
 bool (*sInHotlist)(const char*) = nullptr;
 EscCounter sEsc;
+// A deleting key inserts nothing, so it must not bring the proposal back.
+bool sLastKeyDeletes = false;
 
 void report_encode(const QString& text)
 {
@@ -40,7 +43,7 @@ void tb_curpath_notify(const QString& text)
     QLineEdit* le = sCurpath->lineEdit();
     if (text.isEmpty())
         return;
-    if (gOptions & TB_OPT_COMPLETE) {
+    if ((gOptions & TB_OPT_COMPLETE) && !sLastKeyDeletes) {
         const int cursor = le->cursorPosition();
         if (cursor == text.size() && !le->hasSelectedText()) {
             const QByteArray typed = text.toUtf8();
@@ -60,8 +63,10 @@ void tb_curpath_notify(const QString& text)
 void complete_from_disk()
 {
     QLineEdit* le = sCurpath->lineEdit();
-    if (le->hasSelectedText())
+    if (le->hasSelectedText()) {
+        QSignalBlocker quiet(le);
         le->del();
+    }
     const QByteArray typed = le->text().toUtf8();
     const char* bytes = fname_encode(typed.constData());
     if (!bytes || !*bytes)
@@ -87,6 +92,8 @@ protected:
         auto* ke = static_cast<QKeyEvent*>(ev);
         if (ke->key() == 0 || ke->key() == Qt::Key_unknown)
             return false;
+        sLastKeyDeletes = ke->key() == Qt::Key_Backspace || ke->key() == Qt::Key_Delete ||
+                          ke->matches(QKeySequence::Cut);
         if (ke->key() != Qt::Key_Escape || sCurpath->view()->isVisible()) {
             sEsc.reset();
             return false;
@@ -133,6 +140,9 @@ void tb_setup(QWidget* base)
     sHome = base->findChild<QToolButton*>("tb_home");
     sAdd = base->findChild<QToolButton*>("tb_add");
     if (sCurpath) {
+        // The box completes from its own history and from the disk; Qt's inline
+        // completer would fight both.
+        sCurpath->setCompleter(nullptr);
         QLineEdit* le = sCurpath->lineEdit();
         QObject::connect(le, &QLineEdit::returnPressed, sCurpath,
                          [] { tb_curpath_cb(sCurpath->lineEdit()->text()); });

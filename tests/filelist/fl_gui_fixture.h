@@ -1,0 +1,119 @@
+// A main window over a temporary directory, with message boxes answered and
+// recorded instead of shown.
+#pragma once
+#include <gtest/gtest.h>
+
+#include <QAbstractItemView>
+#include <QApplication>
+#include <QHeaderView>
+#include <QLabel>
+#include <QTest>
+#include <QTreeView>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "assoc/as_launch.h"
+#include "filelist/fl_model.h"
+#include "filelist/fl_panel.h"
+#include "filelist/tb_path.h"
+#include "shell/base.h"
+#include "shell/globals.h"
+#include "shell/init_config.h"
+#include "shell/w_msg.h"
+#include "tmpdir.h"
+#include "ui_base.h"
+
+class FlGuiTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        gConfig = new ConfigRecord;
+        init_config_defaults(*gConfig);
+        gConfig->set_i32(cfg::kKeyTimeout, 300);
+        std::filesystem::create_directories(cfgdir.path());
+        gConfigPath = cfgdir.path();
+        gOptions = cfg::kReaderInitialOptions;
+        gStartPath = dir.path();
+        base_window_closed = 0;
+        gDir.path.clear();
+        gDir.filespec = "*";
+        init_destroy_cboxs(gCboxes);
+        init_read_cboxs(gCboxes, gConfigPath.c_str());
+        as_launch_calls().clear();
+        as_set_stub_associations({});
+        messages.clear();
+        old_handler = w_set_message_handler([this](const WMessage& m) {
+            messages << m.text;
+            return 1;
+        });
+    }
+    void TearDown() override
+    {
+        w_set_message_handler(old_handler);
+        if (window)
+            window->session_saved = true;
+        delete window;
+        delete gConfig;
+        gConfig = nullptr;
+    }
+    BaseWindow* open()
+    {
+        window = base_open(FwOptions{});
+        return window;
+    }
+    void make_file(const std::string& name, int size = 0, mode_t mode = 0644)
+    {
+        std::ofstream(dir / name) << std::string(size, 'x');
+        ::chmod((dir / name).c_str(), mode);
+    }
+    void make_dir(const std::string& name) { std::filesystem::create_directories(dir / name); }
+
+    QTreeView* list() { return window->ui->filelist; }
+    FlModel* model() { return fl_model(); }
+    QString status1() { return window->ui->status1->text(); }
+    QString status2() { return window->ui->status2->text(); }
+    int row_named(const char* name)
+    {
+        for (int r = 0; r < model()->rowCount(); ++r)
+            if (model()->index(r, 0).data().toString() == name)
+                return r;
+        return -1;
+    }
+    int index_named(const char* name) { return model()->index_of(row_named(name)); }
+    QPoint row_point(int row)
+    {
+        return list()->visualRect(model()->index(row, 0)).center();
+    }
+    void click_header(int section)
+    {
+        QHeaderView* h = list()->header();
+        QTest::mouseClick(h->viewport(), Qt::LeftButton, {},
+                          QPoint(h->sectionViewportPosition(section) + 5, h->height() / 2));
+    }
+    // The names selected in the records and in the widget, in row order.
+    QStringList selected_records()
+    {
+        QStringList out;
+        for (int i = 0; i < gDir.count; ++i)
+            if (gDir[i].flags & DIR_F_SELECTED)
+                out << QString::fromStdString(gDir[i].name);
+        return out;
+    }
+    QStringList selected_rows()
+    {
+        QStringList out;
+        for (int r = 0; r < model()->rowCount(); ++r)
+            if (list()->selectionModel()->isRowSelected(r, {}) && model()->index_of(r) >= 0)
+                out << model()->index(r, 0).data().toString();
+        return out;
+    }
+
+    TmpDir dir;
+    TmpDir cfgdir;
+    BaseWindow* window = nullptr;
+    QStringList messages;
+    WMessageHandler old_handler;
+};

@@ -1,0 +1,308 @@
+// The file list panel driven through its widgets: rows and images, the status bar,
+// sorting by header clicks, selection both ways, type-ahead, navigation, opening.
+#include <QAbstractItemModelTester>
+#include <QTimer>
+
+#include "filelist/fl_find.h"
+#include "filelist/fl_nav.h"
+#include "filelist/fl_select.h"
+#include "fl_gui_fixture.h"
+
+TEST_F(FlGuiTest, RowsShowTheRecordFieldsAndImages)
+{
+    make_dir("sub");
+    make_file("a.txt", 2048);
+    make_file("run.sh", 10, 0755);
+    ::symlink("run.sh", (dir / "to_run").c_str());
+    ::symlink("nowhere", (dir / "dangling").c_str());
+    open();
+    QAbstractItemModelTester tester(model(), QAbstractItemModelTester::FailureReportingMode::Warning);
+
+    ASSERT_EQ(model()->rowCount(), 6);
+    EXPECT_EQ(model()->index(0, 0).data().toString(), "..");
+    EXPECT_EQ(model()->index(0, 0).data(FlIndexRole).toInt(), -1);
+    EXPECT_EQ(model()->index(0, 0).data(FlImageRole).toInt(), FL_IMG_PARENT);
+
+    const int a = row_named("a.txt");
+    EXPECT_EQ(model()->index(a, 1).data().toString(), "2,048");
+    EXPECT_EQ(model()->index(a, 1).data(Qt::TextAlignmentRole).toInt() & Qt::AlignRight, Qt::AlignRight);
+    EXPECT_EQ(model()->index(a, 5).data().toString(), "rw- r-- r--");
+    EXPECT_TRUE(model()->index(a, 2).data().toString().startsWith(' '));
+    EXPECT_EQ(model()->index(a, 3).data().toString(), "root");
+    // The row's identity goes both ways.
+    const int ia = model()->index(a, 0).data(FlIndexRole).toInt();
+    EXPECT_EQ(gDir[ia].name, "a.txt");
+    EXPECT_EQ(gDir[ia].row, a);
+
+    auto image = [&](const char* n) { return model()->index(row_named(n), 0).data(FlImageRole).toInt(); };
+    EXPECT_EQ(image("sub"), FL_IMG_FOLDER);
+    EXPECT_EQ(image("a.txt"), FL_IMG_FILE);
+    EXPECT_EQ(image("run.sh"), FL_IMG_EXEC);
+    EXPECT_EQ(image("to_run"), FL_IMG_LINKED_EXEC);
+    EXPECT_EQ(image("dangling"), FL_IMG_BROKEN_LINK);
+    EXPECT_EQ(model()->index(row_named("to_run"), 6).data().toString(), "run.sh");
+
+    // Cut marks win over every other image.
+    model()->set_cut_query([](const FileRecord& r) { return r.name == "sub" || r.name == "to_run"; });
+    EXPECT_EQ(image("sub"), FL_IMG_DIR_CUT);
+    EXPECT_EQ(image("to_run"), FL_IMG_FILE_CUT);
+}
+
+TEST_F(FlGuiTest, NoParentRowAtRoot)
+{
+    gStartPath = "/";
+    open();
+    ASSERT_GT(model()->rowCount(), 0);
+    EXPECT_NE(model()->index(0, 0).data().toString(), "..");
+    EXPECT_EQ(model()->index(0, 0).data(FlIndexRole).toInt(), 0);
+    EXPECT_FALSE(window->ui->tb_up->isEnabled());
+}
+
+TEST_F(FlGuiTest, StatusBarTexts)
+{
+    open();
+    EXPECT_EQ(status2(), "0 item, 0 bytes");
+    make_file("one", 2048);
+    make_file("two", 100);
+    fl_refresh();
+    EXPECT_EQ(status2(), "2 items, 2.1KB");
+    QTest::mouseClick(list()->viewport(), Qt::LeftButton, {}, row_point(row_named("one")));
+    EXPECT_EQ(status1(), "1 selected item, 2.0KB");
+    QTest::mouseClick(list()->viewport(), Qt::LeftButton, Qt::ControlModifier, row_point(row_named("two")));
+    EXPECT_EQ(status1(), "2 selected items, 2.1KB");
+    EXPECT_EQ(gDir.selected, 2);
+}
+
+TEST_F(FlGuiTest, HeaderClicksSortAndSwapTheImage)
+{
+    gConfig->set_i32(cfg::kFoldersFirst, 2);
+    make_file("big", 3000);
+    make_file("small", 10);
+    make_file("mid", 500);
+    make_dir("zdir");
+    open();
+    auto order = [&] {
+        QStringList names;
+        for (int r = 1; r < model()->rowCount(); ++r)
+            names << model()->index(r, 0).data().toString();
+        return names;
+    };
+    auto header_image = [&](int s) { return model()->headerData(s, Qt::Horizontal, FlImageRole).toString(); };
+    EXPECT_EQ(header_image(0), "image_sort_up");
+
+    // The size comparison puts the larger first in the ascending direction.
+    click_header(1);
+    EXPECT_STREQ(fl_sort_header(), "fh_size");
+    EXPECT_EQ(order(), QStringList({"zdir", "big", "mid", "small"}));
+    EXPECT_EQ(header_image(1), "image_sort_up");
+    EXPECT_TRUE(header_image(0).isEmpty());
+
+    click_header(1);
+    EXPECT_EQ(order(), QStringList({"zdir", "small", "mid", "big"}));
+    EXPECT_EQ(header_image(1), "image_sort_down");
+
+    // A new column keeps the direction.
+    click_header(0);
+    EXPECT_EQ(order(), QStringList({"zdir", "small", "mid", "big"}));
+    EXPECT_EQ(header_image(0), "image_sort_down");
+    click_header(0);
+    EXPECT_EQ(header_image(0), "image_sort_up");
+}
+
+TEST_F(FlGuiTest, SelectionStaysInStepBothWays)
+{
+    for (const char* n : {"a", "b", "c", "d", "e"})
+        make_file(n, 1);
+    make_dir("f");
+    open();
+    fl_select_all();
+    EXPECT_EQ(gDir.selected, 6);
+    EXPECT_EQ(gDir.selected_dirs, 1);
+    EXPECT_EQ(selected_rows(), selected_records());
+    fl_unselect_index(index_named("b"));
+    fl_invert_all();
+    EXPECT_EQ(selected_records(), QStringList({"b"}));
+    EXPECT_EQ(selected_rows(), QStringList({"b"}));
+    EXPECT_EQ(gDir.selected_dirs, 0);
+
+    // Shift-click in the widget: the records follow.
+    QTest::mouseClick(list()->viewport(), Qt::LeftButton, {}, row_point(row_named("c")));
+    QTest::mouseClick(list()->viewport(), Qt::LeftButton, Qt::ShiftModifier, row_point(row_named("e")));
+    EXPECT_EQ(selected_records(), QStringList({"c", "d", "e"}));
+    EXPECT_EQ(gDir.current, index_named("e"));
+    EXPECT_TRUE(gDir[gDir.current].flags & DIR_F_CURRENT);
+
+    // Keys move the current record too.
+    QTest::keyClick(list(), Qt::Key_Down);
+    EXPECT_EQ(selected_records(), QStringList({"f"}));
+    EXPECT_EQ(gDir.selected_dirs, 1);
+
+    fl_select("[ab]", 0);
+    EXPECT_EQ(selected_rows(), selected_records());
+    fl_unselect_all();
+    EXPECT_TRUE(selected_rows().isEmpty());
+    EXPECT_EQ(gDir.selected, 0);
+}
+
+TEST_F(FlGuiTest, GotoIndexZeroNeverFlagsCurrent)
+{
+    make_file("a");
+    make_file("b");
+    open();
+    EXPECT_EQ(fl_goto_index(0), 0);
+    EXPECT_EQ(gDir.current, 0);
+    EXPECT_FALSE(gDir[0].flags & DIR_F_CURRENT);
+    EXPECT_EQ(selected_rows(), QStringList({"a"}));
+    fl_goto_index(7);
+    EXPECT_EQ(gDir.current, 1);
+    EXPECT_TRUE(gDir[1].flags & DIR_F_CURRENT);
+    EXPECT_FALSE(gDir[0].flags & DIR_F_CURRENT);
+}
+
+TEST_F(FlGuiTest, RefreshReselectsTheFirstSelectedName)
+{
+    for (const char* n : {"a", "b", "c"})
+        make_file(n);
+    open();
+    fl_select_index(index_named("b"));
+    fl_select_index(index_named("c"));
+    make_file("0new");
+    fl_refresh();
+    EXPECT_EQ(selected_records(), QStringList({"b"}));
+    EXPECT_EQ(gDir[gDir.current].name, "b");
+    EXPECT_EQ(row_named("0new"), 1);
+}
+
+TEST_F(FlGuiTest, SettingTheFilterReadsOnceAndEmptyShowsAll)
+{
+    make_file("x.c");
+    make_file("y.h");
+    open();
+    EXPECT_EQ(fl_setspec("*.c"), 0);
+    EXPECT_EQ(gDir.count, 1);
+    EXPECT_EQ(fl_setspec("*.c"), -1);
+    EXPECT_EQ(fl_setspec(""), 0);
+    EXPECT_EQ(gDir.filespec, "*");
+    EXPECT_EQ(gDir.count, 2);
+}
+
+TEST_F(FlGuiTest, TypeAheadFindsEchoesAndTimesOut)
+{
+    make_file("abacus");
+    make_file("abcdef");
+    make_file("abcxyz");
+    open();
+    QTest::keyClicks(list(), "abc");
+    EXPECT_EQ(status1(), "/abc");
+    EXPECT_EQ(selected_records(), QStringList({"abcdef"}));
+    EXPECT_EQ(gDir[gDir.current].name, "abcdef");
+    auto* ftimer = window->findChild<QTimer*>("ftimer");
+    EXPECT_TRUE(ftimer->isActive());
+    EXPECT_EQ(ftimer->interval(), 300);
+    QTRY_COMPARE_WITH_TIMEOUT(status1(), QString(), 2000);
+    // The time-out ended the search: the next key starts a new one.
+    QTest::keyClick(list(), Qt::Key_A);
+    EXPECT_EQ(status1(), "/a");
+    QTest::keyClick(list(), Qt::Key_Escape);
+    EXPECT_EQ(status1(), "");
+    EXPECT_FALSE(ftimer->isActive());
+
+    QTest::keyClick(list(), ':');
+    QTest::keyClicks(list(), "ls -l");
+    EXPECT_EQ(status1(), ":ls -l");
+    QTest::keyClick(list(), Qt::Key_Return);
+    EXPECT_EQ(as_launch_calls(), std::vector<std::string>({"run:ls -l"}));
+    EXPECT_EQ(status1(), "");
+}
+
+TEST_F(FlGuiTest, ReturnAndDoubleClickOpen)
+{
+    make_dir("inner");
+    make_file("doc.txt");
+    make_file("tool", 1, 0755);
+    make_file("plain");
+    as_set_stub_associations({{"*.txt", "view @"}, {"doc*", "edit @"}});
+    open();
+    const QPoint doc = row_point(row_named("doc.txt"));
+    QTest::mouseClick(list()->viewport(), Qt::LeftButton, {}, doc);
+    QTest::mouseDClick(list()->viewport(), Qt::LeftButton, {}, doc);
+    EXPECT_EQ(as_launch_calls(), std::vector<std::string>({"open:view doc.txt", "open:edit doc.txt"}));
+    as_launch_calls().clear();
+    fl_goto_index(index_named("tool"));
+    QTest::keyClick(list(), Qt::Key_Return);
+    EXPECT_EQ(as_launch_calls(), std::vector<std::string>({"run:./'tool'"}));
+    as_launch_calls().clear();
+    fl_goto_index(index_named("plain"));
+    QTest::keyClick(list(), Qt::Key_Return);
+    EXPECT_TRUE(as_launch_calls().empty());
+
+    fl_goto_index(index_named("inner"));
+    QTest::keyClick(list(), Qt::Key_Return);
+    EXPECT_EQ(gDir.path, dir / "inner");
+    EXPECT_EQ(fl_get_back_count(), 1);
+    // Return on the parent row goes back up with "inner" selected.
+    fl_goto_index(-1);
+    QTest::keyClick(list(), Qt::Key_Return);
+    EXPECT_EQ(gDir.path, dir.path());
+    EXPECT_EQ(selected_records(), QStringList({"inner"}));
+}
+
+TEST_F(FlGuiTest, RightButtonSelectsTheRowUnderThePointer)
+{
+    for (const char* n : {"a", "b", "c"})
+        make_file(n);
+    open();
+    fl_select_index(index_named("a"));
+    fl_select_index(index_named("b"));
+    QTest::mousePress(list()->viewport(), Qt::RightButton, {}, row_point(row_named("b")));
+    EXPECT_EQ(selected_records(), QStringList({"a", "b"}));
+    QTest::mousePress(list()->viewport(), Qt::RightButton, {}, row_point(row_named("c")));
+    EXPECT_EQ(selected_records(), QStringList({"c"}));
+    EXPECT_EQ(selected_rows(), QStringList({"c"}));
+    EXPECT_EQ(gDir[gDir.current].name, "c");
+}
+
+TEST_F(FlGuiTest, UpSelectsTheDirectoryLeftAndHistoriesAreBounded)
+{
+    make_dir("usr/lib");
+    gStartPath = dir / "usr/lib";
+    open();
+    EXPECT_EQ(fl_up(), 0);
+    EXPECT_EQ(gDir.path, dir / "usr");
+    EXPECT_EQ(selected_records(), QStringList({"lib"}));
+    EXPECT_EQ(gDir[gDir.current].name, "lib");
+
+    EXPECT_EQ(fl_back(), 0);
+    EXPECT_EQ(gDir.path, dir / "usr/lib");
+    EXPECT_EQ(fl_get_forward_count(), 1);
+    EXPECT_EQ(fl_forward(), 0);
+    EXPECT_EQ(gDir.path, dir / "usr");
+
+    fl_forward_history().clear();
+    fl_back_history().clear();
+    for (int i = 0; i < 11; ++i) {
+        make_dir("d" + std::to_string(i));
+        ASSERT_EQ(fl_newpath(list(), (dir / ("d" + std::to_string(i))).c_str()), 0);
+    }
+    EXPECT_EQ(fl_get_back_count(), 10);
+    EXPECT_EQ(fl_back_history().entries().front(), dir / "d9");
+    // The same directory again: no change, no entry.
+    EXPECT_EQ(fl_newpath(list(), (dir / "d10").c_str()), -1);
+    EXPECT_EQ(fl_get_back_count(), 10);
+    EXPECT_TRUE(messages.isEmpty());
+}
+
+TEST_F(FlGuiTest, CheckPathReportsItsThreeFailures)
+{
+    make_file("plain");
+    open();
+    EXPECT_EQ(fl_setpath((dir / "missing").c_str()), -1);
+    EXPECT_EQ(fl_setpath((dir / "plain").c_str()), -1);
+    ASSERT_EQ(messages.size(), 2);
+    EXPECT_EQ(messages[0], QString::fromStdString("Directory '" + dir / "missing" + "', not found"));
+    EXPECT_EQ(messages[1], QString::fromStdString("Path '" + dir / "plain" + "' not found"));
+    EXPECT_EQ(gDir.path, dir.path());
+    std::string out;
+    EXPECT_FALSE(x_check_path((dir.path() + "//").c_str(), out));
+    EXPECT_EQ(messages.size(), 2);
+}

@@ -1,0 +1,155 @@
+// The path bar: typed paths and filters, completion from the history and from the
+// disk, the enabled buttons, and the histories across a restart.
+#include <QComboBox>
+#include <QLineEdit>
+#include <QToolButton>
+#include <cstdlib>
+#include <fstream>
+
+#include "fl_gui_fixture.h"
+
+namespace {
+void type_path(QComboBox* box, const std::string& text)
+{
+    box->lineEdit()->clear();
+    QTest::keyClicks(box->lineEdit(), QString::fromStdString(text));
+}
+}  // namespace
+
+TEST_F(FlGuiTest, TypedPathChangesDirectoryAndEntersTheHistory)
+{
+    make_dir("one");
+    open();
+    QComboBox* box = window->ui->tb_curpath;
+    type_path(box, dir / "one");
+    QTest::keyClick(box->lineEdit(), Qt::Key_Return);
+    EXPECT_EQ(gDir.path, dir / "one");
+    EXPECT_EQ(box->currentText(), QString::fromStdString(dir / "one"));
+    ASSERT_GE(box->count(), 1);
+    EXPECT_EQ(box->itemText(0), QString::fromStdString(dir / "one"));
+
+    type_path(box, dir / "nothing");
+    QTest::keyClick(box->lineEdit(), Qt::Key_Return);
+    EXPECT_EQ(gDir.path, dir / "one");
+    ASSERT_FALSE(messages.isEmpty());
+    EXPECT_EQ(messages.last(), QString::fromStdString("Directory '" + dir / "nothing" + "', not found"));
+    EXPECT_EQ(gCboxes.path.count, 1);
+}
+
+TEST_F(FlGuiTest, TypedFilterNarrowsTheList)
+{
+    make_file("a.c");
+    make_file("b.h");
+    open();
+    QComboBox* box = window->ui->tb_filespec;
+    type_path(box, "*.h");
+    QTest::keyClick(box->lineEdit(), Qt::Key_Return);
+    EXPECT_EQ(gDir.count, 1);
+    EXPECT_EQ(box->itemText(0), "*.h");
+}
+
+TEST_F(FlGuiTest, TypingAtTheEndProposesAHistoryEntry)
+{
+    gOptions |= TB_OPT_COMPLETE;
+    make_dir("usr/local/bin");
+    make_dir("usr/lib");
+    cl_add(gCboxes.path, dir / "usr/local/bin");
+    open();
+    QComboBox* box = window->ui->tb_curpath;
+    type_path(box, dir / "usr/lo");
+    EXPECT_EQ(box->currentText(), QString::fromStdString(dir / "usr/local/bin"));
+    EXPECT_EQ(box->lineEdit()->selectedText(), "cal/bin");
+    // Backspace takes the proposal away and does not bring it back.
+    QTest::keyClick(box->lineEdit(), Qt::Key_Backspace);
+    EXPECT_EQ(box->currentText(), QString::fromStdString(dir / "usr/lo"));
+    type_path(box, dir / "usr/lo");
+
+    // A double Escape drops the proposal and completes from the disk instead.
+    QTest::keyClick(box->lineEdit(), Qt::Key_Escape);
+    QTest::keyClick(box->lineEdit(), Qt::Key_Escape);
+    EXPECT_EQ(box->currentText(), QString::fromStdString(dir / "usr/local/"));
+
+    // Ambiguous: the common prefix, no slash.
+    type_path(box, dir / "usr/l");
+    box->lineEdit()->deselect();
+    box->lineEdit()->setText(QString::fromStdString(dir / "usr/l"));
+    QTest::keyClick(box->lineEdit(), Qt::Key_Escape);
+    QTest::keyClick(box->lineEdit(), Qt::Key_Escape);
+    EXPECT_EQ(box->currentText(), QString::fromStdString(dir / "usr/l"));
+}
+
+TEST_F(FlGuiTest, DiskCompletionIgnoresFilesAndRelativeText)
+{
+    make_file("passwd");
+    make_dir("usr");
+    open();
+    QComboBox* box = window->ui->tb_curpath;
+    for (const std::string& text : {dir / "pass", std::string("us")}) {
+        box->lineEdit()->setText(QString::fromStdString(text));
+        QTest::keyClick(box->lineEdit(), Qt::Key_Escape);
+        QTest::keyClick(box->lineEdit(), Qt::Key_Escape);
+        EXPECT_EQ(box->currentText(), QString::fromStdString(text));
+    }
+    box->lineEdit()->setText(QString::fromStdString(dir / "us"));
+    QTest::keyClick(box->lineEdit(), Qt::Key_Escape);
+    QTest::keyClick(box->lineEdit(), Qt::Key_A);  // another key breaks the pair
+    box->lineEdit()->setText(QString::fromStdString(dir / "us"));
+    QTest::keyClick(box->lineEdit(), Qt::Key_Escape);
+    EXPECT_EQ(box->currentText(), QString::fromStdString(dir / "us"));
+    QTest::keyClick(box->lineEdit(), Qt::Key_Escape);
+    EXPECT_EQ(box->currentText(), QString::fromStdString(dir / "usr/"));
+}
+
+TEST_F(FlGuiTest, HomeAndUpButtonsFollowThePath)
+{
+    const char* old_home = std::getenv("HOME");
+    const std::string saved = old_home ? old_home : "";
+    ::setenv("HOME", dir.path().c_str(), 1);
+    make_dir("sub");
+    open();
+    EXPECT_FALSE(window->ui->tb_home->isEnabled());
+    EXPECT_TRUE(window->ui->tb_up->isEnabled());
+    fl_newpath(list(), (dir / "sub").c_str());
+    EXPECT_TRUE(window->ui->tb_home->isEnabled());
+    EXPECT_EQ(window->ui->tb_curpath->currentText(), QString::fromStdString(dir / "sub"));
+    if (old_home)
+        ::setenv("HOME", saved.c_str(), 1);
+    else
+        ::unsetenv("HOME");
+}
+
+TEST_F(FlGuiTest, HistoriesSurviveARestart)
+{
+    std::ofstream(cfgdir / "with.001") << "keep me\n";
+    for (int i = 0; i < 22; ++i)
+        make_dir("p" + std::to_string(i));
+    open();
+    QComboBox* box = window->ui->tb_curpath;
+    for (int i = 0; i < 22; ++i) {
+        type_path(box, dir / ("p" + std::to_string(i)));
+        QTest::keyClick(box->lineEdit(), Qt::Key_Return);
+    }
+    // p5 again moves to the front.
+    type_path(box, dir / "p5");
+    QTest::keyClick(box->lineEdit(), Qt::Key_Return);
+    window->session_saved = false;
+    window->close();
+
+    init_destroy_cboxs(gCboxes);
+    init_read_cboxs(gCboxes, gConfigPath.c_str());
+    ASSERT_EQ(gCboxes.path.count, 20);
+    EXPECT_EQ(std::string(cl_get(gCboxes.path, 1)), dir / "p5");
+    EXPECT_EQ(std::string(cl_get(gCboxes.path, 2)), dir / "p21");
+    EXPECT_EQ(std::string(cl_get(gCboxes.path, 20)), dir / "p2");
+    std::ifstream with(cfgdir / "with.001");
+    std::string line;
+    std::getline(with, line);
+    EXPECT_EQ(line, "keep me");
+
+    // The next window shows them in its path box.
+    delete window;
+    window = nullptr;
+    open();
+    EXPECT_EQ(window->ui->tb_curpath->count(), 20);
+    EXPECT_EQ(window->ui->tb_curpath->itemText(0), QString::fromStdString(dir / "p5"));
+}
