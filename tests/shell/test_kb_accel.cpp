@@ -21,7 +21,8 @@ std::vector<Row> dump(const KbTable& t)
     for (const auto& s : t.sections)
         for (const auto& m : s.modifiers)
             for (const auto& b : m.bindings)
-                rows.emplace_back(s.name, b.action->name, m.mask, b.key, (b.flags & KB_F_PRIMARY) != 0);
+                rows.emplace_back(s.name, b.action->name, m.mask, b.key,
+                                  (b.flags & KB_F_PRIMARY) != 0);
     std::sort(rows.begin(), rows.end());
     return rows;
 }
@@ -45,8 +46,14 @@ KeyEvent press(uint32_t mods, uint32_t cap)
 }
 
 std::vector<std::string> gCalls;
-void h_one(const void*, void* data, const KeyEvent&) { gCalls.push_back(std::string("one:") + static_cast<const char*>(data)); }
-void h_two(const void*, void* data, const KeyEvent&) { gCalls.push_back(std::string("two:") + static_cast<const char*>(data)); }
+void h_one(const void*, void* data, const KeyEvent&)
+{
+    gCalls.push_back(std::string("one:") + static_cast<const char*>(data));
+}
+void h_two(const void*, void* data, const KeyEvent&)
+{
+    gCalls.push_back(std::string("two:") + static_cast<const char*>(data));
+}
 
 }  // namespace
 
