@@ -1,6 +1,7 @@
 // Path completion from the disk for the path box, and its double-Escape trigger.
 #include "filelist/fl_complete.h"
 
+#include <algorithm>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
@@ -42,10 +43,8 @@ std::optional<std::string> find_matching_dir(std::string_view path)
             candidate = name;
             continue;
         }
-        std::size_t common = 0;
-        while (common < candidate.size() && common < name.size() && candidate[common] == name[common])
-            ++common;
-        candidate.resize(common);
+        auto common = std::mismatch(candidate.begin(), candidate.end(), name.begin(), name.end());
+        candidate.erase(common.first, candidate.end());
     }
     if (matched == 0)
         return std::nullopt;

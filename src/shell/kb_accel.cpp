@@ -94,7 +94,10 @@ KbAction* x_add_action(KbTable& t, std::string_view name)
     return &t.actions.front();
 }
 
-KbAction* x_get_action(const KbTable& t, std::string_view name) { return find_named(t.actions, name); }
+KbAction* x_get_action(const KbTable& t, std::string_view name)
+{
+    return find_named(t.actions, name);
+}
 
 KbSection* x_add_section(KbTable& t, std::string_view name)
 {

@@ -1,0 +1,316 @@
+// The file list's core: finding records, selection counts, navigation histories, the
+// up target, completion from the disk and the double Escape.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <set>
+#include <sys/stat.h>
+
+#include "filelist/fl_complete.h"
+#include "filelist/fl_find.h"
+#include "tmpdir.h"
+
+namespace {
+
+// A listing of plain records; names ending in "/" become directories.
+void fill(DirListing& l, std::initializer_list<std::string> names)
+{
+    for (const std::string& n : names) {
+        auto* r = new FileRecord;
+        const bool dir = !n.empty() && n.back() == '/';
+        r->name = dir ? n.substr(0, n.size() - 1) : n;
+        r->status.st_mode = dir ? (S_IFDIR | 0755) : (S_IFREG | 0644);
+        l.dirs += dir;
+        l.records.push_back(r);
+    }
+    l.count = l.capacity = static_cast<int>(l.records.size());
+}
+
+std::vector<int> hits(const DirListing& l, const char* name, int flags)
+{
+    std::vector<int> out;
+    x_find(l, name, 5, flags, [&out](int i) { out.push_back(i); });
+    return out;
+}
+
+}  // namespace
+
+TEST(XFind, Table)
+{
+    DirListing l;
+    fill(l, {"src/", "readme", "Readme.txt", "read", "a*b", "alpha", "src.c"});
+    struct Case {
+        const char* name;
+        int flags;
+        int first;
+        std::vector<int> all;
+    } cases[] = {
+        {"", 0, -2, {}},
+        {nullptr, 0, -2, {}},
+        {"..", FIND_EXACT, -1, {}},
+        {"read", FIND_EXACT, 3, {3}},
+        {"read", FIND_PREFIX, 1, {1, 3}},
+        {"read", 0, 3, {3}},                      // the pattern fallback alone
+        {"src", FIND_EXACT, 0, {0}},
+        {"src", FIND_EXACT | FIND_NO_DIRS, -2, {}},
+        {"src", FIND_PREFIX | FIND_NO_DIRS, 6, {6}},
+        {"*.txt", FIND_EXACT, 2, {2}},            // exact still falls back to the pattern
+        {"^readme*", 0, 1, {1, 2}},
+        {"a*b", FIND_EXACT, 4, {4}},
+        {"zzz", FIND_PREFIX, -2, {}},
+        {"src", FIND_PREFIX | FIND_BACKWARD, 0, {0}},
+        {"read", FIND_PREFIX | FIND_BACKWARD, -2, {}},  // only index 0 is looked at
+        {"*", FIND_BACKWARD, 0, {0}},
+    };
+    for (const Case& c : cases) {
+        const char* shown = c.name ? c.name : "(null)";
+        EXPECT_EQ(x_find(l, c.name, 3, c.flags), c.first) << shown << " " << c.flags;
+        if (c.first != -1) {
+            EXPECT_EQ(hits(l, c.name, c.flags), c.all) << shown << " " << c.flags;
+        }
+    }
+    DirListing empty;
+    EXPECT_EQ(x_find(empty, "x", 0, 0), -2);
+}
+
+TEST(Selection, CountsFollowAPlainSetModel)
+{
+    DirListing l;
+    fill(l, {"d0/", "f1", "d2/", "f3", "f4", "d5/", "f6", "f7"});
+    std::set<int> model;
+    auto is_dir = [](int i) { return i == 0 || i == 2 || i == 5; };
+    std::mt19937 rng(7);
+    for (int step = 0; step < 2000; ++step) {
+        const int i = static_cast<int>(rng() % 12) - 2;  // some out of range
+        const bool valid = i >= 0 && i < l.count;
+        switch (rng() % 7) {
+        case 0:
+        case 1:
+            EXPECT_EQ(fl_select_index(l, i), i);
+            if (valid)
+                model.insert(i);
+            break;
+        case 2:
+            fl_unselect_index(l, i);
+            model.erase(i);
+            break;
+        case 3:
+            fl_invert_index(l, i);
+            if (valid && !model.erase(i))
+                model.insert(i);
+            break;
+        case 4:
+            if (rng() % 4 == 0) {
+                fl_invert_all(l);
+                std::set<int> inv;
+                for (int k = 0; k < l.count; ++k)
+                    if (!model.count(k))
+                        inv.insert(k);
+                model = inv;
+            }
+            break;
+        case 5:
+            if (rng() % 8 == 0) {
+                fl_select_all(l);
+                for (int k = 0; k < l.count; ++k)
+                    model.insert(k);
+            }
+            break;
+        case 6:
+            if (rng() % 8 == 0) {
+                fl_unselect_all(l);
+                model.clear();
+            }
+            break;
+        }
+        int dirs = 0;
+        for (int k = 0; k < l.count; ++k) {
+            ASSERT_EQ((l[k].flags & DIR_F_SELECTED) != 0, model.count(k) == 1) << "step " << step;
+            dirs += model.count(k) && is_dir(k);
+        }
+        ASSERT_EQ(l.selected, static_cast<int>(model.size()));
+        ASSERT_EQ(l.selected_dirs, dirs);
+    }
+}
+
+TEST(Selection, ByPattern)
+{
+    DirListing l;
+    fill(l, {"a.c", "b.h", "c.c", "lib/", "lib.c"});
+    EXPECT_EQ(fl_select(l, "*.c", 0), 4);
+    EXPECT_EQ(l.selected, 3);
+    EXPECT_EQ(fl_select(l, "*.c", 0), 4);  // already selected: counts unchanged
+    EXPECT_EQ(l.selected, 3);
+    EXPECT_EQ(fl_select(l, "lib*", 0), 4);
+    EXPECT_EQ(l.selected, 4);
+    EXPECT_EQ(l.selected_dirs, 1);
+    EXPECT_EQ(fl_unselect(l, "lib*", FIND_NO_DIRS), 4);
+    EXPECT_EQ(l.selected, 3);
+    EXPECT_EQ(l.selected_dirs, 1);
+    EXPECT_EQ(fl_unselect(l, "*.zip", 0), -2);
+}
+
+TEST(NavHistory, BoundAndDuplicates)
+{
+    NavHistory h;
+    for (int i = 1; i <= 11; ++i)
+        x_history_push(h, ("/d" + std::to_string(i)).c_str());
+    EXPECT_EQ(h.count(), 10);
+    EXPECT_EQ(h.entries().front(), "/d11");
+    EXPECT_EQ(h.entries().back(), "/d2");
+
+    h.push("/d11");
+    EXPECT_EQ(h.count(), 10);
+    x_history_push(h, nullptr);
+    h.push("");
+    EXPECT_EQ(h.entries().front(), "/d11");
+
+    // Full, with the oldest equal to the new path: it moves to the top.
+    h.push("/d2");
+    EXPECT_EQ(h.entries().front(), "/d2");
+    EXPECT_EQ(h.entries().back(), "/d3");
+    EXPECT_EQ(h.count(), 10);
+
+    for (int i = 0; i < 10; ++i)
+        EXPECT_TRUE(h.pop());
+    EXPECT_FALSE(h.pop());
+    EXPECT_EQ(h.count(), 0);
+
+    // Not full: a path seen earlier, but not on top, is pushed again.
+    h.push("/a");
+    h.push("/b");
+    h.push("/a");
+    EXPECT_EQ(h.entries(), (std::vector<std::string>{"/a", "/b", "/a"}));
+}
+
+TEST(NavHistory, BackAndForward)
+{
+    NavHistory back, fwd;
+    std::string cur = "/";
+    auto go = [&](const std::string& to) {
+        fl_history_entered(back, fwd, cur);
+        cur = to;
+    };
+    go("/usr");
+    go("/usr/lib");
+    go("/usr/lib");  // the same directory again adds one entry only
+    EXPECT_EQ(back.entries(), (std::vector<std::string>{"/usr/lib", "/usr", "/"}));
+    cur = "/usr/lib";
+
+    // Forward with nothing ahead still records the current path once.
+    EXPECT_FALSE(fl_forward_target(back, fwd, cur));
+    EXPECT_FALSE(fl_forward_target(back, fwd, cur));
+    EXPECT_EQ(back.count(), 3);
+
+    auto to = fl_back_target(back, fwd, cur);
+    ASSERT_TRUE(to);
+    EXPECT_EQ(*to, "/usr/lib");
+    to = fl_back_target(back, fwd, cur = *to);
+    EXPECT_EQ(*to, "/usr");
+    cur = *to;
+    EXPECT_EQ(fwd.entries(), std::vector<std::string>{"/usr/lib"});
+
+    to = fl_forward_target(back, fwd, cur);
+    ASSERT_TRUE(to);
+    EXPECT_EQ(*to, "/usr/lib");
+    EXPECT_EQ(back.entries(), (std::vector<std::string>{"/usr", "/"}));
+
+    go("/etc");  // a new directory clears what lay ahead
+    EXPECT_EQ(fwd.count(), 0);
+
+    NavHistory none;
+    EXPECT_FALSE(fl_back_target(none, fwd, "/x"));
+    EXPECT_EQ(fwd.count(), 0);
+}
+
+TEST(FlUp, Table)
+{
+    struct Case {
+        const char* path;
+        bool moves;
+        const char* dir;
+        const char* select;
+    } cases[] = {
+        {"/usr/lib", true, "/usr", "lib"},
+        {"/usr", true, "/", "usr"},
+        {"/", false, "", ""},
+        {"", false, "", ""},
+        {"/usr/lib/", true, "/usr", "lib"},
+        {"/usr/lib///", true, "/usr", "lib"},
+        {"/usr///", true, "/", "usr"},
+        {"/a/b/c d", true, "/a/b", "c d"},
+        {"//", true, "/", ""},
+    };
+    for (const Case& c : cases) {
+        auto t = fl_up_target(c.path);
+        ASSERT_EQ(t.has_value(), c.moves) << c.path;
+        if (t) {
+            EXPECT_EQ(t->dir, c.dir) << c.path;
+            EXPECT_EQ(t->select, c.select) << c.path;
+        }
+    }
+}
+
+TEST(FindMatchingDir, RealTree)
+{
+    TmpDir tmp;
+    namespace fs = std::filesystem;
+    const std::string root = tmp.path();
+    fs::create_directories(root + "/usr/lib");
+    fs::create_directories(root + "/usr/local");
+    fs::create_directories(root + "/usr/.hidden");
+    fs::create_directories(root + "/etc");
+    std::ofstream(root + "/etc/passwd") << "x";
+    std::ofstream(root + "/usr/libfile") << "x";
+    fs::create_directory_symlink(root + "/etc", root + "/usr/linked");
+    fs::create_symlink(root + "/nowhere", root + "/usr/lidangling");
+
+    struct Case {
+        std::string typed;
+        std::optional<std::string> result;
+    } cases[] = {
+        {root + "/us", root + "/usr/"},
+        {root + "/usr/l", root + "/usr/l"},           // lib, local, linked: ambiguous
+        {root + "/usr/lo", root + "/usr/local/"},
+        {root + "/usr/lib", root + "/usr/lib/"},      // the file libfile does not count
+        {root + "/usr/lin", root + "/usr/linked/"},   // a link to a directory counts
+        {root + "/usr/.h", root + "/usr/.hidden/"},
+        {root + "/etc/pass", std::nullopt},           // files only
+        {root + "/usr/x", std::nullopt},
+        {root + "/nosuch/a", std::nullopt},
+        {"usr", std::nullopt},                        // relative text never completes
+        {"", std::nullopt},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(find_matching_dir(c.typed), c.result) << c.typed;
+
+    // Directly under the root the result begins with the one slash.
+    auto top = find_matching_dir("/pro");
+    ASSERT_TRUE(top);
+    EXPECT_EQ(top->rfind("/pro", 0), 0u) << *top;
+}
+
+TEST(EscCounter, PairsWithinTwoSeconds)
+{
+    time_t now = 1000;
+    EscCounter esc([&now] { return now; });
+    EXPECT_FALSE(esc.press());
+    now += 2;
+    EXPECT_TRUE(esc.press());
+    EXPECT_EQ(esc.count(), 0);
+
+    // A stale first press: the late one does not complete, a further one does.
+    EXPECT_FALSE(esc.press());
+    now += 3;
+    EXPECT_FALSE(esc.press());
+    now += 1;
+    EXPECT_TRUE(esc.press());
+
+    // Another key in between starts over.
+    EXPECT_FALSE(esc.press());
+    esc.reset();
+    EXPECT_FALSE(esc.press());
+    EXPECT_TRUE(esc.press());
+}

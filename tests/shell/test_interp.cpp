@@ -1,0 +1,258 @@
+// The type-ahead interpreter driven key by key against a list backed by a real
+// listing and the real find.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "filelist/fl_find.h"
+#include "shell/interp.h"
+
+namespace {
+
+class FakeList : public InterpList {
+public:
+    explicit FakeList(std::vector<std::string> names)
+    {
+        for (auto& n : names) {
+            auto* r = new FileRecord;
+            r->name = n;
+            r->status.st_mode = S_IFREG | 0644;
+            l.records.push_back(r);
+        }
+        l.count = l.capacity = static_cast<int>(names.size());
+    }
+
+    void unselect_all() override { fl_unselect_all(l); }
+    int find(const char* name, int flags) override
+    {
+        finds.push_back(std::string(name) + "#" + std::to_string(flags));
+        return x_find(l, name, 0, flags);
+    }
+    void select_current(int index) override
+    {
+        fl_select_index(l, index);
+        l.current = index;
+    }
+    void open_current() override { opened.push_back(l.current >= 0 ? l[l.current].name : "-"); }
+    void run_command(const char* line) override { commands.emplace_back(line); }
+
+    std::vector<std::string> selected() const
+    {
+        std::vector<std::string> out;
+        for (int i = 0; i < l.count; ++i)
+            if (l[i].flags & DIR_F_SELECTED)
+                out.push_back(l[i].name);
+        return out;
+    }
+
+    DirListing l;
+    std::vector<std::string> finds, opened, commands;
+};
+
+KeyEvent key(uint32_t cap, const std::string& text, uint32_t sym)
+{
+    KeyEvent ev;
+    ev.flags = KEY_F_DOWN | KEY_F_SYM_VALID | KEY_F_CAP_VALID;
+    ev.key_cap = cap;
+    ev.key_sym = sym;
+    ev.text = text;
+    return ev;
+}
+
+// A printable ASCII key as typed (letters: the cap is the lowercase letter).
+KeyEvent ch(char c)
+{
+    uint32_t cap = static_cast<unsigned char>(c);
+    if (c >= 'A' && c <= 'Z')
+        cap = static_cast<uint32_t>(c - 'A' + 'a');
+    return key(cap, std::string(1, c), static_cast<unsigned char>(c));
+}
+
+KeyEvent named(uint32_t cap) { return key(cap, "", cap); }
+
+int type(InterpState& s, FakeList& list, const std::string& text)
+{
+    int r = 0;
+    for (char c : text)
+        r = interp_key(s, list, ch(c));
+    return r;
+}
+
+const std::vector<std::string> kNames = {"ab", "abd", "Abc0", "abc1", "abc2", "xabc", "b c"};
+
+}  // namespace
+
+TEST(Interp, FindAsYouType)
+{
+    InterpState s;
+    FakeList list(kNames);
+    EXPECT_EQ(interp_key(s, list, ch('a')), 1);
+    EXPECT_EQ(interp_echo(s), "/a");
+    EXPECT_EQ(list.selected(), std::vector<std::string>{"ab"});
+    EXPECT_EQ(type(s, list, "bc"), 1);
+    EXPECT_EQ(interp_echo(s), "/abc");
+    EXPECT_EQ(list.selected(), std::vector<std::string>{"abc1"});
+    EXPECT_EQ(list.l.current, 3);
+    EXPECT_EQ(list.finds.back(), "abc#8");
+
+    // The time-out resets; the next key starts a new search.
+    interp_reset(s);
+    EXPECT_EQ(interp_echo(s), "");
+    EXPECT_EQ(interp_key(s, list, ch('x')), 1);
+    EXPECT_EQ(list.selected(), std::vector<std::string>{"xabc"});
+
+    // Shift gives capitals; a space inside the text is part of it.
+    interp_reset(s);
+    type(s, list, "A");
+    EXPECT_EQ(list.selected(), std::vector<std::string>{"Abc0"});
+    interp_reset(s);
+    type(s, list, "b c");
+    EXPECT_EQ(interp_echo(s), "/b c");
+    EXPECT_EQ(list.selected(), std::vector<std::string>{"b c"});
+    EXPECT_TRUE(list.opened.empty());
+}
+
+TEST(Interp, ReturnSearchesAndRemembers)
+{
+    InterpState s;
+    FakeList list(kNames);
+    EXPECT_EQ(interp_key(s, list, named(KEYCAP_RETURN)), 0);  // idle: the list opens
+
+    EXPECT_EQ(interp_key(s, list, ch('/')), 1);
+    EXPECT_EQ(interp_echo(s), "/");
+    type(s, list, "abc");
+    EXPECT_EQ(interp_key(s, list, named(KEYCAP_RETURN)), -1);
+    EXPECT_EQ(list.opened, std::vector<std::string>{"abc1"});
+    EXPECT_EQ(interp_echo(s), "");
+
+    // An empty "/" search repeats the last one and opens again.
+    list.select_current(0);
+    EXPECT_EQ(interp_key(s, list, ch('/')), 1);
+    EXPECT_EQ(interp_key(s, list, named(KEYCAP_KP_ENTER)), -1);
+    EXPECT_EQ(list.opened, (std::vector<std::string>{"abc1", "abc1"}));
+    EXPECT_EQ(list.selected(), std::vector<std::string>{"abc1"});
+
+    // "?" finds backwards from the first entry only, does not open, and replaces the
+    // last search.
+    EXPECT_EQ(interp_key(s, list, ch('?')), 1);
+    EXPECT_EQ(type(s, list, "ab"), 1);
+    EXPECT_EQ(list.finds.back(), "ab#12");
+    EXPECT_EQ(list.selected(), std::vector<std::string>{"ab"});
+    type(s, list, "c");
+    EXPECT_TRUE(list.selected().empty());  // abc1 is not at index 0
+    EXPECT_EQ(interp_key(s, list, named(KEYCAP_BACKSPACE)), 1);
+    EXPECT_EQ(list.finds.back(), "ab#12");
+    EXPECT_EQ(interp_key(s, list, named(KEYCAP_RETURN)), -1);
+    EXPECT_EQ(list.opened.size(), 2u);
+    interp_key(s, list, ch('/'));
+    interp_key(s, list, named(KEYCAP_RETURN));
+    EXPECT_EQ(list.finds.back(), "ab#8");
+}
+
+TEST(Interp, CommandLine)
+{
+    InterpState s;
+    FakeList list(kNames);
+    EXPECT_EQ(interp_key(s, list, key(':', ":", ':')), 1);
+    EXPECT_EQ(type(s, list, "ls -l"), 1);
+    EXPECT_EQ(interp_echo(s), ":ls -l");
+    EXPECT_TRUE(list.finds.empty());
+    EXPECT_EQ(interp_key(s, list, named(KEYCAP_RETURN)), -1);
+    EXPECT_EQ(list.commands, std::vector<std::string>{"ls -l"});
+    EXPECT_EQ(interp_echo(s), "");
+    EXPECT_TRUE(list.opened.empty());
+
+    interp_key(s, list, ch(':'));
+    EXPECT_EQ(interp_key(s, list, named(KEYCAP_RETURN)), -1);
+    EXPECT_EQ(list.commands.size(), 1u);  // an empty line runs nothing
+}
+
+TEST(Interp, EscapeBackspaceAndSpace)
+{
+    InterpState s;
+    FakeList list(kNames);
+    EXPECT_EQ(interp_key(s, list, named(KEYCAP_ESCAPE)), 0);
+    EXPECT_EQ(interp_key(s, list, named(KEYCAP_BACKSPACE)), 0);
+    EXPECT_EQ(interp_key(s, list, ch(' ')), 0);
+
+    type(s, list, "ab");
+    EXPECT_EQ(interp_key(s, list, named(KEYCAP_ESCAPE)), -1);
+    EXPECT_EQ(interp_echo(s), "");
+
+    type(s, list, "abd");
+    EXPECT_EQ(interp_key(s, list, named(KEYCAP_BACKSPACE)), 1);
+    EXPECT_EQ(interp_echo(s), "/ab");
+    EXPECT_EQ(list.selected(), std::vector<std::string>{"ab"});
+    interp_key(s, list, named(KEYCAP_BACKSPACE));
+    EXPECT_EQ(interp_key(s, list, named(KEYCAP_BACKSPACE)), 1);
+    EXPECT_EQ(interp_echo(s), "/");  // the mode stays with an empty buffer
+    EXPECT_EQ(interp_key(s, list, named(KEYCAP_BACKSPACE)), -1);
+    EXPECT_EQ(interp_echo(s), "");
+
+    interp_key(s, list, ch('/'));
+    EXPECT_EQ(interp_key(s, list, ch(' ')), 1);  // a leading space is swallowed
+    EXPECT_EQ(interp_echo(s), "/");
+    EXPECT_EQ(interp_key(s, list, ch('a')), 1);
+    EXPECT_EQ(interp_echo(s), "/a");
+
+    // Backspace in ":" mode edits without searching.
+    interp_reset(s);
+    list.finds.clear();
+    interp_key(s, list, ch(':'));
+    type(s, list, "xy");
+    interp_key(s, list, named(KEYCAP_BACKSPACE));
+    EXPECT_EQ(interp_echo(s), ":x");
+    EXPECT_TRUE(list.finds.empty());
+}
+
+TEST(Interp, KeysLeftToTheList)
+{
+    InterpState s;
+    FakeList list(kNames);
+    for (int active = 0; active < 2; ++active) {
+        EXPECT_EQ(interp_key(s, list, ch('{')), 0);
+        EXPECT_EQ(interp_key(s, list, ch('~')), 0);
+        EXPECT_EQ(interp_key(s, list, named(KEYCAP_F1)), 0);
+        EXPECT_EQ(interp_key(s, list, named(KEYCAP_DOWN)), 0);
+        KeyEvent ctrl_a = key('a', "\x01", 'a');
+        ctrl_a.modifiers = KB_MOD_CTRL;
+        EXPECT_EQ(interp_key(s, list, ctrl_a), 0);
+        EXPECT_EQ(interp_key(s, list, key('e', "", 'e')), 0);  // no text for the key
+        EXPECT_EQ(interp_echo(s), active ? "/q" : "");
+        if (!active)
+            type(s, list, "q");
+    }
+
+    KeyEvent release = ch('a');
+    release.flags &= ~KEY_F_DOWN;
+    EXPECT_EQ(interp_key(s, list, release), 0);
+    KeyEvent nocap = ch('a');
+    nocap.flags &= ~KEY_F_CAP_VALID;
+    EXPECT_EQ(interp_key(s, list, nocap), 0);
+    EXPECT_EQ(interp_echo(s), "/q");
+}
+
+TEST(Interp, BufferNeverOverflows)
+{
+    InterpState s;
+    FakeList list(kNames);
+    interp_key(s, list, ch(':'));
+    for (std::size_t i = 0; i < INTERP_BUF + 10; ++i)
+        EXPECT_EQ(interp_key(s, list, ch('x')), 1);
+    EXPECT_EQ(s.len, INTERP_BUF - 1);
+    EXPECT_EQ(s.buf[INTERP_BUF - 1], '\0');
+    // A two-byte character that no longer fits is dropped whole.
+    interp_key(s, list, named(KEYCAP_BACKSPACE));
+    EXPECT_EQ(interp_key(s, list, key('e', "\xc3\xa9", 0xE9)), 1);
+    EXPECT_EQ(s.len, INTERP_BUF - 2);
+    EXPECT_EQ(interp_echo(s).size(), INTERP_BUF - 1);
+
+    // A full buffer used as a search is remembered whole.
+    interp_reset(s);
+    interp_key(s, list, ch('/'));
+    for (std::size_t i = 0; i < INTERP_BUF + 10; ++i)
+        interp_key(s, list, ch('y'));
+    EXPECT_EQ(interp_key(s, list, named(KEYCAP_RETURN)), -1);
+    EXPECT_EQ(std::string(s.last).size(), INTERP_BUF - 1);
+}
