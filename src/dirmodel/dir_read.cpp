@@ -221,7 +221,7 @@ int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& e
         fill_ahead();
         for (std::size_t i = 0; i < b->size(); ++i) {
             const bool answered = pool.wait(*b, i, env.pump_events, last_pump, env.pump_every);
-            DirStatSlot& s = b->slots[i];
+            DirStatSlot& s = b->entries[i];
 
             FileRecord* r = hand;
             if (!r) {

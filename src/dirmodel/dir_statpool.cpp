@@ -98,7 +98,7 @@ void worker_loop(std::shared_ptr<DirStatJob> job)
                     job->queue.pop_front();
                 break;
             }
-            DirStatSlot& slot = b->slots[i];
+            DirStatSlot& slot = b->entries[i];
             slot.started_ns.store(now_ns(), std::memory_order_relaxed);
             uint8_t expect = kPending;
             if (!slot.state.compare_exchange_strong(expect, kRunning))
@@ -170,7 +170,7 @@ bool DirStatPool::spawn_worker()
 
 void DirStatPool::submit(const std::shared_ptr<DirStatBatch>& batch)
 {
-    batch->slots = std::make_unique<DirStatSlot[]>(batch->size());
+    batch->entries = std::make_unique<DirStatSlot[]>(batch->size());
     if (inline_)
         return;
     while (started_ < want_threads_) {
@@ -193,7 +193,7 @@ bool DirStatPool::wait(DirStatBatch& batch, std::size_t i, const std::function<v
                        std::chrono::milliseconds pump_every)
 {
     using clock = std::chrono::steady_clock;
-    DirStatSlot& slot = batch.slots[i];
+    DirStatSlot& slot = batch.entries[i];
     if (inline_) {
         stat_entry(*job_, batch.name(i), slot);
         slot.state.store(kDone, std::memory_order_relaxed);

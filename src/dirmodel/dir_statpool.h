@@ -34,7 +34,7 @@ inline constexpr uint8_t DIR_SB_READLINK_FAILED = 0x8;
 struct DirStatBatch {
     std::string names;             // NUL-terminated names back to back
     std::vector<uint32_t> offsets; // start of each name in `names`
-    std::unique_ptr<DirStatSlot[]> slots;
+    std::unique_ptr<DirStatSlot[]> entries;
     std::atomic<std::size_t> next{0};
     std::size_t size() const { return offsets.size(); }
     const char* name(std::size_t i) const { return names.data() + offsets[i]; }

@@ -2,11 +2,7 @@
 // from the disk, the filter box `tb_filespec`, and the enabling of Up, Home and
 // Add. Also the five histories and how a history fills a combo box. GUI thread only.
 #pragma once
-// The history's ring member is called `slots`, which Qt defines as a keyword.
-#pragma push_macro("slots")
-#undef slots
 #include "shell/cl_history.h"
-#pragma pop_macro("slots")
 
 class QComboBox;
 class QString;

@@ -37,7 +37,7 @@ std::vector<std::string> ClHistory::entries() const
     std::vector<std::string> out;
     out.reserve(static_cast<std::size_t>(count));
     for (int k = 0; k < count; ++k)
-        out.push_back(slots[static_cast<std::size_t>(slot_of(*this, k))]);
+        out.push_back(ring[static_cast<std::size_t>(slot_of(*this, k))]);
     return out;
 }
 
@@ -58,7 +58,7 @@ ClHistory cl_read(const char* dir, const char* name)
         std::size_t n = std::strlen(line);
         if (n > 0 && line[n - 1] == '\n')
             line[--n] = '\0';
-        l.slots[static_cast<std::size_t>(l.count)].assign(line, n);
+        l.ring[static_cast<std::size_t>(l.count)].assign(line, n);
         ++l.count;
     }
     return l;
@@ -71,7 +71,7 @@ int cl_save(const ClHistory& list, const char* dir, const char* name)
         return -1;
     std::string text;
     for (int k = 0; k < list.count; ++k) {
-        text += list.slots[static_cast<std::size_t>(slot_of(list, k))];
+        text += list.ring[static_cast<std::size_t>(slot_of(list, k))];
         text += '\n';
     }
     return write_file_atomic(path, text.data(), text.size()) ? 0 : -1;
@@ -79,7 +79,7 @@ int cl_save(const ClHistory& list, const char* dir, const char* name)
 
 void cl_add(ClHistory& l, std::string_view text)
 {
-    auto at = [&l](int slot) -> std::string& { return l.slots[static_cast<std::size_t>(slot)]; };
+    auto at = [&l](int slot) -> std::string& { return l.ring[static_cast<std::size_t>(slot)]; };
 
     int found = -1;
     for (int k = 0; k < l.count; ++k) {
@@ -122,12 +122,12 @@ const char* cl_get(const ClHistory& l, int n)
 {
     if (n < 1 || n > l.count)
         return nullptr;
-    return l.slots[static_cast<std::size_t>(slot_of(l, n - 1))].c_str();
+    return l.ring[static_cast<std::size_t>(slot_of(l, n - 1))].c_str();
 }
 
 void cl_destroy(ClHistory& l)
 {
-    for (auto& s : l.slots)
+    for (auto& s : l.ring)
         std::string().swap(s);
     l.head = 0;
     l.count = 0;
@@ -153,7 +153,7 @@ const char* cl_find_pattern(const ClHistory& l, const char* text)
         text = rest;
     std::size_t n = std::strlen(text);
     for (int k = 0; k < l.count; ++k) {
-        const char* entry = l.slots[static_cast<std::size_t>(slot_of(l, k))].c_str();
+        const char* entry = l.ring[static_cast<std::size_t>(slot_of(l, k))].c_str();
         if (const char* rest = cl_is_web_address(entry))
             entry = rest;
         if (std::strncmp(entry, text, n) == 0)

@@ -17,7 +17,7 @@ inline constexpr std::size_t CL_LINE_MAX = 1022;   // longer lines are split on 
 // meaningful.
 struct ClHistory {
     int head = 0;
-    std::array<std::string, CL_MAX> slots;
+    std::array<std::string, CL_MAX> ring;
     int count = 0;
     uint32_t flags = 0;
 

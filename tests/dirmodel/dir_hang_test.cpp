@@ -126,7 +126,9 @@ TEST(DirReadHang, RealFuseMountThatDoesNotAnswer)
     ASSERT_TRUE(hang);
     EXPECT_EQ(hang->flags, DIR_F_LINK | DIR_F_UNREADABLE);
     EXPECT_STREQ(hang->link_text(), DIR_TEXT_TIMEOUT);
-    EXPECT_EQ(find_record(l, "ok")->status.st_size, 7);
+    // The kernel may queue the lookup of "ok" behind the stuck one in the same
+    // directory, so only its presence is certain; the seam test checks the rest.
+    EXPECT_TRUE(find_record(l, "ok"));
     EXPECT_GE(pumps, 5);
 #endif
 }
