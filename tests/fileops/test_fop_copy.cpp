@@ -361,7 +361,11 @@ TEST(FopPauseRun, PauseStopsTheBytesAndContinueResumes)
     std::atomic<FopRequest*> req{nullptr};
     std::atomic<bool> paused_once{false};
     ui.on_progress = [&](FopRequest& r, const FopSlotView& v) {
-        r.last_update = {};  // every refresh shows, so one lands in the middle of the file
+        if (paused_once)
+            return;
+        // Slow refreshes let the next one through the throttle, so one lands in
+        // the middle of the file.
+        std::this_thread::sleep_for(std::chrono::milliseconds(110));
         if (v.percent > 0 && v.percent < 100 && !paused_once.exchange(true)) {
             req = &r;
             r.pause = 1;
@@ -369,8 +373,10 @@ TEST(FopPauseRun, PauseStopsTheBytesAndContinueResumes)
     };
     fop_set_done_delay_ms(0);
     ASSERT_NE(fop(FOP_COPY, t.path(), {"big"}, t / "d", 0, nullptr, {}, &ui), nullptr);
-    while (!req.load())
+    for (int i = 0; !req.load(); i++) {
+        ASSERT_LT(i, 2000) << "never paused in the middle of the file";
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     struct stat a, b;
     ASSERT_EQ(stat((t / "d/big").c_str(), &a), 0);
