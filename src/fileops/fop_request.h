@@ -26,6 +26,21 @@ inline constexpr uint32_t FOPF_OWNER_IGNORE = 0x8000;
 struct FopGroup {
     std::string dir;
     std::vector<std::string> names;  // an empty name: leave this item alone
+    // The entry types the directory read gave (DT_*), parallel to names; empty
+    // for the selection. Lets a delete skip a status call per item.
+    std::vector<unsigned char> types;
+};
+
+// The texts of the progress panel as the worker last set them; shown by the next
+// refresh that is not throttled away.
+struct FopDisplay {
+    std::string header;
+    std::string first_label;   // "From: ", " Dir: ", "Done"
+    std::string first_path;
+    std::string second_label;  // "  To: ", "File: "
+    std::string second_path;
+    int percent = 0;
+    int time_left = 0;  // seconds; below 1 shows blank
 };
 
 struct FopRequest {
@@ -47,4 +62,6 @@ struct FopRequest {
     FopUi* ui = nullptr;
     void* slot = nullptr;  // the GUI's handle of the progress panel
     std::function<void(const std::string& dir, const std::string& name)> item_cb;
+
+    FopDisplay display;
 };

@@ -1,0 +1,232 @@
+// The destination check and the breadth-first scan that turns the selection
+// into the full source list. Worker thread.
+#include "fop_engine.h"
+#include "fop_info.h"
+
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <new>
+#include <sys/stat.h>
+
+namespace {
+struct DirCloser {
+    DIR* d;
+    ~DirCloser()
+    {
+        if (d)
+            closedir(d);
+    }
+};
+
+bool wanted_type(mode_t m)
+{
+    return S_ISFIFO(m) || S_ISREG(m) || S_ISLNK(m) || S_ISDIR(m);
+}
+
+mode_t mode_of_dtype(unsigned char t)
+{
+    switch (t) {
+    case DT_FIFO: return S_IFIFO;
+    case DT_REG: return S_IFREG;
+    case DT_LNK: return S_IFLNK;
+    case DT_DIR: return S_IFDIR;
+    case DT_CHR: return S_IFCHR;
+    case DT_BLK: return S_IFBLK;
+    case DT_SOCK: return S_IFSOCK;
+    default: return 0;
+    }
+}
+
+const char* kind_word(const FopRequest& r)
+{
+    return r.kind == FOP_MOVE ? "move" : "copy";
+}
+
+// 0 go on with the item, 1 leave it out, -1 abort.
+int ask_stat_failed(FopRequest& r, const std::string& path)
+{
+    int e = errno;
+    if (fop_alert(r, "File Scan", "&Continue|&Abort", "Unable to stat '%s'\n%s\n",
+                  fop_disp(r, path).c_str(), strerror(e)) == 2)
+        return -1;
+    return 1;
+}
+
+int scan_group(FopRequest& r, std::size_t g)
+{
+    std::string path;
+    struct stat st;
+    for (std::size_t i = 0; i < r.groups[g].names.size(); i++) {
+        if (r.groups[g].names[i].empty())
+            continue;
+        if (fop_pause_trap(r) || r.cancel.load())
+            return -1;
+        _build_path(path, r.groups[g].dir, r.groups[g].names[i]);
+
+        // A delete needs only the type, which the directory read already gave.
+        unsigned char dtype = i < r.groups[g].types.size() ? r.groups[g].types[i] : (unsigned char)DT_UNKNOWN;
+        if (r.kind == FOP_DELETE && dtype != DT_UNKNOWN) {
+            st = {};
+            st.st_mode = mode_of_dtype(dtype);
+        } else if (lstat(path.c_str(), &st) != 0) {
+            if (ask_stat_failed(r, path) < 0)
+                return -1;
+            r.groups[g].names[i].clear();
+            continue;
+        }
+
+        if (r.kind != FOP_DELETE && S_ISLNK(st.st_mode)) {
+            if (!(r.flags & (FOPF_SYM_FILES | FOPF_SYM_LINKS))) {
+                const char* title = r.kind == FOP_MOVE ? "Move" : "Copy";
+                int a = fop_alert(r, title, "&Files|@&Links|#&Abort",
+                                  "Symbolic links detected in the file list\nWhat do you want to %s ?",
+                                  kind_word(r));
+                if (a == 1)
+                    r.flags |= FOPF_SYM_FILES;
+                else if (a == 2)
+                    r.flags |= FOPF_SYM_LINKS;
+                else
+                    return -1;
+            }
+            if ((r.flags & FOPF_SYM_FILES) && stat(path.c_str(), &st) != 0) {
+                if (ask_stat_failed(r, path) < 0)
+                    return -1;
+                r.groups[g].names[i].clear();
+                continue;
+            }
+        }
+
+        if (!wanted_type(st.st_mode)) {
+            r.groups[g].names[i].clear();
+            continue;
+        }
+        r.total_bytes += st.st_size;
+        if (!S_ISDIR(st.st_mode))
+            continue;
+
+        FopGroup sub;
+        sub.dir = path;
+        DirCloser dir{opendir(path.c_str())};
+        if (!dir.d) {
+            int e = errno;
+            if (fop_alert(r, "Dir Reading", "&Continue|&Abort", "Unable to open '%s' directory\n%s\n",
+                          fop_disp(r, path).c_str(), strerror(e)) == 2)
+                return -1;
+            continue;
+        }
+        for (;;) {
+            if (fop_pause_trap(r) || r.cancel.load())
+                return -1;
+            errno = 0;
+            dirent* de = readdir(dir.d);
+            if (!de) {
+                if (errno == 0)
+                    break;
+                int e = errno;
+                if (fop_alert(r, "Dir Reading", "&Continue|&Abort", "Unable to read '%s' directory\n%s\n",
+                              fop_disp(r, path).c_str(), strerror(e)) == 2)
+                    return -1;
+                break;
+            }
+            const char* n = de->d_name;
+            if (n[0] == '.' && (n[1] == 0 || (n[1] == '.' && n[2] == 0)))
+                continue;
+            sub.names.emplace_back(n);
+            sub.types.push_back(de->d_type);
+            r.total_files++;
+            // Throttled like the copy loop's refreshes: a forced refresh per entry
+            // would post one panel update for every file of a large tree.
+            fop_update_info(r, "Scanning", kFopKeep, kFopKeep, kFopKeep, kFopKeep, r.display.percent, kFopTimeKeep);
+        }
+        r.groups.push_back(std::move(sub));
+    }
+    return 0;
+}
+}  // namespace
+
+std::string& _build_path(std::string& out, std::string_view dir, std::string_view name)
+{
+    if (dir == "/")
+        out.clear();
+    else
+        out.assign(dir);
+    bool name_slash = !name.empty() && name.front() == '/';
+    if (!out.empty() && out.back() == '/' && name_slash)
+        out.pop_back();
+    if (!(!out.empty() && out.back() == '/') && !name_slash)
+        out += '/';
+    out.append(name);
+    if (out.size() > 1 && out.back() == '/')
+        out.pop_back();
+    return out;
+}
+
+std::string fop_path(std::string_view dir, std::string_view name)
+{
+    std::string out;
+    return _build_path(out, dir, name);
+}
+
+std::string fop_dest_path(const FopRequest& r, const std::string& src)
+{
+    std::string_view rest = std::string_view(src).substr(std::min(r.prefix_len, src.size()));
+    return fop_path(r.destination, rest);
+}
+
+int fop_check_dst(FopRequest& r)
+{
+    if (r.kind == FOP_DELETE)
+        return 0;
+    struct stat dst;
+    bool exists = stat(r.destination.c_str(), &dst) == 0;
+    if (r.groups.size() == 1 && r.groups[0].names.size() == 1) {
+        std::string src = fop_path(r.groups[0].dir, r.groups[0].names[0]);
+        struct stat st;
+        if (lstat(src.c_str(), &st) != 0) {
+            fop_errinfo(r, "File Scan", "Unable to get stats for '%s'", fop_disp(r, src).c_str());
+            return -1;
+        }
+        if (exists && S_ISDIR(dst.st_mode))
+            return 0;
+        if (exists && (dst.st_mode & S_IFMT) != (st.st_mode & S_IFMT)) {
+            fop_errinfo(r, "File Scan", "Source and destination file types mismatch.");
+            return -1;
+        }
+        if (!exists && S_ISDIR(st.st_mode))
+            r.flags |= FOPF_MKDIR_DST;
+        r.prefix_len = src.size();
+        return 0;
+    }
+    if (exists && !S_ISDIR(dst.st_mode)) {
+        fop_errinfo(r, "File Scan", "Can't copy/move multiple files into \n'%s'\n",
+                    fop_disp(r, r.destination).c_str());
+        return -1;
+    }
+    if (!exists) {
+        if (fop_alert(r, "Make Directory", "&Yes|&Abort",
+                      "The '%s' directory doesn't exist\nDo you want to create this directory ?",
+                      fop_disp(r, r.destination).c_str()) == 2)
+            return -1;
+        if (mkdir(r.destination.c_str(), 0777) != 0) {
+            fop_errinfo(r, "Make Directory", "Unable to create '%s' directory\n",
+                        fop_disp(r, r.destination).c_str());
+            return -1;
+        }
+    }
+    return 0;
+}
+
+int fop_build_filelist(FopRequest& r)
+{
+    try {
+        // Groups appended while scanning are visited too: breadth-first.
+        for (std::size_t g = 0; g < r.groups.size(); g++)
+            if (scan_group(r, g) < 0)
+                return -1;
+    } catch (const std::bad_alloc&) {
+        fop_ENOMEM(r);
+        return -1;
+    }
+    return 0;
+}

@@ -1,0 +1,289 @@
+// The operation's worker thread and its phases: rename pass, copy loop and
+// delete. fop() and fop_flags_from_options() run on the GUI thread; the rest on
+// the worker, which owns the request and frees it at its end.
+#include "fop.h"
+#include "fop_engine.h"
+#include "fop_info.h"
+#include "shell/init_config.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#ifndef VELL_FOP_STACK_SIZE
+#define VELL_FOP_STACK_SIZE 65536
+#endif
+
+namespace {
+constexpr std::size_t kDefaultBuffer = 32768;
+std::atomic<int> sDoneDelayMs{1000};
+
+std::size_t buffer_size(uint32_t flags)
+{
+    std::size_t units = (flags & FOPF_BUFSIZE_MASK) >> 4;
+    return units ? units * 4096 : kDefaultBuffer;
+}
+
+void sleep_ms(int ms)
+{
+    timespec ts{ms / 1000, long(ms % 1000) * 1'000'000};
+    while (nanosleep(&ts, &ts) != 0 && errno == EINTR) {
+    }
+}
+
+void* fop_thread(void* arg)
+{
+    auto* r = static_cast<FopRequest*>(arg);
+    fop_run(*r);
+    r->ui->finished(*r);
+    delete r;
+    return nullptr;
+}
+
+// The copy phase. Returns where it stopped: {groups.size(), 0} when it ran
+// through.
+std::pair<std::size_t, std::size_t> copy_all(FopRequest& r)
+{
+    for (std::size_t g = 0; g < r.groups.size(); g++) {
+        for (std::size_t i = 0; i < r.groups[g].names.size(); i++) {
+            if (fop_pause_trap(r) || r.cancel.load())
+                return {g, i};
+            const std::string& name = r.groups[g].names[i];
+            if (name.empty()) {
+                r.files_done++;
+                continue;
+            }
+            int rc = fop_copy_file(r, r.groups[g].dir, &name, r.destination);
+            if (rc == 0) {
+                fop_item_done(r, r.groups[g].dir, name);
+                r.files_done++;
+            } else if (rc == 1) {
+                r.groups[g].names[i].clear();
+                r.files_done++;
+            } else {
+                r.groups[g].names[i].clear();
+                fop_pause_trap(r);
+                return {g, i};
+            }
+        }
+        if (fop_pause_trap(r) || r.cancel.load())
+            return {g + 1, 0};
+        // The directory's own mode, times and owner now that its contents are in.
+        if (g > 0 && fop_copy_file(r, r.groups[g].dir, nullptr, r.destination) < 0)
+            return {g + 1, 0};
+    }
+    return {r.groups.size(), 0};
+}
+}  // namespace
+
+void fop_set_done_delay_ms(int ms)
+{
+    sDoneDelayMs.store(ms);
+}
+
+void fop_run(FopRequest& r)
+{
+    try {
+        if (r.buffer.empty())
+            r.buffer.assign(buffer_size(r.flags), 0);
+        fop_update_info(r, "Scanning", "", "", "", "", kFopPercentZero, 0);
+        if (fop_check_dst(r) < 0)
+            return;
+        if (r.kind == FOP_MOVE && fop_move_files(r) < 0)
+            return;
+        if (fop_build_filelist(r) == 0) {
+            if (r.kind == FOP_DELETE) {
+                fop_delete_files(r, true);
+            } else {
+                // The delete at the end of a move never asks.
+                r.flags |= FOPF_DELETE_ALL;
+                fop_update_info(r, r.kind == FOP_COPY ? "Copying" : "Moving", kFopKeep, kFopKeep, kFopKeep,
+                                kFopKeep, kFopPercentZero, kFopTimeKeep);
+                auto [sg, si] = copy_all(r);
+                if (r.kind == FOP_MOVE) {
+                    // Only what was copied completely goes at the source.
+                    for (std::size_t g = sg; g < r.groups.size(); g++)
+                        for (std::size_t i = (g == sg ? si : 0); i < r.groups[g].names.size(); i++)
+                            r.groups[g].names[i].clear();
+                    fop_delete_files(r, false);
+                }
+            }
+        }
+        fop_update_info(r, kFopKeep, "Done", "", "", "", 100, 0);
+        sleep_ms(sDoneDelayMs.load());
+    } catch (const std::bad_alloc&) {
+        fop_ENOMEM(r);
+    }
+}
+
+int fop_move_files(FopRequest& r)
+{
+    for (std::size_t g = 0; g < r.groups.size(); g++) {
+        for (std::size_t i = 0; i < r.groups[g].names.size(); i++) {
+            const std::string& name = r.groups[g].names[i];
+            if (name.empty())
+                continue;
+            std::string src = fop_path(r.groups[g].dir, name);
+            std::string tgt = fop_dest_path(r, src);
+            if (src == tgt) {
+                fop_errinfo(r, "File Scan", "Can't move file(s) into itself.");
+                return -1;
+            }
+            struct stat st;
+            bool skip = false;
+            if (!(r.flags & FOPF_OVERWRITE_ALL) && stat(tgt.c_str(), &st) == 0) {
+                int a = fop_alert(r, "Move", "&Skip|&Overwrite|Overwrite &All|a&Bort",
+                                  "The '%s' file exists.\nWhat do you want to do ?\n", fop_disp(r, tgt).c_str());
+                if (a == 4)
+                    return -1;
+                skip = a == 1;
+                if (a == 3)
+                    r.flags |= FOPF_OVERWRITE_ALL;
+            }
+            if (!skip) {
+                // A failed rename (another file system, most often) is left to
+                // the copy-and-delete path, without a word.
+                if (rename(src.c_str(), tgt.c_str()) != 0)
+                    continue;
+                fop_item_done(r, r.groups[g].dir, name);
+            }
+            // Kept as it always was: after the first rename or skip every flag but
+            // 0x0001 is on, so this operation asks no more overwrite, link, delete
+            // or owner questions, and follows links.
+            r.flags |= 0xFFFFFFFE;
+            r.groups[g].names[i].clear();
+        }
+    }
+    return 0;
+}
+
+int fop_delete_files(FopRequest& r, bool interactive)
+{
+    for (std::size_t g = r.groups.size(); g-- > 0;) {
+        for (std::size_t i = r.groups[g].names.size(); i-- > 0;) {
+            if (interactive && (fop_pause_trap(r) || r.cancel.load()))
+                return -1;
+            const std::string& name = r.groups[g].names[i];
+            if (name.empty())
+                continue;
+            const std::string& dir = r.groups[g].dir;
+            if (interactive) {
+                int pct = r.total_files > 0 ? int(int64_t(r.files_done) * 100 / r.total_files) : 0;
+                fop_update_info(r, "Deleting", " Dir: ", dir, "File: ", name, pct,
+                                fop_calc_time_left(r, r.files_done, r.total_files));
+            }
+            unsigned char dtype = i < r.groups[g].types.size() ? r.groups[g].types[i] : 0;
+            if (fop_delete_file(r, dir, name, dtype) < 0)
+                return -1;
+            if (interactive)
+                r.files_done++;
+        }
+    }
+    return 0;
+}
+
+int fop_delete_file(FopRequest& r, const std::string& dir, const std::string& name, unsigned char dtype)
+{
+    std::string path = fop_path(dir, name);
+    struct stat st;
+    bool have = false;
+    bool is_dir;
+    // Deleting without questions needs only the type, which the scan may know.
+    if ((r.flags & FOPF_DELETE_ALL) && dtype != 0) {
+        is_dir = dtype == 4 /* DT_DIR */;
+    } else {
+        have = lstat(path.c_str(), &st) == 0;
+        is_dir = have && S_ISDIR(st.st_mode);
+    }
+    if (have && !(r.flags & FOPF_DELETE_ALL) && (!(st.st_mode & S_IWUSR) || (r.flags & FOPF_ASK_EVERY_DELETE))) {
+        const char* fmt = (st.st_mode & S_IWUSR) ? "File '%s'\n" : "Unwriteable file '%s'\n";
+        int a = fop_alert(r, "Delete", "@&Skip|&Delete|de&Lete all|#&Abort", fmt, fop_disp(r, path).c_str());
+        if (a == 1)
+            return 0;
+        if (a == 3)
+            r.flags |= FOPF_DELETE_ALL;
+        else if (a != 2)
+            return -1;
+    }
+    if ((is_dir ? rmdir(path.c_str()) : unlink(path.c_str())) != 0) {
+        int e = errno;
+        if (fop_alert(r, "Delete", "@&Continue|#&Abort", "Unable to delete '%s'\n%s\n", fop_disp(r, path).c_str(),
+                      strerror(e)) == 2)
+            return -1;
+    }
+    fop_item_done(r, dir, name);
+    return 0;
+}
+
+uint32_t fop_flags_from_options(uint32_t opt, int kind, bool single_non_directory)
+{
+    uint32_t f = 0;
+    if (opt & cfg::OPT_OVERWRITE)
+        f |= FOPF_OVERWRITE_ALL;
+    if (opt & cfg::OPT_SYM_SYMLINKS)
+        f |= FOPF_SYM_LINKS;
+    if (opt & cfg::OPT_SYM_FILES)
+        f |= FOPF_SYM_FILES;
+    if (opt & cfg::OPT_CHOWN_ASSUME_IGNORE)
+        f |= FOPF_OWNER_IGNORE;
+    if (kind == FOP_DELETE) {
+        if (single_non_directory) {
+            if (opt & cfg::OPT_RM1_NO_PROMPT)
+                f |= FOPF_DELETE_ALL;
+        } else if (opt & cfg::OPT_RM_I_PROMPT) {
+            f |= FOPF_ASK_EVERY_DELETE;
+        } else if (opt & cfg::OPT_RM_I_NO_PROMPT) {
+            f |= FOPF_DELETE_ALL;
+        }
+    }
+    return f;
+}
+
+FopRequest* fop(int kind, const std::string& srcdir, const std::vector<std::string>& names, const std::string& dest,
+                uint32_t flags, void* slot, std::function<void(const std::string&, const std::string&)> item_cb,
+                FopUi* ui)
+{
+    if (kind < FOP_COPY || kind > FOP_DELETE || names.empty() || srcdir.empty() || !ui ||
+        (kind != FOP_DELETE && dest.empty())) {
+        errno = EINVAL;
+        return nullptr;
+    }
+    std::unique_ptr<FopRequest> r;
+    try {
+        r = std::make_unique<FopRequest>();
+        r->kind = kind;
+        r->flags = flags;
+        r->destination = kind == FOP_DELETE ? std::string() : dest;
+        r->buffer.assign(buffer_size(flags), 0);
+        r->prefix_len = srcdir.size();
+        r->groups.push_back(FopGroup{srcdir, names, {}});
+        r->total_files = int(names.size());
+        r->ui = ui;
+        r->slot = slot;
+        r->item_cb = std::move(item_cb);
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    pthread_attr_t attr;
+    int rc = pthread_attr_init(&attr);
+    if (rc == 0) {
+        pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
+        rc = pthread_attr_setstacksize(&attr, VELL_FOP_STACK_SIZE);
+        pthread_t tid;
+        if (rc == 0)
+            rc = pthread_create(&tid, &attr, fop_thread, r.get());
+        pthread_attr_destroy(&attr);
+    }
+    if (rc != 0) {
+        errno = rc;
+        return nullptr;
+    }
+    return r.release();
+}
