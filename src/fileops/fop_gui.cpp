@@ -10,6 +10,8 @@
 #include <cstring>
 #include <sys/stat.h>
 
+#include "dirmodel/fname.h"
+#include "fileops/fop.h"
 #include "fileops/slot_window.h"
 #include "shell/globals.h"
 #include "shell/init_config.h"
@@ -57,8 +59,8 @@ std::string base_name(const std::string& path)
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-FopStarter sStart;
-FopFlagsFn sFlags;
+FopStarter sStart = fop;
+FopFlagsFn sFlags = fop_flags_from_options;
 }  // namespace
 
 GuiFopUi::GuiFopUi(Decoder decode) : decode_(std::move(decode)) {}
@@ -166,7 +168,9 @@ std::string GuiFopUi::display(std::string_view bytes)
 
 GuiFopUi* fop_gui_ui()
 {
-    static GuiFopUi ui;
+    static GuiFopUi ui([](std::string_view bytes) {
+        return std::string(fname_decode(std::string(bytes).c_str()));
+    });
     return &ui;
 }
 
@@ -186,8 +190,8 @@ void fop_gui_apply_view(void* slot, const FopRequest* r, const FopSlotView& view
 
 void fop_gui_set_engine(FopStarter start, FopFlagsFn flags)
 {
-    sStart = std::move(start);
-    sFlags = std::move(flags);
+    sStart = start ? std::move(start) : FopStarter(fop);
+    sFlags = flags ? std::move(flags) : FopFlagsFn(fop_flags_from_options);
 }
 
 int fop_start_cmd(int kind, const std::string& srcdir, const std::vector<std::string>& names,
@@ -203,15 +207,11 @@ int fop_start_cmd(int kind, const std::string& srcdir, const std::vector<std::st
         single_non_directory = ::lstat(path.c_str(), &st) == 0 && !S_ISDIR(st.st_mode);
     }
     const uint32_t options = gConfig ? gConfig->options() : 0;
-    const uint32_t flags = sFlags ? sFlags(options, kind, single_non_directory) : 0;
+    const uint32_t flags = sFlags(options, kind, single_non_directory);
     // Move and delete will take finished items off the clipboard's cut list once
     // the clipboard exists; until then no item callback.
     std::function<void(const std::string&, const std::string&)> item_cb;
-    FopRequest* r = nullptr;
-    if (sStart)
-        r = sStart(kind, srcdir, names, dest, flags, panel, item_cb, fop_gui_ui());
-    else
-        errno = ENOSYS;
+    FopRequest* r = sStart(kind, srcdir, names, dest, flags, panel, item_cb, fop_gui_ui());
     if (!r) {
         const int e = errno;
         std::fprintf(stderr, "failed to start operation!: %s\n", std::strerror(e));

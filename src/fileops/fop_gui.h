@@ -66,8 +66,7 @@ using FopStarter = std::function<FopRequest*(
     const std::string& dest, uint32_t flags, void* slot,
     std::function<void(const std::string&, const std::string&)> item_cb, FopUi* ui)>;
 using FopFlagsFn = std::function<uint32_t(uint32_t options_word, int kind, bool single_non_directory)>;
-// Installs them (at start-up). Until then every start fails
-// with ENOSYS and flags are 0.
+// Replaces them (tests); an empty function puts the engine's own back.
 void fop_gui_set_engine(FopStarter start, FopFlagsFn flags);
 
 // GUI thread: adds a slot, starts the operation and binds its request to the

@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "fileops/fop_engine.h"
+#include "shell/init_config.h"
 #include "test_slot_support.h"
 #include "tmpdir.h"
 #include "ui_pict_db.h"
@@ -108,4 +110,34 @@ TEST_F(FopGuiStart, NoStartWithoutASlot)
     EXPECT_EQ(errno, ENOMEM);
     EXPECT_EQ(started, 0);
     fop_gui_set_engine({}, {});
+}
+
+// The whole way through: the real engine on its thread, its overwrite question
+// answered on the GUI thread, the panel gone once the worker is done.
+TEST_F(FopGuiStart, RealCopyAsksThroughTheGuiAndEnds)
+{
+    fop_set_done_delay_ms(0);
+    TmpDir src, dst;
+    std::ofstream(src / "a") << "new contents";
+    std::ofstream(dst / "a") << "old";
+    std::vector<WMessage> asked;
+    w_set_message_handler([&](const WMessage& m) {
+        asked.push_back(m);
+        return 2;  // "&Overwrite"
+    });
+    ConfigRecord rec;
+    init_config_defaults(rec);
+    ConfigRecord* saved = gConfig;
+    gConfig = &rec;
+    ASSERT_EQ(fop_start_cmd(FOP_COPY, src.path(), {"a"}, dst.path()), 0);
+    EXPECT_TRUE(spin_until([] { return slot_count() == 0; }, 5000));
+    gConfig = saved;
+    ASSERT_EQ(asked.size(), 1u);
+    EXPECT_EQ(asked[0].title, "Copy/Move");
+    EXPECT_EQ(asked[0].text.toStdString(), "The '" + dst.path() + "/a' file exists.\nWhat do you want to do ?\n");
+    EXPECT_EQ(asked[0].labels, QStringList({"&Skip", "&Overwrite", "Overwrite &All", "a&Bort"}));
+    std::ifstream in(dst / "a");
+    std::string got((std::istreambuf_iterator<char>(in)), {});
+    EXPECT_EQ(got, "new contents");
+    fop_set_done_delay_ms(1000);
 }
