@@ -83,9 +83,7 @@ std::FILE* open_child(const char* file, const char* const* argv, const char* mod
         errno = ENOMEM;
         return nullptr;
     }
-    // Held across the fork so the child never sees the list half-changed; the
-    // fork handlers release it on both sides.
-    pthread_mutex_lock(&sLock);
+    // The fork handlers take the list's lock around the fork itself.
     pid_t pid = fork();
     if (pid == 0) {
         signal(SIGCHLD, SIG_DFL);
@@ -103,7 +101,6 @@ std::FILE* open_child(const char* file, const char* const* argv, const char* mod
     const int saved = errno;
     close(theirs);
     if (pid < 0) {
-        pthread_mutex_unlock(&sLock);
         close(mine);
         delete node;
         errno = saved;
@@ -111,7 +108,6 @@ std::FILE* open_child(const char* file, const char* const* argv, const char* mod
     }
     std::FILE* f = fdopen(mine, reading ? "r" : "w");
     if (!f) {
-        pthread_mutex_unlock(&sLock);
         close(mine);
         delete node;
         waitpid(pid, nullptr, 0);
@@ -119,6 +115,7 @@ std::FILE* open_child(const char* file, const char* const* argv, const char* mod
     }
     node->stream = f;
     node->pid = pid;
+    pthread_mutex_lock(&sLock);
     node->next = sHead;
     sHead = node;
     pthread_mutex_unlock(&sLock);

@@ -25,8 +25,9 @@ public:
         fs::create_directories(log());
         // One file per call, written under a temporary name then renamed, so a
         // reader never sees half a record.
-        const std::string logger = "f=" + log() + "/$1.$$; shift; printf '%s\\0' \"$@\" >\"$f.t\"" +
-                                   " && mv \"$f.t\" \"$f\"\n";
+        const std::string logger = "f=" + log() + "/$1.$$; shift\n" +
+                                   "{ [ $# -eq 0 ] || printf '%s\\0' \"$@\"; } >\"$f.t\"" +
+                                   " && /bin/mv \"$f.t\" \"$f\"\n";
         write_script("vell-log", logger);
         std::string win = "\"" + bin() + "/vell-log\" shellwin \"$@\"\n";
         if (run)
