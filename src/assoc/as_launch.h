@@ -1,18 +1,37 @@
-// Launching for the file list: running a command line and opening a file through
-// the association table. Until the association table is in, these record what they
-// were asked to do, and tests read the record. GUI thread only.
+// The program's callers of the association table and of the launcher: Open, View,
+// Edit and Print of file-list entries, typed command lines, blocking a window while
+// something starts, and the start-up load with its signals. GUI thread only.
 #pragma once
 #include <string>
-#include <utility>
-#include <vector>
 
-// Runs a command line. Returns 0.
+class QWidget;
+
+// Loads the associations from dir + "/" + name (the built-in rows when dir is empty
+// or the file does not open). A fatal load shows its message titled "Error" over
+// the main window and ends the process with status 1. Then routes SIGTERM, SIGHUP,
+// SIGINT and SIGQUIT to the termination routine, ignores SIGCHLD, and refreshes
+// the file list on SIGWINCH while the main window is open.
+void as_init(const char* dir, const char* name);
+
+// Runs a typed command line (input group 0, no terminal window).
 int misc_run(const char* command);
-// Runs the open command of every association whose pattern the name matches, in
-// table order, in directory `dir`. 0 when at least one matched, -1 otherwise.
-int as_open_file(const char* dir, const char* name);
+// Builds the command line from `tmpl` and runs it for `name`, or with no name for
+// the file list's selection. See as_file_cmd.
+int file_cmd(const char* tmpl, const char* name);
 
-// What was run, in order: "run:<command>" and "open:<command>" lines.
-std::vector<std::string>& as_launch_calls();
-// The stand-in association table: (pattern, open command with "@" for the name).
-void as_set_stub_associations(std::vector<std::pair<std::string, std::string>> table);
+// Open of a file that is not a directory, in the shown directory `dir`: runs the
+// open command of every matching association. 0 when at least one matched (an
+// empty open command still counts), -1 otherwise; the caller then runs an
+// executable itself.
+int as_open_file(const char* dir, const char* name);
+// View and Edit of the selected non-directory entries, one launch per file; Edit
+// falls back to the settings' editor command. The number launched.
+int as_view_selected();
+int as_edit_selected();
+// View and Edit of one file: -1 when there is nothing to run.
+int as_view_file(const char* name);
+int as_edit_file(const char* name);
+
+// Blocks (on = 1) or unblocks a widget: no input, busy cursor; a widget that is not
+// a window is also greyed. Null is ignored.
+void misc_block(QWidget* w, int on);

@@ -7,6 +7,7 @@
 #include <QTreeView>
 
 #include "assoc/as_launch.h"
+#include "assoc/as_run.h"
 #include "filelist/fl_find.h"
 #include "filelist/fl_model.h"
 #include "filelist/fl_nav.h"
@@ -29,7 +30,7 @@ public:
             fl_goto_index(index);
     }
     void open_current() override { fl_open(gDir.current); }
-    void run_command(const char* line) override { misc_run(line); }
+    void run_command(const char* line) override { misc_run(0, 1, line); }
 };
 
 QLabel* status1(QTreeView* list)

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <unistd.h>
 
+#include "assoc/as_launch.h"
 #include "dirmodel/fname.h"
 #include "filelist/tb_path.h"
 #include "shell/globals.h"
@@ -27,5 +28,7 @@ int init(const std::vector<std::string>& args)
     if ((w & (cfg::OPT_ENC_UTF8_ALTERNATE | cfg::OPT_ENC_ALTERNATE)) && !alt.empty())
         fname_setup(w, alt.c_str());
     init_read_cboxs(gCboxes, gConfigPath.empty() ? nullptr : gConfigPath.c_str());
+    // Last: it also routes the process signals.
+    as_init(gConfigPath.c_str(), "associate.003");
     return 0;
 }

@@ -2,14 +2,11 @@
 // init(), opens the main window and runs the event loop.
 #include <QApplication>
 #include <cstdio>
-#include <csignal>
 #include <cstdlib>
 
-#include "fileops/slot_window.h"
 #include "shell/base.h"
 #include "shell/fw_options.h"
 #include "shell/init.h"
-#include "shell/sig_dispatch.h"
 
 int main(int argc, char** argv)
 {
@@ -31,10 +28,6 @@ int main(int argc, char** argv)
     QApplication::setApplicationName(QStringLiteral("vell"));
     QApplication::setQuitOnLastWindowClosed(false);
     init(args);
-    // Running operations are cancelled and the process ends after the last one.
-    for (int signo : {SIGTERM, SIGHUP, SIGINT, SIGQUIT})
-        sig_watch(signo, [] { slot_terminate_all(); });
-    ::signal(SIGCHLD, SIG_IGN);
     BaseWindow* base = base_open(fw);
     const int rc = app.exec();
     delete base;

@@ -15,7 +15,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "assoc/as_launch.h"
+#include "../assoc/as_recorder.h"
+#include "assoc/as_table.h"
 #include "filelist/fl_model.h"
 #include "filelist/fl_panel.h"
 #include "filelist/tb_path.h"
@@ -42,8 +43,7 @@ protected:
         gDir.filespec = "*";
         init_destroy_cboxs(gCboxes);
         init_read_cboxs(gCboxes, gConfigPath.c_str());
-        as_launch_calls().clear();
-        as_set_stub_associations({});
+        apat.clear();
         messages.clear();
         old_handler = w_set_message_handler([this](const WMessage& m) {
             messages << m.text;
@@ -113,6 +113,7 @@ protected:
 
     TmpDir dir;
     TmpDir cfgdir;
+    LaunchRecorder launches;
     BaseWindow* window = nullptr;
     QStringList messages;
     WMessageHandler old_handler;

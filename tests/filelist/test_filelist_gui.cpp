@@ -211,7 +211,8 @@ TEST_F(FlGuiTest, TypeAheadFindsEchoesAndTimesOut)
     QTest::keyClicks(list(), "ls -l");
     EXPECT_EQ(status1(), ":ls -l");
     QTest::keyClick(list(), Qt::Key_Return);
-    EXPECT_EQ(as_launch_calls(), std::vector<std::string>({"run:ls -l"}));
+    EXPECT_EQ(launches.wait("shellwin", 1),
+              (std::vector<std::vector<std::string>>{{"-zU", "/bin/sh", "-c", "ls -l"}}));
     EXPECT_EQ(status1(), "");
 }
 
@@ -221,20 +222,20 @@ TEST_F(FlGuiTest, ReturnAndDoubleClickOpen)
     make_file("doc.txt");
     make_file("tool", 1, 0755);
     make_file("plain");
-    as_set_stub_associations({{"*.txt", "view @"}, {"doc*", "edit @"}});
+    as_table_replace(apat, {"*.txt\tview @", "doc*\tedit @"});
     open();
     const QPoint doc = row_point(row_named("doc.txt"));
     QTest::mouseClick(list()->viewport(), Qt::LeftButton, {}, doc);
     QTest::mouseDClick(list()->viewport(), Qt::LeftButton, {}, doc);
-    EXPECT_EQ(as_launch_calls(), std::vector<std::string>({"open:view doc.txt", "open:edit doc.txt"}));
-    as_launch_calls().clear();
+    EXPECT_EQ(launches.commands(2), std::vector<std::string>({"edit 'doc.txt' ", "view 'doc.txt' "}));
+    launches.clear();
     fl_goto_index(index_named("tool"));
     QTest::keyClick(list(), Qt::Key_Return);
-    EXPECT_EQ(as_launch_calls(), std::vector<std::string>({"run:./'tool'"}));
-    as_launch_calls().clear();
+    EXPECT_EQ(launches.commands(1), std::vector<std::string>({"./'tool'"}));
+    launches.clear();
     fl_goto_index(index_named("plain"));
     QTest::keyClick(list(), Qt::Key_Return);
-    EXPECT_TRUE(as_launch_calls().empty());
+    EXPECT_TRUE(launches.commands(1, 300).empty());
 
     fl_goto_index(index_named("inner"));
     QTest::keyClick(list(), Qt::Key_Return);

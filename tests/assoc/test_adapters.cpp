@@ -1,0 +1,138 @@
+// The adapters in libexec/, run with a PATH that holds only recording stand-ins for
+// the desktop's tools.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "as_recorder.h"
+#include "assoc/as_run.h"
+
+namespace {
+
+class Adapters : public ::testing::Test {
+protected:
+    // `tools`: stand-ins put on PATH, each logging its arguments under its name.
+    void tools(std::initializer_list<const char*> names)
+    {
+        for (const char* n : names)
+            rec.write_script(n, "exec \"" + rec.bin() + "/vell-log\" " + n + " \"$@\"\n");
+    }
+    // Runs an adapter with `env` (plus PATH) and returns its exit status; its
+    // standard error lands in `err`.
+    int run(const std::string& env, const std::string& args)
+    {
+        const std::string errf = rec.log() + "/../stderr";
+        const std::string cmd = "env -i PATH='" + rec.bin() + "' " + env + " " +
+                                VELL_LIBEXEC_DIR + "/" + args + " 2>'" + errf + "' </dev/null";
+        const int st = std::system(cmd.c_str());
+        std::ifstream in(errf);
+        std::stringstream ss;
+        ss << in.rdbuf();
+        err = ss.str();
+        return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+    }
+    using Calls = std::vector<std::vector<std::string>>;
+
+    void SetUp() override { std::filesystem::remove(rec.bin() + "/shellwin"); }
+
+    LaunchRecorder rec;
+    std::string err;
+};
+
+}  // namespace
+
+TEST_F(Adapters, ShellwinWindowsAndOptions)
+{
+    tools({"x-terminal-emulator", "xterm", "prog"});
+    EXPECT_EQ(run("DISPLAY=:9", "shellwin -U prog 'a b' c"), 0);
+    EXPECT_EQ(rec.wait("prog", 1), (Calls{{"a b", "c"}}));
+    EXPECT_TRUE(rec.wait("x-terminal-emulator", 1, 100).empty());
+
+    run("DISPLAY=:9", "shellwin prog x");
+    EXPECT_EQ(rec.wait("x-terminal-emulator", 1), (Calls{{"-e", "prog", "x"}}));
+    rec.clear();
+    // -z keeps the window: the command runs inside a shell that waits afterwards.
+    run("DISPLAY=:9", "shellwin -zU prog x");
+    auto got = rec.wait("x-terminal-emulator", 1);
+    ASSERT_EQ(got.size(), 1u);
+    ASSERT_EQ(got[0].size(), 7u);
+    EXPECT_EQ(got[0][1], "/bin/sh");
+    EXPECT_EQ((std::vector<std::string>(got[0].end() - 3, got[0].end())),
+              (std::vector<std::string>{"shellwin", "prog", "x"}));
+    rec.clear();
+    run("DISPLAY=:9 SHELL=/bin/mysh", "shellwin");
+    EXPECT_EQ(rec.wait("x-terminal-emulator", 1), (Calls{{"-e", "/bin/mysh"}}));
+    rec.clear();
+    std::filesystem::remove(rec.bin() + "/x-terminal-emulator");
+    run("WAYLAND_DISPLAY=w", "shellwin -z prog");
+    EXPECT_EQ(rec.wait("xterm", 1).size(), 1u);
+    EXPECT_EQ(run("", "shellwin -q prog"), 2);
+}
+
+TEST_F(Adapters, ShellwinWithoutTerminalRunsAndSaysSo)
+{
+    tools({"prog"});
+    EXPECT_EQ(run("DISPLAY=:9", "shellwin -z prog y"), 0);
+    EXPECT_EQ(rec.wait("prog", 1), (Calls{{"y"}}));
+    EXPECT_NE(err.find("shellwin: no terminal window"), std::string::npos) << err;
+    rec.clear();
+    tools({"xterm"});
+    run("", "shellwin prog z");  // no display: no window either
+    EXPECT_EQ(rec.wait("prog", 1), (Calls{{"z"}}));
+    EXPECT_TRUE(rec.wait("xterm", 1, 100).empty());
+}
+
+TEST_F(Adapters, ViewersHandOverToXdgOpen)
+{
+    tools({"xdg-open", "x-terminal-emulator"});
+    EXPECT_EQ(run("", "glance a.jpg 'b c.gif'"), 0);
+    EXPECT_EQ(rec.wait("xdg-open", 2), (Calls{{"a.jpg"}, {"b c.gif"}}));
+    rec.clear();
+    run("", "rover -u 'file:///srv/my page.html'");
+    EXPECT_EQ(rec.wait("xdg-open", 1), (Calls{{"/srv/my page.html"}}));
+    rec.clear();
+    run("", "tunes -- -song.wav");
+    EXPECT_EQ(rec.wait("xdg-open", 1), (Calls{{"-song.wav"}}));
+    rec.clear();
+    run("", "scrib -r notes.txt");
+    EXPECT_EQ(rec.wait("xdg-open", 1), (Calls{{"notes.txt"}}));
+    rec.clear();
+    run("", "scrib notes.txt");
+    EXPECT_EQ(rec.wait("xdg-open", 1), (Calls{{"notes.txt"}}));
+    rec.clear();
+    run("DISPLAY=:9 EDITOR=ed VISUAL='myvi -n'", "scrib notes.txt");
+    EXPECT_EQ(rec.wait("x-terminal-emulator", 1), (Calls{{"-e", "myvi", "-n", "notes.txt"}}));
+    EXPECT_TRUE(rec.wait("xdg-open", 1, 100).empty());
+}
+
+TEST_F(Adapters, MissingDesktopToolIsReported)
+{
+    EXPECT_EQ(run("", "glance a.jpg"), 127);
+    EXPECT_NE(err.find("glance: xdg-open is not installed"), std::string::npos) << err;
+    EXPECT_EQ(run("", "scrib notes.txt"), 127);
+    EXPECT_NE(err.find("scrib: no editor found"), std::string::npos) << err;
+}
+
+TEST_F(Adapters, DefaultTableCommandsThroughTheRealLaunchPath)
+{
+    // The process's own PATH is what launched commands see after the adapters.
+    tools({"xdg-open"});
+    const std::string old = std::getenv("PATH");
+    ::setenv("PATH", rec.bin().c_str(), 1);
+    ::signal(SIGCHLD, SIG_IGN);
+    as_set_adapter_dir(VELL_LIBEXEC_DIR);
+    TmpDir work;
+    const std::string cwd = std::filesystem::current_path();
+    std::filesystem::current_path(work.path());
+    EXPECT_GT(misc_run(0, 0, "glance 'PHOTO.JPG' "), 0);
+    EXPECT_GT(misc_run(0, 0, "rover -u file://$PWD/'my page.html' "), 0);
+    std::filesystem::current_path(cwd);
+    ::setenv("PATH", old.c_str(), 1);
+    EXPECT_EQ(rec.wait("xdg-open", 2),
+              (Calls{{std::filesystem::canonical(work.path()).string() + "/my page.html"},
+                     {"PHOTO.JPG"}}));
+}

@@ -1,0 +1,160 @@
+// Open, View, Edit, Print and typed commands from the file list, through the real
+// launcher with recording programs; the start-up load and its signals.
+#include <csignal>
+
+#include "../filelist/fl_gui_fixture.h"
+#include "assoc/as_launch.h"
+#include "assoc/as_run.h"
+#include "assoc/as_table.h"
+#include "filelist/fl_nav.h"
+#include "filelist/fl_select.h"
+#include "shell/w_utils.h"
+
+namespace {
+
+const std::vector<std::string> kHostile = {
+    "$(touch PWNED)", "a'b", "x; touch PWNED", "-rf", "new\nline", "`touch PWNED`",
+};
+
+// As the name list hands a name over: a single quote arrives as \047.
+std::string as_delivered(const std::string& n)
+{
+    std::string out;
+    for (char c : n)
+        out += c == '\'' ? std::string("\\047") : std::string(1, c);
+    return out;
+}
+
+class AssocLaunchTest : public FlGuiTest {
+protected:
+    void SetUp() override
+    {
+        FlGuiTest::SetUp();
+        ::signal(SIGCHLD, SIG_IGN);
+    }
+    void TearDown() override
+    {
+        FlGuiTest::TearDown();
+        ::signal(SIGCHLD, SIG_DFL);
+    }
+    bool pwned() const
+    {
+        return std::filesystem::exists(dir / "PWNED") ||
+               std::filesystem::exists(running.bin() + "/PWNED");
+    }
+    // The fake shellwin of this recorder runs what it is given.
+    LaunchRecorder running{true};
+};
+
+}  // namespace
+
+TEST_F(AssocLaunchTest, OpenViewEditPrintAndOpenWithKeepNamesWhole)
+{
+    for (const std::string& n : kHostile)
+        make_file(n);
+    as_table_replace(apat, {"*\trec open @\trec view\trec edit '@'"});
+    open();
+    std::size_t launches = 0;
+    for (const std::string& n : kHostile) {
+        ASSERT_EQ(as_open_file(gDir.path.c_str(), n.c_str()), 0);
+        EXPECT_GT(as_view_file(n.c_str()), 0);
+        EXPECT_GT(as_edit_file(n.c_str()), 0);
+        EXPECT_GT(file_cmd("rec with", n.c_str()), 0);  // Open With
+        launches += 4;
+    }
+    fl_select_all();
+    EXPECT_GT(file_cmd("rec print @ end", nullptr), 0);
+    auto got = running.wait("rec", launches + 1, 10000);
+    ASSERT_EQ(got.size(), launches + 1);
+    std::vector<std::vector<std::string>> want;
+    std::vector<std::string> printed{"print"};
+    for (int i = 0; i < gDir.count; ++i)
+        printed.push_back(as_delivered(gDir[i].name));
+    printed.push_back("end");
+    want.push_back(printed);
+    for (const std::string& n : kHostile) {
+        const std::string d = as_delivered(n);
+        want.push_back({"open", d});
+        want.push_back({"view", d});
+        want.push_back({"edit", d});
+        want.push_back({"with", d});
+    }
+    std::sort(want.begin(), want.end());
+    EXPECT_EQ(got, want);
+    EXPECT_FALSE(pwned());
+}
+
+TEST_F(AssocLaunchTest, ExecutablesRunQuotedAndOnlyWithoutAnAssociation)
+{
+    const std::string body = "#!/bin/sh\nexec '" + running.bin() + "/vell-log' rec \"$0\" \"$@\"\n";
+    for (const std::string& n : {std::string("x; touch PWNED"), std::string("-rf"),
+                                 std::string("$(touch PWNED)"), std::string("new\nline")}) {
+        std::ofstream(dir / n) << body;
+        ::chmod((dir / n).c_str(), 0755);
+    }
+    std::ofstream(dir / "tool.txt") << body;
+    ::chmod((dir / "tool.txt").c_str(), 0755);
+    as_table_replace(apat, {"*.txt\t\tv\te"});
+    open();
+    for (const char* n : {"x; touch PWNED", "-rf", "$(touch PWNED)", "new\nline", "tool.txt"})
+        fl_open(index_named(n));
+    auto got = running.wait("rec", 4);
+    EXPECT_EQ(got, (std::vector<std::vector<std::string>>{
+        {"./$(touch PWNED)"}, {"./-rf"}, {"./new\nline"}, {"./x; touch PWNED"}}));
+    // tool.txt matched an association with no open command: that is all.
+    EXPECT_TRUE(running.wait("rec", 5, 300).size() == 4);
+    EXPECT_FALSE(pwned());
+    EXPECT_FALSE(wis_blocked(gBase));
+}
+
+TEST_F(AssocLaunchTest, ViewAndEditUseTheFirstMatchOnlyAndEditFallsBack)
+{
+    make_file("doc.txt");
+    make_file("doc.pdf");
+    make_file("plain");
+    make_dir("sub.txt");
+    as_table_replace(apat, {"*.txt\trec open1\t  \t", "doc*\trec open2\trec view2\trec edit2"});
+    gConfig->set_str(cfg::kEditor, cfg::kEditorLen, "rec fallback");
+    open();
+    ASSERT_EQ(as_open_file(gDir.path.c_str(), "doc.txt"), 0);
+    EXPECT_EQ(as_open_file(gDir.path.c_str(), "plain"), -1);
+    EXPECT_EQ(as_view_file("doc.txt"), -1);  // blank view command, no falling through
+    fl_select_all();
+    EXPECT_EQ(as_view_selected(), 1);          // doc.pdf only; sub.txt is a directory
+    EXPECT_EQ(as_edit_selected(), 3);          // the directory is skipped
+    auto got = running.wait("rec", 6);
+    EXPECT_EQ(got, (std::vector<std::vector<std::string>>{
+        {"edit2", "doc.pdf"}, {"fallback", "doc.txt"}, {"fallback", "plain"},
+        {"open1", "doc.txt"}, {"open2", "doc.txt"}, {"view2", "doc.pdf"}}));
+}
+
+TEST_F(AssocLaunchTest, StartUpLoadsTheTableAndWinchRefreshes)
+{
+    as_init(cfgdir.path().c_str(), "associate.003");
+    EXPECT_EQ(apat.apat_ctr(), 10);
+    EXPECT_FALSE(std::filesystem::exists(cfgdir / "associate.003"));
+    struct sigaction sa;
+    ::sigaction(SIGCHLD, nullptr, &sa);
+    EXPECT_EQ(sa.sa_handler, SIG_IGN);
+
+    open();
+    make_file("arrived");
+    EXPECT_EQ(row_named("arrived"), -1);
+    ::raise(SIGWINCH);
+    QTRY_VERIFY_WITH_TIMEOUT(row_named("arrived") >= 0, 3000);
+}
+
+TEST(AssocStartUp, InvalidLineIsFatal)
+{
+    TmpDir cfg;
+    std::ofstream(cfg / "associate.003") << kAssocHeader << "# c\n*.a\tx\n\n";
+    EXPECT_EXIT(
+        {
+            w_set_message_handler([](const WMessage& m) {
+                std::fprintf(stderr, "%s: %s\n", qPrintable(m.title), qPrintable(m.text));
+                return 1;
+            });
+            as_init(cfg.path().c_str(), "associate.003");
+        },
+        ::testing::ExitedWithCode(1), "Error: Invalid association at line 2");
+}
