@@ -10,6 +10,7 @@
 #include <QTreeView>
 #include <QTreeWidget>
 
+#include "fileops/slot_window.h"
 #include "filelist/fl_panel.h"
 #include "filelist/tb_path.h"
 #include "shell/globals.h"
@@ -18,18 +19,13 @@
 #include "ui_base.h"
 
 namespace {
-int no_operations()
-{
-    return 0;
-}
-
 BaseWindow* base_window()
 {
     return static_cast<BaseWindow*>(gBase);
 }
 }  // namespace
 
-int (*gRunningOperations)() = no_operations;
+int (*gRunningOperations)() = slot_count;
 
 BaseWindow::BaseWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui::base)
 {

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdlib>
 
+#include "fileops/slot_window.h"
 #include "shell/base.h"
 #include "shell/fw_options.h"
 #include "shell/init.h"
@@ -30,9 +31,9 @@ int main(int argc, char** argv)
     QApplication::setApplicationName(QStringLiteral("vell"));
     QApplication::setQuitOnLastWindowClosed(false);
     init(args);
-    // Until file operations run, a termination signal is an ordinary exit.
+    // Running operations are cancelled and the process ends after the last one.
     for (int signo : {SIGTERM, SIGHUP, SIGINT, SIGQUIT})
-        sig_watch(signo, [] { fm_exit(); });
+        sig_watch(signo, [] { slot_terminate_all(); });
     ::signal(SIGCHLD, SIG_IGN);
     BaseWindow* base = base_open(fw);
     const int rc = app.exec();

@@ -1,0 +1,222 @@
+#include "fileops/fop_gui.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QProgressBar>
+#include <QThread>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <sys/stat.h>
+
+#include "fileops/slot_window.h"
+#include "shell/globals.h"
+#include "shell/init_config.h"
+#include "shell/w_msg.h"
+#include "ui_pict_db.h"
+
+namespace {
+// The lock's role for questions: held by a worker for as long as its question or
+// notice is on screen.
+std::mutex sQuestion;
+// Non-zero while a question or notice is up; progress is not shown meanwhile.
+std::atomic<int> sQuestionsUp{0};
+
+class QuestionHold {
+public:
+    QuestionHold() : lock_(sQuestion) { sQuestionsUp.fetch_add(1); }
+    explicit QuestionHold(std::try_to_lock_t) : lock_(sQuestion, std::try_to_lock)
+    {
+        if (lock_.owns_lock())
+            sQuestionsUp.fetch_add(1);
+    }
+    ~QuestionHold()
+    {
+        if (lock_.owns_lock())
+            sQuestionsUp.fetch_sub(1);
+    }
+    bool held() const { return lock_.owns_lock(); }
+
+private:
+    std::unique_lock<std::mutex> lock_;
+};
+
+// Runs fn on the GUI thread and waits for it. From the GUI thread itself this
+// would wait for ever, so that is a programming error, checked in every build.
+void on_gui_thread(const std::function<void()>& fn)
+{
+    if (QThread::currentThread() == qApp->thread())
+        qFatal("vell: blocking hand-off to the GUI thread from the GUI thread");
+    QMetaObject::invokeMethod(qApp, [&fn] { fn(); }, Qt::BlockingQueuedConnection);
+}
+
+std::string base_name(const std::string& path)
+{
+    const auto slash = path.find_last_of('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+FopStarter sStart;
+FopFlagsFn sFlags;
+}  // namespace
+
+GuiFopUi::GuiFopUi(Decoder decode) : decode_(std::move(decode)) {}
+
+int GuiFopUi::alert(FopRequest& r, const std::string& title, const std::string& buttons,
+                    const std::string& message)
+{
+    QuestionHold hold;
+    int answer = 0;
+    on_gui_thread([&] {
+        answer = w_message(w_make_message(nullptr, QString::fromStdString(title),
+                                          QString::fromStdString(message), buttons.c_str(), true));
+    });
+    return answer;
+}
+
+void GuiFopUi::errinfo(const std::string& title, const std::string& message)
+{
+    QuestionHold hold(std::try_to_lock);
+    if (!hold.held())
+        return;
+    on_gui_thread([&] {
+        w_message(w_make_message(nullptr, QString::fromStdString(title),
+                                 QString::fromStdString(message), "&Close"));
+    });
+}
+
+void GuiFopUi::show_progress(FopRequest& r, const FopSlotView& view)
+{
+    if (!r.slot || sQuestionsUp.load() > 0)
+        return;
+    bool queued;
+    {
+        std::lock_guard<std::mutex> lock(pending_mutex_);
+        auto [it, inserted] = pending_.insert_or_assign(r.slot, Pending{&r, view});
+        queued = !inserted;
+    }
+    // One event per panel in the queue at a time; later views replace the waiting one.
+    if (!queued) {
+        void* slot = r.slot;
+        QMetaObject::invokeMethod(qApp, [this, slot] { apply_pending(slot); }, Qt::QueuedConnection);
+    }
+}
+
+void GuiFopUi::apply_pending(void* slot)
+{
+    Pending p{nullptr, {}};
+    {
+        std::lock_guard<std::mutex> lock(pending_mutex_);
+        auto it = pending_.find(slot);
+        if (it == pending_.end())
+            return;
+        p = std::move(it->second);
+        pending_.erase(it);
+    }
+    fop_gui_apply_view(slot, p.request, p.view);
+}
+
+bool GuiFopUi::filename_too_long(const std::string& source_path, const std::string& proposed,
+                                 std::string& new_name)
+{
+    std::string old_name = base_name(source_path);
+    if (old_name.size() > 255)
+        old_name.resize(255);
+    const QString old_shown = QString::fromStdString(display(old_name));
+    QString proposal = QString::fromStdString(display(base_name(proposed))).left(47);
+    QuestionHold hold;
+    bool renamed = false;
+    on_gui_thread([&] { renamed = long_filename_ask(nullptr, old_shown, proposal); });
+    if (renamed)
+        new_name = proposal.left(47).toStdString();
+    return renamed;
+}
+
+void GuiFopUi::call_locked(const std::function<void()>& fn)
+{
+    on_gui_thread(fn);
+}
+
+void GuiFopUi::finished(FopRequest& r)
+{
+    void* slot = r.slot;
+    if (!slot)
+        return;
+    {
+        std::lock_guard<std::mutex> lock(pending_mutex_);
+        pending_.erase(slot);
+    }
+    // Unbinding on the GUI thread, while the request still exists, means no
+    // button or pending refresh can reach it once this returns and it is freed.
+    on_gui_thread([slot] {
+        if (SlotPanel* p = slot_find(slot)) {
+            slot_set_request(p, nullptr);
+            slot_mark_removed(p);
+        }
+    });
+}
+
+std::string GuiFopUi::display(std::string_view bytes)
+{
+    if (decode_)
+        return decode_(bytes);
+    return QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size())).toStdString();
+}
+
+GuiFopUi* fop_gui_ui()
+{
+    static GuiFopUi ui;
+    return &ui;
+}
+
+void fop_gui_apply_view(void* slot, const FopRequest* r, const FopSlotView& view)
+{
+    SlotPanel* p = slot_find(slot);
+    if (!p || p->removed.load() || (p->request() && p->request() != r))
+        return;
+    Ui::pict_db* ui = p->ui;
+    ui->slot_header_text->setText(QString::fromStdString(view.header));
+    ui->slot_from_text->setText(QString::fromStdString(view.first_line));
+    ui->slot_to_text->setText(QString::fromStdString(view.second_line));
+    ui->slot_n_text->setText(QString::fromStdString(view.count_text));
+    ui->slot_time_text->setText(QString::fromStdString(view.time_text));
+    ui->slot_progress_bar->setValue(std::clamp(view.percent, 0, 100));
+}
+
+void fop_gui_set_engine(FopStarter start, FopFlagsFn flags)
+{
+    sStart = std::move(start);
+    sFlags = std::move(flags);
+}
+
+int fop_start_cmd(int kind, const std::string& srcdir, const std::vector<std::string>& names,
+                  const std::string& dest)
+{
+    SlotPanel* panel = slot_add();
+    if (!panel)
+        return -1;
+    bool single_non_directory = false;
+    if (names.size() == 1) {
+        const std::string path = srcdir == "/" ? "/" + names[0] : srcdir + "/" + names[0];
+        struct stat st {};
+        single_non_directory = ::lstat(path.c_str(), &st) == 0 && !S_ISDIR(st.st_mode);
+    }
+    const uint32_t options = gConfig ? gConfig->options() : 0;
+    const uint32_t flags = sFlags ? sFlags(options, kind, single_non_directory) : 0;
+    // Move and delete will take finished items off the clipboard's cut list once
+    // the clipboard exists; until then no item callback.
+    std::function<void(const std::string&, const std::string&)> item_cb;
+    FopRequest* r = nullptr;
+    if (sStart)
+        r = sStart(kind, srcdir, names, dest, flags, panel, item_cb, fop_gui_ui());
+    else
+        errno = ENOSYS;
+    if (!r) {
+        const int e = errno;
+        std::fprintf(stderr, "failed to start operation!: %s\n", std::strerror(e));
+        return -1;  // the empty slot stays
+    }
+    slot_set_request(panel, r);
+    return 0;
+}

@@ -1,0 +1,239 @@
+// The operations window and its slots: order and placement, the 50-slot limit,
+// removal by the timer, Pause and Cancel on real buttons, and termination with
+// real worker threads.
+#include <QLabel>
+#include <QPointer>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QTimer>
+#include <cerrno>
+
+#include "shell/base.h"
+#include "test_slot_support.h"
+#include "ui_pict_db.h"
+
+using SlotWindow = SlotTest;
+using SlotButtons = SlotTest;
+using SlotEnd = SlotTest;
+
+TEST_F(SlotWindow, NewestOnTopAndGapsClose)
+{
+    SlotPanel* a = slot_add();
+    SlotPanel* b = slot_add();
+    SlotPanel* c = slot_add();
+    ASSERT_TRUE(a && b && c);
+    QWidget* win = slot_window();
+    ASSERT_NE(win, nullptr);
+    EXPECT_EQ(win->objectName(), "slots_holder_window");
+    EXPECT_EQ(win->windowTitle(), "VELL: File Operations");
+    auto* holder = win->findChild<QScrollArea*>("slots_holder");
+    ASSERT_NE(holder, nullptr);
+    EXPECT_NE(win->findChild<QTimer*>("slot_delete_timer"), nullptr);
+    for (const char* name : {"slot", "slot_header_text", "slot_progress_bar", "slot_time_text",
+                             "cancel_button", "slot_from_text", "slot_n_text", "slot_to_text",
+                             "slot_pause"})
+        EXPECT_NE(a->findChild<QWidget*>(name), nullptr) << name;
+    EXPECT_EQ(a->ui->slot_header_text->text(), "Operation");
+    EXPECT_EQ(a->ui->cancel_button->text(), "Cancel");
+    EXPECT_TRUE(a->ui->slot_pause->isCheckable());
+
+    const int h = a->height();
+    ASSERT_GT(h, 0);
+    EXPECT_EQ(slot_at(0), c);
+    EXPECT_EQ(slot_at(2), a);
+    EXPECT_EQ(c->y(), 0);
+    EXPECT_EQ(b->y(), h);
+    EXPECT_EQ(a->y(), 2 * h);
+    EXPECT_EQ(holder->widget()->height(), 3 * h);
+    EXPECT_EQ(holder->height(), 3 * h);
+
+    EXPECT_EQ(slot_remove(b), 0);
+    EXPECT_EQ(slot_remove(b), -1);
+    EXPECT_EQ(slot_count(), 2);
+    EXPECT_EQ(c->y(), 0);
+    EXPECT_EQ(a->y(), h);
+    EXPECT_EQ(holder->widget()->height(), 2 * h);
+
+    QPointer<QWidget> gone(win);
+    slot_remove(a);
+    slot_remove(c);
+    EXPECT_EQ(slot_window(), nullptr);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(gone.isNull());
+}
+
+TEST_F(SlotWindow, FiftyFirstIsRefusedAndTheViewScrolls)
+{
+    for (int i = 0; i < kMaxSlots; ++i)
+        ASSERT_NE(slot_add(), nullptr) << i;
+    errno = 0;
+    EXPECT_EQ(slot_add(), nullptr);
+    EXPECT_EQ(errno, ENOMEM);
+    EXPECT_EQ(slot_count(), kMaxSlots);
+    EXPECT_EQ(gRunningOperations(), kMaxSlots);
+
+    // Fifty panels do not fit any screen: the view is cut to whole slots and
+    // widened for its scroll bar.
+    auto* holder = slot_window()->findChild<QScrollArea*>("slots_holder");
+    const int h = slot_at(0)->height();
+    EXPECT_LT(holder->height(), kMaxSlots * h);
+    EXPECT_EQ(holder->height() % h, 0);
+    EXPECT_GT(holder->width(), slot_at(0)->width());
+
+    // After the refusal one more fits again once one has gone.
+    slot_remove(slot_at(10));
+    EXPECT_NE(slot_add(), nullptr);
+}
+
+TEST_F(SlotWindow, MarkedSlotsVanishOnTheNextTickWithOneRefresh)
+{
+    SlotPanel* a = slot_add();
+    SlotPanel* b = slot_add();
+    SlotPanel* c = slot_add();
+    // Marked from worker threads, as the engine does.
+    std::thread([a, c] {
+        slot_mark_removed(a);
+        slot_mark_removed(c);
+    }).join();
+    QElapsedTimer t;
+    t.start();
+    ASSERT_TRUE(spin_until([] { return slot_count() == 1; }, 1000));
+    EXPECT_LT(t.elapsed(), 250);
+    EXPECT_EQ(slot_at(0), b);
+    EXPECT_EQ(b->y(), 0);
+    EXPECT_EQ(refreshes, 1);
+    spin(250);
+    EXPECT_EQ(refreshes, 1);  // quiet ticks refresh nothing
+    EXPECT_EQ(exits, 0);
+
+    // The last one takes the window with it; the main window is still open, so
+    // the program goes on.
+    slot_mark_removed(b);
+    ASSERT_TRUE(spin_until([] { return slot_window() == nullptr; }, 1000));
+    EXPECT_EQ(refreshes, 2);
+    EXPECT_EQ(exits, 0);
+}
+
+TEST_F(SlotWindow, LastSlotEndsTheProgramOnceTheMainWindowIsClosed)
+{
+    SlotPanel* a = slot_add();
+    base_window_closed = 1;
+    spin(250);
+    EXPECT_EQ(exits, 0);
+    slot_mark_removed(a);
+    ASSERT_TRUE(spin_until([this] { return exits > 0; }, 1000));
+    EXPECT_EQ(slot_count(), 0);
+}
+
+TEST_F(SlotButtons, PauseFollowsTheToggle)
+{
+    SlotPanel* p = slot_add();
+    p->ui->slot_pause->click();  // no request yet: nothing happens
+    FopRequest r;
+    slot_set_request(p, &r);
+    p->ui->slot_pause->setChecked(false);
+    p->ui->slot_pause->click();
+    EXPECT_EQ(r.pause.load(), 1);
+    p->ui->slot_pause->click();
+    EXPECT_EQ(r.pause.load(), 0);
+    slot_set_request(p, nullptr);
+    p->ui->slot_pause->click();
+    EXPECT_EQ(r.pause.load(), 0);
+}
+
+TEST_F(SlotButtons, CancelPausesWhileAskingAndNoKeepsThePauseState)
+{
+    SlotPanel* p = slot_add();
+    FopRequest r;
+    slot_set_request(p, &r);
+    std::vector<WMessage> seen;
+    int paused_while_asked = -1;
+    int answer = 2;
+    w_set_message_handler([&](const WMessage& m) {
+        seen.push_back(m);
+        paused_while_asked = r.pause.load();
+        return answer;
+    });
+    for (int before : {0, 1}) {
+        r.pause = before;
+        p->ui->cancel_button->click();
+        EXPECT_EQ(paused_while_asked, 1);
+        EXPECT_EQ(r.pause.load(), before);
+        EXPECT_EQ(r.cancel.load(), 0);
+    }
+    ASSERT_EQ(seen.size(), 2u);
+    EXPECT_EQ(seen[0].title, "File Operation");
+    EXPECT_EQ(seen[0].text, "Do you want to terminate this operation ? ");
+    EXPECT_EQ(seen[0].labels, QStringList({"&Yes", "&No"}));
+    EXPECT_EQ(seen[0].default_button, 1);
+    EXPECT_EQ(seen[0].escape_button, 2);
+
+    answer = 1;
+    r.pause = 0;
+    p->ui->cancel_button->click();
+    EXPECT_EQ(r.cancel.load(), 1);
+    EXPECT_EQ(r.pause.load(), 0);
+}
+
+TEST_F(SlotButtons, OperationEndingDuringTheQuestionIsLeftAlone)
+{
+    GuiFopUi ui;
+    SlotPanel* p = slot_add();
+    // The request stays allocated here so that a write to it after the end
+    // shows up as a changed flag.
+    FopRequest r;
+    r.ui = &ui;
+    r.slot = p;
+    slot_set_request(p, &r);
+    std::atomic<bool> ended{false};
+    w_set_message_handler([&](const WMessage&) {
+        // The worker ends while the box is up.
+        std::thread([&] {
+            ui.finished(r);
+            ended = true;
+        }).detach();
+        spin_until([&] { return ended.load(); });
+        spin(250);  // long enough for the timer to take the panel away
+        return 1;
+    });
+    QPointer<SlotPanel> panel(p);
+    r.pause = 0;
+    p->ui->cancel_button->click();
+    EXPECT_TRUE(ended.load());
+    EXPECT_EQ(r.cancel.load(), 0);
+    EXPECT_EQ(r.pause.load(), 1);  // left as the question set it: the operation is over
+    spin_until([&] { return panel.isNull(); }, 500);
+    EXPECT_TRUE(panel.isNull());
+}
+
+TEST_F(SlotEnd, TerminationWithoutOperationsExitsAtOnce)
+{
+    slot_terminate_all();
+    EXPECT_EQ(exits, 1);
+}
+
+TEST_F(SlotEnd, TerminationCancelsEveryOperationAndExitsAfterTheLastWorker)
+{
+    GuiFopUi ui;
+    std::vector<std::unique_ptr<FakeOp>> ops;
+    for (int i = 0; i < 3; ++i)
+        ops.push_back(std::make_unique<FakeOp>(ui, slot_add()));
+    ops[1]->r->pause = 1;  // a paused one must end too
+    spin(150);
+    int done_at_exit = -1;
+    slot_set_exit_fn([&] {
+        ++exits;
+        done_at_exit = 0;
+        for (auto& op : ops)
+            done_at_exit += op->done.load();
+    });
+    slot_terminate_all();
+    EXPECT_EQ(base_window_closed, 1);
+    EXPECT_EQ(exits, 0);
+    ASSERT_TRUE(spin_until([this] { return exits > 0; }, 3000));
+    EXPECT_EQ(done_at_exit, 3);
+    EXPECT_EQ(slot_count(), 0);
+    spin(250);
+    EXPECT_EQ(exits, 1);
+}
