@@ -1,0 +1,402 @@
+// The associations dialogs driven as the user would: the list over a stand-in main
+// window, the editor opened from it, boxes answered through the message seam, and
+// "associate.003" read back from a temporary configuration directory.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <sys/stat.h>
+
+#include <QApplication>
+#include <QDialog>
+#include <QHeaderView>
+#include <QLineEdit>
+#include <QMainWindow>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+#include "assoc/as_dlg.h"
+#include "assoc/as_table.h"
+#include "shell/globals.h"
+#include "shell/w_msg.h"
+#include "shell/w_utils.h"
+#include "tmpdir.h"
+
+namespace {
+const char kHeader[] =
+    "# <pattern[|pattern[..]]> \\t <open_command> \\t <view_command> \\t <edit command>\n";
+
+// Runs `fn` once the modal dialog named `name` is on screen and active, so that
+// its shortcuts take keys.
+void when_shown(const char* name, std::function<void(QDialog*)> fn)
+{
+    auto* t = new QTimer;
+    t->setInterval(5);
+    QObject::connect(t, &QTimer::timeout, [t, name, fn] {
+        auto* d = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        if (!d || d->objectName() != name || QApplication::activeWindow() != d)
+            return;
+        t->stop();
+        t->deleteLater();
+        fn(d);
+    });
+    t->start();
+}
+
+template <class T> T* w(QWidget* dlg, const char* name)
+{
+    T* found = dlg->findChild<T*>(name);
+    EXPECT_NE(found, nullptr) << name;
+    return found;
+}
+
+QStringList rows(QDialog* d)
+{
+    QStringList out;
+    auto* list = w<QTreeWidget>(d, "as_list");
+    for (int i = 0; i < list->topLevelItemCount(); ++i) {
+        QStringList cols;
+        for (int c = 0; c < 4; ++c)
+            cols << list->topLevelItem(i)->text(c);
+        out << cols.join('|');
+    }
+    return out;
+}
+
+int current_row(QDialog* d)
+{
+    auto* list = w<QTreeWidget>(d, "as_list");
+    return list->indexOfTopLevelItem(list->currentItem());
+}
+
+void select_row(QDialog* d, int row)
+{
+    auto* list = w<QTreeWidget>(d, "as_list");
+    list->setCurrentItem(list->topLevelItem(row));
+}
+
+void fill(QDialog* ed, const char* pattern, const char* open, const char* view,
+          const char* edit)
+{
+    w<QLineEdit>(ed, "at_pattern")->setText(pattern);
+    w<QLineEdit>(ed, "at_command")->setText(open);
+    w<QLineEdit>(ed, "at_view_cmd")->setText(view);
+    w<QLineEdit>(ed, "at_edit_cmd")->setText(edit);
+}
+
+void click(QDialog* d, const char* name)
+{
+    w<QPushButton>(d, name)->click();
+}
+
+// Opens the editor with `button` and runs `fn` in it.
+void in_editor(QDialog* list, const char* button, std::function<void(QDialog*)> fn)
+{
+    when_shown("assoc_type_dlg", std::move(fn));
+    click(list, button);
+}
+
+std::string slurp(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+bool exists(const std::string& path)
+{
+    struct stat st;
+    return ::stat(path.c_str(), &st) == 0;
+}
+
+class AssocDlgTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        base.setObjectName("base");
+        auto* central = new QWidget(&base);
+        auto* box = new QVBoxLayout(central);
+        filelist = new QWidget(central);
+        filelist->setObjectName("filelist");
+        filelist->setFocusPolicy(Qt::StrongFocus);
+        path = new QLineEdit(central);
+        box->addWidget(path);
+        box->addWidget(filelist);
+        base.setCentralWidget(central);
+        base.resize(800, 600);
+        base.show();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&base));
+        path->setFocus();
+        gBase = &base;
+        gConfigPath = dir.path();
+        apat.clear();
+        apat.add("*.[ch]", "scrib", "scrib -r", "scrib-edit");
+        apat.add("[Mm]akefile", "shellwin -z make -f @", "", "scrib");
+        apat.add("*.txt", "scrib", "less", "vi");
+        old = w_set_message_handler([this](const WMessage& m) {
+            boxes.push_back(m);
+            return 1;
+        });
+    }
+    void TearDown() override
+    {
+        w_set_message_handler(old);
+        gBase = nullptr;
+        gConfigPath.clear();
+        apat.clear();
+    }
+    std::vector<std::string> table_lines() const { return as_table_lines(apat); }
+
+    TmpDir dir;
+    QMainWindow base;
+    QWidget* filelist = nullptr;
+    QLineEdit* path = nullptr;  // holds the focus before a dialog opens
+    std::vector<WMessage> boxes;
+    WMessageHandler old;
+};
+}  // namespace
+
+TEST_F(AssocDlgTest, ShowsTheTableInFourColumnsWithTheFirstLineSelected)
+{
+    when_shown("associate_dlg", [&](QDialog* d) {
+        EXPECT_EQ(d->windowTitle(), "Associate");
+        EXPECT_TRUE(wis_blocked(&base));
+        auto* list = w<QTreeWidget>(d, "as_list");
+        EXPECT_EQ(list->headerItem()->text(0), "Pattern");
+        EXPECT_EQ(list->headerItem()->text(1), "Open");
+        EXPECT_EQ(list->headerItem()->text(2), "View");
+        EXPECT_EQ(list->headerItem()->text(3), "Edit");
+        const std::pair<const char*, const char*> buttons[] = {
+            {"as_edit", "&Edit..."}, {"as_remove", "&Remove"}, {"as_add", "&Add..."},
+            {"as_cancel", "&Cancel"}, {"as_done", "&Done"}};
+        for (auto [name, text] : buttons)
+            EXPECT_EQ(w<QPushButton>(d, name)->text(), text);
+        EXPECT_EQ(rows(d), QStringList({"*.[ch]|scrib|scrib -r|scrib-edit",
+                                        "[Mm]akefile|shellwin -z make -f @||scrib",
+                                        "*.txt|scrib|less|vi"}));
+        EXPECT_EQ(current_row(d), 0);
+        EXPECT_TRUE(w<QPushButton>(d, "as_edit")->isEnabled());
+        click(d, "as_cancel");
+    });
+    EXPECT_EQ(em_edit_associations(), -1);
+    EXPECT_FALSE(wis_blocked(&base));
+    EXPECT_EQ(base.focusWidget(), filelist);
+}
+
+TEST_F(AssocDlgTest, DoneReplacesTheTableAndWritesTheFileViewBeforeEdit)
+{
+    when_shown("associate_dlg", [&](QDialog* d) {
+        select_row(d, 2);
+        in_editor(d, "as_edit", [&](QDialog* ed) {
+            EXPECT_EQ(ed->windowTitle(), "New Association Type");
+            EXPECT_EQ(w<QLineEdit>(ed, "at_pattern")->text(), "*.txt");
+            EXPECT_EQ(w<QLineEdit>(ed, "at_view_cmd")->text(), "less");
+            EXPECT_EQ(w<QLineEdit>(ed, "at_edit_cmd")->text(), "vi");
+            EXPECT_TRUE(wis_blocked(d));
+            w<QLineEdit>(ed, "at_view_cmd")->setText("more");
+            click(ed, "at_done");
+        });
+        EXPECT_FALSE(wis_blocked(d));
+        // The edited line keeps its place; the selection goes back to the top.
+        EXPECT_EQ(rows(d).value(2), "*.txt|scrib|more|vi");
+        EXPECT_EQ(rows(d).size(), 3);
+        EXPECT_EQ(current_row(d), 0);
+        in_editor(d, "as_add", [&](QDialog* ed) {
+            EXPECT_EQ(w<QLineEdit>(ed, "at_pattern")->text(), "");
+            fill(ed, "^*.png|*.gif", "", "glance", "");
+            click(ed, "at_done");
+        });
+        EXPECT_EQ(rows(d).value(3), "^*.png|*.gif||glance|");
+        EXPECT_EQ(current_row(d), 0);
+        click(d, "as_done");
+    });
+    EXPECT_EQ(em_edit_associations(), 0);
+
+    EXPECT_EQ(table_lines(), std::vector<std::string>({
+                                 "*.[ch]\tscrib\tscrib -r\tscrib-edit",
+                                 "[Mm]akefile\tshellwin -z make -f @\t\tscrib",
+                                 "*.txt\tscrib\tmore\tvi",
+                                 "^*.png|*.gif\t\tglance\t",
+                             }));
+    EXPECT_EQ(apat[2].view, "more");
+    EXPECT_EQ(apat[2].edit, "vi");
+    EXPECT_EQ(slurp(dir / "associate.003"),
+              std::string(kHeader) + "*.[ch]\tscrib\tscrib -r\tscrib-edit\n"
+                                     "[Mm]akefile\tshellwin -z make -f @\t\tscrib\n"
+                                     "*.txt\tscrib\tmore\tvi\n"
+                                     "^*.png|*.gif\t\tglance\t\n");
+    // The written file is the table the program reads back at its next start.
+    AssocTable back;
+    as_read_table(back, dir / "associate.003");
+    EXPECT_EQ(as_table_lines(back), table_lines());
+    EXPECT_TRUE(boxes.empty());
+}
+
+TEST_F(AssocDlgTest, CancelLeavesTableAndFileAsTheyWere)
+{
+    const std::string before = std::string(kHeader) + "*.old\tx\t\t\n";
+    std::ofstream(dir / "associate.003", std::ios::binary) << before;
+    const auto lines = table_lines();
+    when_shown("associate_dlg", [&](QDialog* d) {
+        click(d, "as_remove");
+        in_editor(d, "as_add", [&](QDialog* ed) {
+            fill(ed, "*.new", "a", "b", "c");
+            click(ed, "at_done");
+        });
+        in_editor(d, "as_edit", [&](QDialog* ed) {
+            fill(ed, "*.changed", "a", "", "");
+            click(ed, "at_done");
+        });
+        EXPECT_EQ(rows(d).size(), 3);
+        QTest::keyClick(d, Qt::Key_Escape);
+    });
+    EXPECT_EQ(em_edit_associations(), -1);
+    EXPECT_EQ(table_lines(), lines);
+    EXPECT_EQ(slurp(dir / "associate.003"), before);
+
+    // Closing through the window frame is a Cancel as well.
+    when_shown("associate_dlg", [&](QDialog* d) {
+        click(d, "as_remove");
+        d->close();
+    });
+    EXPECT_EQ(em_edit_associations(), -1);
+    EXPECT_EQ(table_lines(), lines);
+}
+
+TEST_F(AssocDlgTest, EmptyTableGreysEditAndRemoveUntilALineIsAdded)
+{
+    apat.clear();
+    when_shown("associate_dlg", [&](QDialog* d) {
+        EXPECT_TRUE(rows(d).isEmpty());
+        EXPECT_FALSE(w<QPushButton>(d, "as_edit")->isEnabled());
+        EXPECT_FALSE(w<QPushButton>(d, "as_remove")->isEnabled());
+        in_editor(d, "as_add", [&](QDialog* ed) {
+            fill(ed, "*.log", "", "less", "");
+            click(ed, "at_done");
+        });
+        EXPECT_EQ(rows(d), QStringList({"*.log||less|"}));
+        EXPECT_EQ(current_row(d), 0);
+        EXPECT_TRUE(w<QPushButton>(d, "as_edit")->isEnabled());
+        EXPECT_TRUE(w<QPushButton>(d, "as_remove")->isEnabled());
+        click(d, "as_done");
+    });
+    EXPECT_EQ(em_edit_associations(), 0);
+    EXPECT_EQ(slurp(dir / "associate.003"), std::string(kHeader) + "*.log\t\tless\t\n");
+    ASSERT_EQ(apat.apat_ctr(), 1);
+    EXPECT_EQ(apat[0].open, "");
+}
+
+TEST_F(AssocDlgTest, RemovingEveryLineLeavesAHeaderOnlyFile)
+{
+    when_shown("associate_dlg", [&](QDialog* d) {
+        select_row(d, 1);
+        click(d, "as_remove");
+        // The line that was selected goes, not the first one.
+        EXPECT_EQ(rows(d), QStringList({"*.[ch]|scrib|scrib -r|scrib-edit",
+                                        "*.txt|scrib|less|vi"}));
+        EXPECT_EQ(current_row(d), 0);
+        QTest::keyClick(w<QTreeWidget>(d, "as_list"), Qt::Key_Delete);
+        EXPECT_EQ(rows(d).size(), 1);
+        // A mnemonic "animates" its button: the click lands about 100 ms later.
+        QTest::keyClick(d, Qt::Key_R, Qt::AltModifier);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return rows(d).isEmpty(); }, 2000));
+        EXPECT_FALSE(w<QPushButton>(d, "as_edit")->isEnabled());
+        EXPECT_FALSE(w<QPushButton>(d, "as_remove")->isEnabled());
+        // Delete on an empty list does nothing at all.
+        QTest::keyClick(w<QTreeWidget>(d, "as_list"), Qt::Key_Delete);
+        QTest::keyClick(d, Qt::Key_D, Qt::AltModifier);
+    });
+    EXPECT_EQ(em_edit_associations(), 0);
+    EXPECT_EQ(apat.apat_ctr(), 0);
+    EXPECT_EQ(slurp(dir / "associate.003"), kHeader);
+    EXPECT_EQ(_get_pat_idx("main.c"), -1);
+}
+
+TEST_F(AssocDlgTest, EditorRefusesBadPatternsAndMissingCommands)
+{
+    when_shown("associate_dlg", [&](QDialog* d) {
+        in_editor(d, "as_add", [&](QDialog* ed) {
+            fill(ed, "*.a\tb", "open", "", "");
+            click(ed, "at_done");
+            fill(ed, "", "open", "", "");
+            click(ed, "at_done");
+            fill(ed, "*.a", "", "", "");
+            click(ed, "at_done");
+            ASSERT_EQ(boxes.size(), 3u);
+            EXPECT_EQ(boxes[0].title, "VELL");
+            EXPECT_EQ(boxes[0].text, "Pattern cannot have TABs");
+            EXPECT_EQ(boxes[0].parent, &base);
+            EXPECT_EQ(boxes[1].text, "Pattern cannot have TABs");
+            EXPECT_EQ(boxes[2].title, "VELL");
+            EXPECT_EQ(boxes[2].text, "No actions added for Open, View or Edit");
+            // Still open, fields as typed.
+            EXPECT_TRUE(ed->isVisible());
+            EXPECT_EQ(w<QLineEdit>(ed, "at_pattern")->text(), "*.a");
+            // A command of blanks is a command here.
+            w<QLineEdit>(ed, "at_edit_cmd")->setText("  ");
+            click(ed, "at_done");
+        });
+        EXPECT_EQ(rows(d).value(3), "*.a|||  ");
+        click(d, "as_cancel");
+    });
+    em_edit_associations();
+    EXPECT_EQ(boxes.size(), 3u);
+}
+
+TEST_F(AssocDlgTest, EditorKeys)
+{
+    when_shown("associate_dlg", [&](QDialog* d) {
+        // Enter in the view or edit field does not finish; Escape cancels.
+        in_editor(d, "as_add", [&](QDialog* ed) {
+            fill(ed, "*.x", "", "v", "");
+            QTest::keyClick(w<QLineEdit>(ed, "at_view_cmd"), Qt::Key_Return);
+            QTest::keyClick(w<QLineEdit>(ed, "at_edit_cmd"), Qt::Key_Return);
+            EXPECT_TRUE(ed->isVisible());
+            QTest::keyClick(ed, Qt::Key_Escape);
+        });
+        EXPECT_FALSE(wis_blocked(d));
+        EXPECT_EQ(rows(d).size(), 3);
+        // Enter in the pattern field is Done.
+        in_editor(d, "as_add", [&](QDialog* ed) {
+            fill(ed, "*.y", "o", "", "");
+            QTest::keyClick(w<QLineEdit>(ed, "at_pattern"), Qt::Key_Return);
+        });
+        EXPECT_EQ(rows(d).value(3), "*.y|o||");
+        // Enter in the open field is Done too, and it checks like the button.
+        in_editor(d, "as_add", [&](QDialog* ed) {
+            fill(ed, "", "o", "", "");
+            QTest::keyClick(w<QLineEdit>(ed, "at_command"), Qt::Key_Return);
+            EXPECT_EQ(boxes.size(), 1u);
+            w<QLineEdit>(ed, "at_pattern")->setText("*.z");
+            QTest::keyClick(w<QLineEdit>(ed, "at_command"), Qt::Key_Return);
+        });
+        EXPECT_EQ(rows(d).value(4), "*.z|o||");
+        // The editor's close box is its Cancel.
+        in_editor(d, "as_edit", [&](QDialog* ed) {
+            w<QLineEdit>(ed, "at_pattern")->setText("*.gone");
+            ed->close();
+        });
+        EXPECT_EQ(rows(d).value(0), "*.[ch]|scrib|scrib -r|scrib-edit");
+        EXPECT_FALSE(wis_blocked(d));
+        click(d, "as_cancel");
+    });
+    em_edit_associations();
+}
+
+TEST_F(AssocDlgTest, UnwritableFileIsSilentAndTheTableStillChanges)
+{
+    gConfigPath = dir / "missing-dir";
+    when_shown("associate_dlg", [&](QDialog* d) {
+        click(d, "as_remove");
+        click(d, "as_done");
+    });
+    EXPECT_EQ(em_edit_associations(), 0);
+    EXPECT_EQ(apat.apat_ctr(), 2);
+    EXPECT_TRUE(boxes.empty());
+    EXPECT_FALSE(exists(dir / "missing-dir/associate.003"));
+}
