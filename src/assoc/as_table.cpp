@@ -1,5 +1,6 @@
 // The association table and its file "associate.003".
 #include "assoc/as_table.h"
+#include "shell/io_util.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -124,22 +125,17 @@ AssocLoadResult as_read_table(AssocTable& t, const std::string& path)
 
 AssocLoadResult init_read_associations(const char* dir, const char* name)
 {
-    sTablePath = std::string(dir ? dir : "") + "/" + (name ? name : "");
+    // Without a configuration directory the defaults apply and nothing is written.
+    sTablePath = dir && *dir ? std::string(dir) + "/" + (name ? name : "") : std::string();
     return as_read_table(apat, sTablePath);
 }
 
 int as_write_table(const AssocTable& t, const std::string& path)
 {
-    std::FILE* raw = std::fopen(path.c_str(), "w");
-    if (!raw)
-        return -1;
-    std::unique_ptr<std::FILE, FileCloser> f(raw);
-    bool ok = std::fputs(kAssocHeader, f.get()) >= 0;
+    std::string text = kAssocHeader;
     for (const AssocRec& r : t.apat)
-        ok = ok && std::fprintf(f.get(), "%s\t%s\t%s\t%s\n", r.pattern.c_str(), r.open.c_str(),
-                                r.view.c_str(), r.edit.c_str()) >= 0;
-    ok = std::fflush(f.get()) == 0 && ok;
-    return ok ? 0 : -1;
+        text += r.pattern + '\t' + r.open + '\t' + r.view + '\t' + r.edit + '\n';
+    return write_file_atomic(path, text.data(), text.size()) ? 0 : -1;
 }
 
 int as_save_associations()

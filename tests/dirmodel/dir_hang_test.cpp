@@ -93,8 +93,12 @@ bool wait_mounted(const std::string& dir)
 
 TEST(DirReadHang, RealFuseMountThatDoesNotAnswer)
 {
-#ifndef VELL_HANGFS
+#if !defined(VELL_HANGFS)
     GTEST_SKIP() << "libfuse3 not found at build time";
+#elif defined(VELL_SANITIZED)
+    // Forking the unmount from a sanitized process with a thread stuck in the
+    // mount can deadlock the sanitizer's own locks; the plain build runs it.
+    GTEST_SKIP() << "not run in sanitizer builds";
 #else
     TmpDir t;
     const std::string mnt = t / "mnt";
