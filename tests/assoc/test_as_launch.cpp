@@ -89,16 +89,14 @@ TEST_F(AssocLaunchTest, OpenViewEditPrintAndOpenWithKeepNamesWhole)
 TEST_F(AssocLaunchTest, ExecutablesRunQuotedAndOnlyWithoutAnAssociation)
 {
     const std::string body = "#!/bin/sh\nexec '" + running.bin() + "/vell-log' rec \"$0\" \"$@\"\n";
-    for (const std::string& n : {std::string("x; touch PWNED"), std::string("-rf"),
-                                 std::string("$(touch PWNED)"), std::string("new\nline")}) {
+    const char* names[] = {"x; touch PWNED", "-rf", "$(touch PWNED)", "new\nline", "tool.txt"};
+    for (const char* n : names) {
         std::ofstream(dir / n) << body;
         ::chmod((dir / n).c_str(), 0755);
     }
-    std::ofstream(dir / "tool.txt") << body;
-    ::chmod((dir / "tool.txt").c_str(), 0755);
     as_table_replace(apat, {"*.txt\t\tv\te"});
     open();
-    for (const char* n : {"x; touch PWNED", "-rf", "$(touch PWNED)", "new\nline", "tool.txt"})
+    for (const char* n : names)
         fl_open(index_named(n));
     auto got = running.wait("rec", 4);
     EXPECT_EQ(got, (std::vector<std::vector<std::string>>{

@@ -13,7 +13,6 @@
 #include "assoc/as_run.h"
 #include "hand_listing.h"
 #include "launch_recorder.h"
-#include "read_text.h"
 #include "tmpdir.h"
 
 namespace {
@@ -120,23 +119,15 @@ TEST(AssocRun, SpawnAlongTheLaunchPathWithoutZombies)
     EXPECT_FALSE(std::filesystem::exists(proc));
 }
 
-TEST(AssocPipe, ReadWriteErrorsAndThreads)
+TEST(AssocPipe, ReadStatusErrorsAndThreads)
 {
-    TmpDir dir;
-    std::FILE* f = as_popen("printf 'one\\ntwo\\n'", "r");
+    std::FILE* f = as_popen("printf 'one\\ntwo\\n'; exit 3", "r");
     ASSERT_NE(f, nullptr);
     char line[64];
     ASSERT_NE(std::fgets(line, sizeof line, f), nullptr);
     EXPECT_STREQ(line, "one\n");
-    EXPECT_EQ(as_pclose(f), 0);
-
-    const std::string out = dir / "out";
-    f = as_popen(("cat > '" + out + "'; exit 3").c_str(), "w");
-    ASSERT_NE(f, nullptr);
-    std::fputs("fed", f);
-    int status = as_pclose(f);
+    const int status = as_pclose(f);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 3);
-    EXPECT_EQ(read_text(out), "fed");
 
     errno = 0;
     EXPECT_EQ(as_popen("true", "x"), nullptr);
