@@ -5,11 +5,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
-#include "as_recorder.h"
 #include "assoc/as_run.h"
+#include "launch_recorder.h"
+#include "read_text.h"
 
 namespace {
 
@@ -29,10 +28,7 @@ protected:
         const std::string cmd = "env -i PATH='" + rec.bin() + "' " + env + " " +
                                 VELL_LIBEXEC_DIR + "/" + args + " 2>'" + errf + "' </dev/null";
         const int st = std::system(cmd.c_str());
-        std::ifstream in(errf);
-        std::stringstream ss;
-        ss << in.rdbuf();
-        err = ss.str();
+        err = read_text(errf);
         return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
     }
     using Calls = std::vector<std::vector<std::string>>;
@@ -89,24 +85,26 @@ TEST_F(Adapters, ShellwinWithoutTerminalRunsAndSaysSo)
 TEST_F(Adapters, ViewersHandOverToXdgOpen)
 {
     tools({"xdg-open", "x-terminal-emulator"});
-    EXPECT_EQ(run("", "glance a.jpg 'b c.gif'"), 0);
-    EXPECT_EQ(rec.wait("xdg-open", 2), (Calls{{"a.jpg"}, {"b c.gif"}}));
-    rec.clear();
-    run("", "rover -u 'file:///srv/my page.html'");
-    EXPECT_EQ(rec.wait("xdg-open", 1), (Calls{{"/srv/my page.html"}}));
-    rec.clear();
-    run("", "tunes -- -song.wav");
-    EXPECT_EQ(rec.wait("xdg-open", 1), (Calls{{"-song.wav"}}));
-    rec.clear();
-    run("", "scrib -r notes.txt");
-    EXPECT_EQ(rec.wait("xdg-open", 1), (Calls{{"notes.txt"}}));
-    rec.clear();
-    run("", "scrib notes.txt");
-    EXPECT_EQ(rec.wait("xdg-open", 1), (Calls{{"notes.txt"}}));
-    rec.clear();
-    run("DISPLAY=:9 EDITOR=ed VISUAL='myvi -n'", "scrib notes.txt");
-    EXPECT_EQ(rec.wait("x-terminal-emulator", 1), (Calls{{"-e", "myvi", "-n", "notes.txt"}}));
-    EXPECT_TRUE(rec.wait("xdg-open", 1, 100).empty());
+    struct Case {
+        const char* env;
+        const char* args;
+        const char* tool;
+        Calls calls;
+    } cases[] = {
+        {"", "glance a.jpg 'b c.gif'", "xdg-open", {{"a.jpg"}, {"b c.gif"}}},
+        {"", "rover -u 'file:///srv/my page.html'", "xdg-open", {{"/srv/my page.html"}}},
+        {"", "tunes -- -song.wav", "xdg-open", {{"-song.wav"}}},
+        {"", "scrib -r notes.txt", "xdg-open", {{"notes.txt"}}},
+        {"", "scrib notes.txt", "xdg-open", {{"notes.txt"}}},
+        {"DISPLAY=:9 EDITOR=ed VISUAL='myvi -n'", "scrib notes.txt", "x-terminal-emulator",
+         {{"-e", "myvi", "-n", "notes.txt"}}},
+    };
+    for (const Case& c : cases) {
+        rec.clear();
+        EXPECT_EQ(run(c.env, c.args), 0) << c.args;
+        EXPECT_EQ(rec.wait(c.tool, c.calls.size()), c.calls) << c.args;
+    }
+    EXPECT_TRUE(rec.wait("xdg-open", 1, 100).empty());  // the editor, not the desktop
 }
 
 TEST_F(Adapters, MissingDesktopToolIsReported)

@@ -13,7 +13,7 @@
 namespace {
 
 const std::vector<std::string> kHostile = {
-    "$(touch PWNED)", "a'b", "x; touch PWNED", "-rf", "new\nline", "`touch PWNED`",
+    "$(touch PWNED)", "a'b", "x; touch PWNED", "-rf", "new\nline", "`touch PWNED`", "a\"b",
 };
 
 // As the name list hands a name over: a single quote arrives as \047.
@@ -48,6 +48,8 @@ protected:
 
 }  // namespace
 
+// Each action with another way of placing the name: bare, appended, quoted both
+// ways, and through the terminal program.
 TEST_F(AssocLaunchTest, OpenViewEditPrintAndOpenWithKeepNamesWhole)
 {
     for (const std::string& n : kHostile)
@@ -59,11 +61,11 @@ TEST_F(AssocLaunchTest, OpenViewEditPrintAndOpenWithKeepNamesWhole)
         ASSERT_EQ(as_open_file(gDir.path.c_str(), n.c_str()), 0);
         EXPECT_GT(as_view_file(n.c_str()), 0);
         EXPECT_GT(as_edit_file(n.c_str()), 0);
-        EXPECT_GT(file_cmd("rec with", n.c_str()), 0);  // Open With
+        EXPECT_GT(file_cmd("rec with \"@\"", n.c_str()), 0);  // Open With
         launches += 4;
     }
     fl_select_all();
-    EXPECT_GT(file_cmd("rec print @ end", nullptr), 0);
+    EXPECT_GE(file_cmd("shellwin rec print @ end", nullptr), 0);
     auto got = running.wait("rec", launches + 1, 10000);
     ASSERT_EQ(got.size(), launches + 1);
     std::vector<std::vector<std::string>> want;
@@ -87,16 +89,14 @@ TEST_F(AssocLaunchTest, OpenViewEditPrintAndOpenWithKeepNamesWhole)
 TEST_F(AssocLaunchTest, ExecutablesRunQuotedAndOnlyWithoutAnAssociation)
 {
     const std::string body = "#!/bin/sh\nexec '" + running.bin() + "/vell-log' rec \"$0\" \"$@\"\n";
-    for (const std::string& n : {std::string("x; touch PWNED"), std::string("-rf"),
-                                 std::string("$(touch PWNED)"), std::string("new\nline")}) {
+    const char* names[] = {"x; touch PWNED", "-rf", "$(touch PWNED)", "new\nline", "tool.txt"};
+    for (const char* n : names) {
         std::ofstream(dir / n) << body;
         ::chmod((dir / n).c_str(), 0755);
     }
-    std::ofstream(dir / "tool.txt") << body;
-    ::chmod((dir / "tool.txt").c_str(), 0755);
     as_table_replace(apat, {"*.txt\t\tv\te"});
     open();
-    for (const char* n : {"x; touch PWNED", "-rf", "$(touch PWNED)", "new\nline", "tool.txt"})
+    for (const char* n : names)
         fl_open(index_named(n));
     auto got = running.wait("rec", 4);
     EXPECT_EQ(got, (std::vector<std::vector<std::string>>{

@@ -3,14 +3,12 @@
 // "associate.003" read back from a temporary configuration directory.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <functional>
-#include <sstream>
-#include <sys/stat.h>
 
 #include <QApplication>
 #include <QDialog>
-#include <QHeaderView>
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QPushButton>
@@ -24,12 +22,10 @@
 #include "shell/globals.h"
 #include "shell/w_msg.h"
 #include "shell/w_utils.h"
+#include "read_text.h"
 #include "tmpdir.h"
 
 namespace {
-const char kHeader[] =
-    "# <pattern[|pattern[..]]> \\t <open_command> \\t <view_command> \\t <edit command>\n";
-
 // Runs `fn` once the modal dialog named `name` is on screen and active, so that
 // its shortcuts take keys.
 void when_shown(const char* name, std::function<void(QDialog*)> fn)
@@ -73,12 +69,6 @@ int current_row(QDialog* d)
     return list->indexOfTopLevelItem(list->currentItem());
 }
 
-void select_row(QDialog* d, int row)
-{
-    auto* list = w<QTreeWidget>(d, "as_list");
-    list->setCurrentItem(list->topLevelItem(row));
-}
-
 void fill(QDialog* ed, const char* pattern, const char* open, const char* view,
           const char* edit)
 {
@@ -98,20 +88,6 @@ void in_editor(QDialog* list, const char* button, std::function<void(QDialog*)> 
 {
     when_shown("assoc_type_dlg", std::move(fn));
     click(list, button);
-}
-
-std::string slurp(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-bool exists(const std::string& path)
-{
-    struct stat st;
-    return ::stat(path.c_str(), &st) == 0;
 }
 
 class AssocDlgTest : public ::testing::Test {
@@ -161,37 +137,11 @@ protected:
 };
 }  // namespace
 
-TEST_F(AssocDlgTest, ShowsTheTableInFourColumnsWithTheFirstLineSelected)
-{
-    when_shown("associate_dlg", [&](QDialog* d) {
-        EXPECT_EQ(d->windowTitle(), "Associate");
-        EXPECT_TRUE(wis_blocked(&base));
-        auto* list = w<QTreeWidget>(d, "as_list");
-        EXPECT_EQ(list->headerItem()->text(0), "Pattern");
-        EXPECT_EQ(list->headerItem()->text(1), "Open");
-        EXPECT_EQ(list->headerItem()->text(2), "View");
-        EXPECT_EQ(list->headerItem()->text(3), "Edit");
-        const std::pair<const char*, const char*> buttons[] = {
-            {"as_edit", "&Edit..."}, {"as_remove", "&Remove"}, {"as_add", "&Add..."},
-            {"as_cancel", "&Cancel"}, {"as_done", "&Done"}};
-        for (auto [name, text] : buttons)
-            EXPECT_EQ(w<QPushButton>(d, name)->text(), text);
-        EXPECT_EQ(rows(d), QStringList({"*.[ch]|scrib|scrib -r|scrib-edit",
-                                        "[Mm]akefile|shellwin -z make -f @||scrib",
-                                        "*.txt|scrib|less|vi"}));
-        EXPECT_EQ(current_row(d), 0);
-        EXPECT_TRUE(w<QPushButton>(d, "as_edit")->isEnabled());
-        click(d, "as_cancel");
-    });
-    EXPECT_EQ(em_edit_associations(), -1);
-    EXPECT_FALSE(wis_blocked(&base));
-    EXPECT_EQ(base.focusWidget(), filelist);
-}
-
 TEST_F(AssocDlgTest, DoneReplacesTheTableAndWritesTheFileViewBeforeEdit)
 {
     when_shown("associate_dlg", [&](QDialog* d) {
-        select_row(d, 2);
+        auto* list = w<QTreeWidget>(d, "as_list");
+        list->setCurrentItem(list->topLevelItem(2));
         in_editor(d, "as_edit", [&](QDialog* ed) {
             EXPECT_EQ(ed->windowTitle(), "New Association Type");
             EXPECT_EQ(w<QLineEdit>(ed, "at_pattern")->text(), "*.txt");
@@ -217,32 +167,40 @@ TEST_F(AssocDlgTest, DoneReplacesTheTableAndWritesTheFileViewBeforeEdit)
     });
     EXPECT_EQ(em_edit_associations(), 0);
 
-    EXPECT_EQ(table_lines(), std::vector<std::string>({
-                                 "*.[ch]\tscrib\tscrib -r\tscrib-edit",
-                                 "[Mm]akefile\tshellwin -z make -f @\t\tscrib",
-                                 "*.txt\tscrib\tmore\tvi",
-                                 "^*.png|*.gif\t\tglance\t",
-                             }));
-    EXPECT_EQ(apat[2].view, "more");
-    EXPECT_EQ(apat[2].edit, "vi");
-    EXPECT_EQ(slurp(dir / "associate.003"),
-              std::string(kHeader) + "*.[ch]\tscrib\tscrib -r\tscrib-edit\n"
+    EXPECT_EQ(read_text(dir / "associate.003"),
+              std::string(kAssocHeader) + "*.[ch]\tscrib\tscrib -r\tscrib-edit\n"
                                      "[Mm]akefile\tshellwin -z make -f @\t\tscrib\n"
                                      "*.txt\tscrib\tmore\tvi\n"
                                      "^*.png|*.gif\t\tglance\t\n");
-    // The written file is the table the program reads back at its next start.
+    // The table in memory is what the program reads back from the file.
     AssocTable back;
     as_read_table(back, dir / "associate.003");
     EXPECT_EQ(as_table_lines(back), table_lines());
     EXPECT_TRUE(boxes.empty());
 }
 
-TEST_F(AssocDlgTest, CancelLeavesTableAndFileAsTheyWere)
+TEST_F(AssocDlgTest, ShowsTheTableAndCancelLeavesTableAndFileAsTheyWere)
 {
-    const std::string before = std::string(kHeader) + "*.old\tx\t\t\n";
+    const std::string before = std::string(kAssocHeader) + "*.old\tx\t\t\n";
     std::ofstream(dir / "associate.003", std::ios::binary) << before;
     const auto lines = table_lines();
     when_shown("associate_dlg", [&](QDialog* d) {
+        EXPECT_EQ(d->windowTitle(), "Associate");
+        EXPECT_TRUE(wis_blocked(&base));
+        QStringList heads;
+        for (int c = 0; c < 4; ++c)
+            heads << w<QTreeWidget>(d, "as_list")->headerItem()->text(c);
+        EXPECT_EQ(heads, QStringList({"Pattern", "Open", "View", "Edit"}));
+        const std::pair<const char*, const char*> buttons[] = {
+            {"as_edit", "&Edit..."}, {"as_remove", "&Remove"}, {"as_add", "&Add..."},
+            {"as_cancel", "&Cancel"}, {"as_done", "&Done"}};
+        for (auto [name, text] : buttons)
+            EXPECT_EQ(w<QPushButton>(d, name)->text(), text);
+        EXPECT_EQ(rows(d), QStringList({"*.[ch]|scrib|scrib -r|scrib-edit",
+                                        "[Mm]akefile|shellwin -z make -f @||scrib",
+                                        "*.txt|scrib|less|vi"}));
+        EXPECT_EQ(current_row(d), 0);
+        EXPECT_TRUE(w<QPushButton>(d, "as_edit")->isEnabled());
         click(d, "as_remove");
         in_editor(d, "as_add", [&](QDialog* ed) {
             fill(ed, "*.new", "a", "b", "c");
@@ -257,7 +215,9 @@ TEST_F(AssocDlgTest, CancelLeavesTableAndFileAsTheyWere)
     });
     EXPECT_EQ(em_edit_associations(), -1);
     EXPECT_EQ(table_lines(), lines);
-    EXPECT_EQ(slurp(dir / "associate.003"), before);
+    EXPECT_EQ(read_text(dir / "associate.003"), before);
+    EXPECT_FALSE(wis_blocked(&base));
+    EXPECT_EQ(base.focusWidget(), filelist);
 
     // Closing through the window frame is a Cancel as well.
     when_shown("associate_dlg", [&](QDialog* d) {
@@ -268,9 +228,33 @@ TEST_F(AssocDlgTest, CancelLeavesTableAndFileAsTheyWere)
     EXPECT_EQ(table_lines(), lines);
 }
 
-TEST_F(AssocDlgTest, EmptyTableGreysEditAndRemoveUntilALineIsAdded)
+TEST_F(AssocDlgTest, RemovingEveryLineThenAddingOneBack)
 {
-    apat.clear();
+    when_shown("associate_dlg", [&](QDialog* d) {
+        auto* list = w<QTreeWidget>(d, "as_list");
+        list->setCurrentItem(list->topLevelItem(1));
+        click(d, "as_remove");
+        // The line that was selected goes, not the first one.
+        EXPECT_EQ(rows(d), QStringList({"*.[ch]|scrib|scrib -r|scrib-edit",
+                                        "*.txt|scrib|less|vi"}));
+        EXPECT_EQ(current_row(d), 0);
+        QTest::keyClick(list, Qt::Key_Delete);
+        EXPECT_EQ(rows(d).size(), 1);
+        // A mnemonic "animates" its button: the click lands about 100 ms later.
+        QTest::keyClick(d, Qt::Key_R, Qt::AltModifier);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return rows(d).isEmpty(); }, 2000));
+        EXPECT_FALSE(w<QPushButton>(d, "as_edit")->isEnabled());
+        EXPECT_FALSE(w<QPushButton>(d, "as_remove")->isEnabled());
+        // Delete on an empty list does nothing at all.
+        QTest::keyClick(list, Qt::Key_Delete);
+        QTest::keyClick(d, Qt::Key_D, Qt::AltModifier);
+    });
+    EXPECT_EQ(em_edit_associations(), 0);
+    EXPECT_EQ(apat.apat_ctr(), 0);
+    EXPECT_EQ(read_text(dir / "associate.003"), kAssocHeader);
+    EXPECT_EQ(_get_pat_idx("main.c"), -1);
+
+    // Opened on the empty table: Edit and Remove stay grey until a line is added.
     when_shown("associate_dlg", [&](QDialog* d) {
         EXPECT_TRUE(rows(d).isEmpty());
         EXPECT_FALSE(w<QPushButton>(d, "as_edit")->isEnabled());
@@ -286,35 +270,7 @@ TEST_F(AssocDlgTest, EmptyTableGreysEditAndRemoveUntilALineIsAdded)
         click(d, "as_done");
     });
     EXPECT_EQ(em_edit_associations(), 0);
-    EXPECT_EQ(slurp(dir / "associate.003"), std::string(kHeader) + "*.log\t\tless\t\n");
-    ASSERT_EQ(apat.apat_ctr(), 1);
-    EXPECT_EQ(apat[0].open, "");
-}
-
-TEST_F(AssocDlgTest, RemovingEveryLineLeavesAHeaderOnlyFile)
-{
-    when_shown("associate_dlg", [&](QDialog* d) {
-        select_row(d, 1);
-        click(d, "as_remove");
-        // The line that was selected goes, not the first one.
-        EXPECT_EQ(rows(d), QStringList({"*.[ch]|scrib|scrib -r|scrib-edit",
-                                        "*.txt|scrib|less|vi"}));
-        EXPECT_EQ(current_row(d), 0);
-        QTest::keyClick(w<QTreeWidget>(d, "as_list"), Qt::Key_Delete);
-        EXPECT_EQ(rows(d).size(), 1);
-        // A mnemonic "animates" its button: the click lands about 100 ms later.
-        QTest::keyClick(d, Qt::Key_R, Qt::AltModifier);
-        EXPECT_TRUE(QTest::qWaitFor([&] { return rows(d).isEmpty(); }, 2000));
-        EXPECT_FALSE(w<QPushButton>(d, "as_edit")->isEnabled());
-        EXPECT_FALSE(w<QPushButton>(d, "as_remove")->isEnabled());
-        // Delete on an empty list does nothing at all.
-        QTest::keyClick(w<QTreeWidget>(d, "as_list"), Qt::Key_Delete);
-        QTest::keyClick(d, Qt::Key_D, Qt::AltModifier);
-    });
-    EXPECT_EQ(em_edit_associations(), 0);
-    EXPECT_EQ(apat.apat_ctr(), 0);
-    EXPECT_EQ(slurp(dir / "associate.003"), kHeader);
-    EXPECT_EQ(_get_pat_idx("main.c"), -1);
+    EXPECT_EQ(read_text(dir / "associate.003"), std::string(kAssocHeader) + "*.log\t\tless\t\n");
 }
 
 TEST_F(AssocDlgTest, EditorRefusesBadPatternsAndMissingCommands)
@@ -361,21 +317,15 @@ TEST_F(AssocDlgTest, EditorKeys)
         });
         EXPECT_FALSE(wis_blocked(d));
         EXPECT_EQ(rows(d).size(), 3);
-        // Enter in the pattern field is Done.
-        in_editor(d, "as_add", [&](QDialog* ed) {
-            fill(ed, "*.y", "o", "", "");
-            QTest::keyClick(w<QLineEdit>(ed, "at_pattern"), Qt::Key_Return);
-        });
-        EXPECT_EQ(rows(d).value(3), "*.y|o||");
-        // Enter in the open field is Done too, and it checks like the button.
+        // Enter in the pattern or the open field is Done, checked like the button.
         in_editor(d, "as_add", [&](QDialog* ed) {
             fill(ed, "", "o", "", "");
-            QTest::keyClick(w<QLineEdit>(ed, "at_command"), Qt::Key_Return);
+            QTest::keyClick(w<QLineEdit>(ed, "at_pattern"), Qt::Key_Return);
             EXPECT_EQ(boxes.size(), 1u);
             w<QLineEdit>(ed, "at_pattern")->setText("*.z");
             QTest::keyClick(w<QLineEdit>(ed, "at_command"), Qt::Key_Return);
         });
-        EXPECT_EQ(rows(d).value(4), "*.z|o||");
+        EXPECT_EQ(rows(d).value(3), "*.z|o||");
         // The editor's close box is its Cancel.
         in_editor(d, "as_edit", [&](QDialog* ed) {
             w<QLineEdit>(ed, "at_pattern")->setText("*.gone");
@@ -398,5 +348,5 @@ TEST_F(AssocDlgTest, UnwritableFileIsSilentAndTheTableStillChanges)
     EXPECT_EQ(em_edit_associations(), 0);
     EXPECT_EQ(apat.apat_ctr(), 2);
     EXPECT_TRUE(boxes.empty());
-    EXPECT_FALSE(exists(dir / "missing-dir/associate.003"));
+    EXPECT_FALSE(std::filesystem::exists(dir / "missing-dir/associate.003"));
 }

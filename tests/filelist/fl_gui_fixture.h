@@ -15,7 +15,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "../assoc/as_recorder.h"
+#include "launch_recorder.h"
 #include "assoc/as_table.h"
 #include "filelist/fl_model.h"
 #include "filelist/fl_panel.h"

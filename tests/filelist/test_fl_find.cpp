@@ -6,27 +6,13 @@
 #include <fstream>
 #include <random>
 #include <set>
-#include <sys/stat.h>
 
 #include "filelist/fl_complete.h"
 #include "filelist/fl_find.h"
+#include "hand_listing.h"
 #include "tmpdir.h"
 
 namespace {
-
-// A listing of plain records; names ending in "/" become directories.
-void fill(DirListing& l, std::initializer_list<std::string> names)
-{
-    for (const std::string& n : names) {
-        auto* r = new FileRecord;
-        const bool dir = !n.empty() && n.back() == '/';
-        r->name = dir ? n.substr(0, n.size() - 1) : n;
-        r->status.st_mode = dir ? (S_IFDIR | 0755) : (S_IFREG | 0644);
-        l.dirs += dir;
-        l.records.push_back(r);
-    }
-    l.count = l.capacity = static_cast<int>(l.records.size());
-}
 
 std::vector<int> hits(const DirListing& l, const char* name, int flags)
 {
@@ -39,8 +25,7 @@ std::vector<int> hits(const DirListing& l, const char* name, int flags)
 
 TEST(XFind, Table)
 {
-    DirListing l;
-    fill(l, {"src/", "readme", "Readme.txt", "read", "a*b", "alpha", "src.c"});
+    HandListing l({"src/", "readme", "Readme.txt", "read", "a*b", "alpha", "src.c"});
     struct Case {
         const char* name;
         int flags;
@@ -77,58 +62,41 @@ TEST(XFind, Table)
 
 TEST(Selection, CountsFollowAPlainSetModel)
 {
-    DirListing l;
-    fill(l, {"d0/", "f1", "d2/", "f3", "f4", "d5/", "f6", "f7"});
+    HandListing l({"d0/", "f1", "d2/", "f3", "f4", "d5/", "f6", "f7"});
     std::set<int> model;
-    auto is_dir = [](int i) { return i == 0 || i == 2 || i == 5; };
     std::mt19937 rng(7);
     for (int step = 0; step < 2000; ++step) {
         const int i = static_cast<int>(rng() % 12) - 2;  // some out of range
         const bool valid = i >= 0 && i < l.count;
-        switch (rng() % 7) {
-        case 0:
-        case 1:
+        const int op = static_cast<int>(rng() % 7);
+        if (op <= 1) {
             EXPECT_EQ(fl_select_index(l, i), i);
             if (valid)
                 model.insert(i);
-            break;
-        case 2:
+        } else if (op == 2) {
             fl_unselect_index(l, i);
             model.erase(i);
-            break;
-        case 3:
+        } else if (op == 3) {
             fl_invert_index(l, i);
             if (valid && !model.erase(i))
                 model.insert(i);
-            break;
-        case 4:
-            if (rng() % 4 == 0) {
+        } else if (rng() % 6 == 0) {  // now and then the whole list at once
+            std::set<int> next;
+            for (int k = 0; k < l.count; ++k)
+                if (op == 5 || (op == 4 && !model.count(k)))
+                    next.insert(k);
+            model = next;
+            if (op == 4)
                 fl_invert_all(l);
-                std::set<int> inv;
-                for (int k = 0; k < l.count; ++k)
-                    if (!model.count(k))
-                        inv.insert(k);
-                model = inv;
-            }
-            break;
-        case 5:
-            if (rng() % 8 == 0) {
+            else if (op == 5)
                 fl_select_all(l);
-                for (int k = 0; k < l.count; ++k)
-                    model.insert(k);
-            }
-            break;
-        case 6:
-            if (rng() % 8 == 0) {
+            else
                 fl_unselect_all(l);
-                model.clear();
-            }
-            break;
         }
         int dirs = 0;
         for (int k = 0; k < l.count; ++k) {
             ASSERT_EQ((l[k].flags & DIR_F_SELECTED) != 0, model.count(k) == 1) << "step " << step;
-            dirs += model.count(k) && is_dir(k);
+            dirs += model.count(k) && S_ISDIR(l[k].status.st_mode);
         }
         ASSERT_EQ(l.selected, static_cast<int>(model.size()));
         ASSERT_EQ(l.selected_dirs, dirs);
@@ -137,10 +105,8 @@ TEST(Selection, CountsFollowAPlainSetModel)
 
 TEST(Selection, ByPattern)
 {
-    DirListing l;
-    fill(l, {"a.c", "b.h", "c.c", "lib/", "lib.c"});
+    HandListing l({"a.c", "b.h", "c.c", "lib/", "lib.c"});
     EXPECT_EQ(fl_select(l, "*.c", 0), 4);
-    EXPECT_EQ(l.selected, 3);
     EXPECT_EQ(fl_select(l, "*.c", 0), 4);  // already selected: counts unchanged
     EXPECT_EQ(l.selected, 3);
     EXPECT_EQ(fl_select(l, "lib*", 0), 4);

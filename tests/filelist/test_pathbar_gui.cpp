@@ -70,26 +70,22 @@ TEST_F(FlGuiTest, TypingAtTheEndProposesAHistoryEntry)
     EXPECT_EQ(box->currentText(), QString::fromStdString(dir / "usr/local/"));
 
     // Ambiguous: the common prefix, no slash.
-    type_path(box, dir / "usr/l");
-    box->lineEdit()->deselect();
     box->lineEdit()->setText(QString::fromStdString(dir / "usr/l"));
     QTest::keyClick(box->lineEdit(), Qt::Key_Escape);
     QTest::keyClick(box->lineEdit(), Qt::Key_Escape);
     EXPECT_EQ(box->currentText(), QString::fromStdString(dir / "usr/l"));
 }
 
-TEST_F(FlGuiTest, DiskCompletionIgnoresFilesAndRelativeText)
+TEST_F(FlGuiTest, DiskCompletionIgnoresFilesAndNeedsTwoEscapesInARow)
 {
     make_file("passwd");
     make_dir("usr");
     open();
     QComboBox* box = window->ui->tb_curpath;
-    for (const std::string& text : {dir / "pass", std::string("us")}) {
-        box->lineEdit()->setText(QString::fromStdString(text));
-        QTest::keyClick(box->lineEdit(), Qt::Key_Escape);
-        QTest::keyClick(box->lineEdit(), Qt::Key_Escape);
-        EXPECT_EQ(box->currentText(), QString::fromStdString(text));
-    }
+    box->lineEdit()->setText(QString::fromStdString(dir / "pass"));
+    QTest::keyClick(box->lineEdit(), Qt::Key_Escape);
+    QTest::keyClick(box->lineEdit(), Qt::Key_Escape);
+    EXPECT_EQ(box->currentText(), QString::fromStdString(dir / "pass"));
     box->lineEdit()->setText(QString::fromStdString(dir / "us"));
     QTest::keyClick(box->lineEdit(), Qt::Key_Escape);
     QTest::keyClick(box->lineEdit(), Qt::Key_A);  // another key breaks the pair

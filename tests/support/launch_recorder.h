@@ -6,13 +6,13 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <sys/stat.h>
 #include <thread>
 #include <vector>
 
 #include "assoc/as_run.h"
+#include "read_text.h"
 #include "tmpdir.h"
 
 class LaunchRecorder {
@@ -87,10 +87,7 @@ private:
             const std::string name = e.path().filename();
             if (name.rfind(who + ".", 0) != 0 || name.ends_with(".t"))
                 continue;
-            std::ifstream in(e.path(), std::ios::binary);
-            std::stringstream ss;
-            ss << in.rdbuf();
-            const std::string all = ss.str();
+            const std::string all = read_text(e.path());
             std::vector<std::string> args;
             std::size_t start = 0;
             for (std::size_t z; (z = all.find('\0', start)) != std::string::npos; start = z + 1)
