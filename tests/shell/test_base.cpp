@@ -7,12 +7,9 @@
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
-#include <QSplitter>
 #include <QTest>
 #include <QTimer>
 #include <QToolButton>
-#include <QTreeView>
-#include <QTreeWidget>
 #include <sys/stat.h>
 
 #include "shell/base.h"
@@ -61,18 +58,14 @@ TEST_F(BaseTest, HoldsEveryNamedWidget)
     EXPECT_NE(w->findChild<QTimer*>("ftimer"), nullptr);
     EXPECT_EQ(w->findChild<QLabel*>("tree_title")->text(), "Bookmarks");
 
-    QStringList menus;
+    QStringList menus, buttons;
     for (QAction* a : w->findChild<QMenuBar*>("menu_tbg")->actions())
         menus << a->text();
     EXPECT_EQ(menus, QStringList({"&File", "&Edit", "&Go", "&Bookmarks", "&Help"}));
-
-    // The ten buttons of nav_tb, in order.
-    QStringList buttons;
     for (auto* b : w->findChild<QWidget*>("nav_tb")->findChildren<QToolButton*>())
         buttons << b->objectName();
-    EXPECT_EQ(buttons, QStringList({"tb_up", "tb_refresh", "tb_home", "tb_cut", "tb_copy",
-                                    "tb_paste", "tb_new_folder", "tb_print", "tb_add",
-                                    "tb_hotlist"}));
+    EXPECT_EQ(buttons, QStringList({"tb_up", "tb_refresh", "tb_home", "tb_cut", "tb_copy", "tb_paste",
+                                    "tb_new_folder", "tb_print", "tb_add", "tb_hotlist"}));
     EXPECT_EQ(w->findChild<QComboBox*>("tb_filespec")->currentText(), "*");
 }
 
@@ -89,8 +82,7 @@ TEST_F(BaseTest, GeometryComesFromTheRecordAndGoesBack)
 
     w->resize(700, 480);
     w->ui->workspace->setSizes({210, 470});
-    auto* header = w->ui->filelist;
-    header->setColumnWidth(2, 99);
+    w->ui->filelist->setColumnWidth(2, 99);
 
     ConfigRecord out;
     base_get_window_metrics(out);
@@ -137,22 +129,20 @@ TEST_F(BaseTest, SessionIsSavedOnceOnClose)
     EXPECT_NE(::stat(file.c_str(), &st), 0) << "a second way out saves nothing again";
 }
 
-TEST_F(BaseTest, NothingIsSavedWithoutConfigurationDirectory)
+TEST_F(BaseTest, NothingIsSavedWithoutDirectoryOrWhenSaveAtExitIsOff)
 {
-    gConfigPath.clear();
-    BaseWindow* w = open();
-    w->close();
-    struct stat st {};
-    EXPECT_NE(::stat((dir / "config.003").c_str(), &st), 0);
-}
-
-TEST_F(BaseTest, SaveAtExitZeroKeepsTheRecordFileUntouched)
-{
-    gConfig->set_i32(cfg::kSaveAtExit, 0);
-    BaseWindow* w = open();
-    w->close();
-    struct stat st {};
-    EXPECT_NE(::stat((dir / "config.003").c_str(), &st), 0);
+    for (bool no_dir : {true, false}) {
+        if (no_dir)
+            gConfigPath.clear();
+        else
+            gConfig->set_i32(cfg::kSaveAtExit, 0);
+        open()->close();
+        delete window;
+        window = nullptr;
+        gConfigPath = dir.path();
+        struct stat st {};
+        EXPECT_NE(::stat((dir / "config.003").c_str(), &st), 0) << no_dir;
+    }
 }
 
 TEST_F(BaseTest, AboutBoxShowsTheVersionAndClosesOnEscape)

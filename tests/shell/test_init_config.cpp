@@ -1,41 +1,12 @@
 // The settings record: its byte layout, reading, defaults, option-word migration
 // and saving, through real files.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <cstring>
-#include <fstream>
-#include <iterator>
-#include <vector>
 
+#include "filebytes.h"
 #include "shell/init_config.h"
 #include "tmpdir.h"
-
-namespace {
-std::vector<uint8_t> slurp(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-void spit(const std::string& path, const void* data, std::size_t n)
-{
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(static_cast<const char*>(data), static_cast<std::streamsize>(n));
-}
-
-uint32_t le32(const std::vector<uint8_t>& b, std::size_t off)
-{
-    return uint32_t(b[off]) | uint32_t(b[off + 1]) << 8 | uint32_t(b[off + 2]) << 16 |
-           uint32_t(b[off + 3]) << 24;
-}
-
-std::string cstr(const std::vector<uint8_t>& b, std::size_t off)
-{
-    return std::string(reinterpret_cast<const char*>(b.data() + off));
-}
-}  // namespace
 
 TEST(ConfigRecord, SavedDefaultsSitAtTheirOffsets)
 {
@@ -46,31 +17,21 @@ TEST(ConfigRecord, SavedDefaultsSitAtTheirOffsets)
     init_migrate_options(rec, reader);
     ASSERT_EQ(init_save_config(rec, dir.path()), 0);
 
-    const auto b = slurp(dir / "config.003");
+    const std::string b = slurp(dir / "config.003");
     ASSERT_EQ(b.size(), 5692u);
-    EXPECT_EQ(le32(b, 0), 1u);
-    EXPECT_EQ(le32(b, 4), 0u);
-    EXPECT_EQ(cstr(b, 8), "scrib @");
-    EXPECT_EQ(cstr(b, 2056), "lpr @");
-    EXPECT_EQ(cstr(b, 3080), "shellwin");
-    EXPECT_EQ(cstr(b, 4104), "TextFont08");
-    EXPECT_EQ(cstr(b, 4359), "TextFont08");
-    EXPECT_EQ(b[4614], 0);
-    EXPECT_EQ(b[4615], 0);
-    const uint32_t widths[] = {125, 50, 105, 53, 53, 75};
-    for (int c = 0; c < 6; ++c)
-        EXPECT_EQ(le32(b, 4616 + 4 * c), widths[c]) << "column " << c + 1;
-    EXPECT_EQ(le32(b, 4640), 190u);
-    EXPECT_EQ(le32(b, 4644), 410u);
-    EXPECT_EQ(le32(b, 4648), 600u);
-    EXPECT_EQ(le32(b, 4652), 1500u);
-    EXPECT_EQ(le32(b, 4656), 0xFF000925u);
-    EXPECT_EQ(b[4659], 0xFF);
-    EXPECT_EQ(le32(b, 4660), 1u);
+    const std::pair<std::size_t, const char*> strings[] = {
+        {8, "scrib @"}, {2056, "lpr @"}, {3080, "shellwin"}, {4104, "TextFont08"},
+        {4359, "TextFont08"}, {4614, ""}, {4615, ""}, {4665, ""}, {5691, ""}};
+    for (const auto& [off, text] : strings)
+        EXPECT_EQ(std::string(b.c_str() + off), text) << off;
+    const std::pair<std::size_t, uint32_t> words[] = {
+        {0, 1},      {4, 0},      {4616, 125}, {4620, 50},  {4624, 105},        {4628, 53},
+        {4632, 53},  {4636, 75},  {4640, 190}, {4644, 410}, {4648, 600},        {4652, 1500},
+        {4656, 0xFF000925u},      {4660, 1}};
+    for (const auto& [off, value] : words)
+        EXPECT_EQ(le32(b, off), value) << off;
+    EXPECT_EQ(uint8_t(b[4659]), 0xFF);
     EXPECT_EQ(b[4664], 1);
-    EXPECT_EQ(b[4665], 0);
-    EXPECT_EQ(b[5690], 0);
-    EXPECT_EQ(b[5691], 0);
 }
 
 TEST(ConfigRecord, StringFieldsAreBoundedAndKeepTheirTail)
@@ -79,82 +40,61 @@ TEST(ConfigRecord, StringFieldsAreBoundedAndKeepTheirTail)
     rec.set_str(cfg::kPrint, cfg::kPrintLen, "lpr -P office @ extra");
     rec.set_str(cfg::kPrint, cfg::kPrintLen, "lp @");
     EXPECT_EQ(rec.print_command(), "lp @");
-    // Bytes after the terminator stay what the record held.
-    EXPECT_EQ(rec.data()[cfg::kPrint + 5], 'P');
+    EXPECT_EQ(rec.data()[cfg::kPrint + 5], 'P') << "bytes after the terminator stay";
 
     rec.set_str(cfg::kHotlistFont, cfg::kFontLen, std::string(400, 'f'));
     EXPECT_EQ(rec.hotlist_font().size(), 254u);
-    EXPECT_EQ(rec.filelist_font(), "");  // the neighbour is untouched
-
+    EXPECT_EQ(rec.filelist_font(), "");
     // A damaged field without a terminator ends at its width.
     std::memset(rec.data() + cfg::kAltEncoding, 'x', cfg::kAltEncodingLen);
     EXPECT_EQ(rec.alt_encoding().size(), cfg::kAltEncodingLen);
 }
 
-struct ReadCase {
-    const char* what;
-    std::size_t file_bytes;  // SIZE_MAX: no file
-    uint32_t stored_word;
-    bool whole;
-    uint32_t word_after;
-    bool dots_hidden;  // reader's 0x104 bits cleared
-};
-
-class ConfigRead : public ::testing::TestWithParam<ReadCase> {};
-
-TEST_P(ConfigRead, DefaultsAndMigration)
+TEST(ConfigRead, DefaultsAndMigration)
 {
-    const ReadCase& c = GetParam();
-    TmpDir dir;
-    ConfigRecord stored;
-    init_config_defaults(stored);
-    stored.set_i32(cfg::kWindowWidth, 999);
-    stored.set_options(c.stored_word);
-    stored.set_str(cfg::kAltEncoding, cfg::kAltEncodingLen, "ISO-8859-1");
-    std::vector<uint8_t> bytes(stored.data(), stored.data() + stored.size());
-    bytes.resize(std::max<std::size_t>(bytes.size(), 6000), 0xAB);
-    if (c.file_bytes != SIZE_MAX)
-        spit(dir / "config.003", bytes.data(), c.file_bytes);
+    struct Case {
+        const char* what;
+        std::size_t file_bytes;  // SIZE_MAX: no file
+        uint32_t stored_word;
+        bool whole;
+        uint32_t word_after;
+        bool dots_hidden;  // the reader's 0x104 bits cleared
+        const char* alt;   // the alternate encoding afterwards
+    } cases[] = {
+        {"missing", SIZE_MAX, 0xFF000925, false, 0x925, true, ""},
+        {"zero length", 0, 0xFF000925, false, 0x925, true, ""},
+        // A short file's bytes stay where the defaults leave them alone.
+        {"truncated", 4700, 0xFF000000, false, 0x925, true, "ISO-8859-1"},
+        {"this version, dots shown", 5692, 0xFF000B24, true, 0xFF000B24, false, "ISO-8859-1"},
+        {"this version, dots hidden", 5692, 0xFF000925, true, 0xFF000925, true, "ISO-8859-1"},
+        {"older, word 0", 5692, 0, true, 0x924, false, "ISO-8859-1"},
+        {"older, any other word", 5692, 0x0B26, true, 0x925, true, "ISO-8859-1"},
+        {"longer file", 6000, 0xFF000924, true, 0xFF000924, false, "ISO-8859-1"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        TmpDir dir;
+        ConfigRecord stored;
+        init_config_defaults(stored);
+        stored.set_i32(cfg::kWindowWidth, 999);
+        stored.set_options(c.stored_word);
+        stored.set_str(cfg::kAltEncoding, cfg::kAltEncodingLen, "ISO-8859-1");
+        std::string bytes(reinterpret_cast<const char*>(stored.data()), stored.size());
+        bytes.resize(6000, '\xAB');
+        if (c.file_bytes != SIZE_MAX)
+            spit(dir / "config.003", bytes.substr(0, c.file_bytes));
 
-    ConfigRecord rec;
-    uint32_t reader = cfg::kReaderInitialOptions;
-    EXPECT_EQ(init_read_config(rec, dir.path()), c.whole);
-    init_migrate_options(rec, reader);
-    EXPECT_EQ(rec.options(), c.word_after);
-    EXPECT_EQ((reader & 0x104) == 0, c.dots_hidden);
-    EXPECT_EQ(reader | 0x104, cfg::kReaderInitialOptions) << "only the dot bits change";
-    EXPECT_EQ(rec.window_width(), c.whole ? 999 : 600);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, ConfigRead,
-    ::testing::Values(
-        ReadCase{"missing", SIZE_MAX, 0xFF000925, false, 0x925, true},
-        ReadCase{"zero length", 0, 0xFF000925, false, 0x925, true},
-        ReadCase{"truncated", 4700, 0xFF000000, false, 0x925, true},
-        ReadCase{"this version, dots shown", 5692, 0xFF000B24, true, 0xFF000B24, false},
-        ReadCase{"this version, dots hidden", 5692, 0xFF000925, true, 0xFF000925, true},
-        ReadCase{"older, word 0", 5692, 0, true, 0x924, false},
-        ReadCase{"older, any other word", 5692, 0x0B26, true, 0x925, true},
-        ReadCase{"longer file", 6000, 0xFF000924, true, 0xFF000924, false}),
-    [](const auto& info) {
-        std::string n = info.param.what;
-        for (char& ch : n)
-            if (!isalnum(static_cast<unsigned char>(ch)))
-                ch = '_';
-        return n;
-    });
-
-TEST(ConfigRead, ShortFileKeepsTheAlternateEncodingItSupplied)
-{
-    TmpDir dir;
-    ConfigRecord stored;
-    stored.set_str(cfg::kAltEncoding, cfg::kAltEncodingLen, "KOI8-R");
-    spit(dir / "config.003", stored.data(), 5000);
-    ConfigRecord rec;
-    init_read_config(rec, dir.path());
-    EXPECT_EQ(rec.alt_encoding(), "KOI8-R");
-    EXPECT_EQ(rec.editor_command(), "scrib @");
+        ConfigRecord rec;
+        uint32_t reader = cfg::kReaderInitialOptions;
+        EXPECT_EQ(init_read_config(rec, dir.path()), c.whole);
+        init_migrate_options(rec, reader);
+        EXPECT_EQ(rec.options(), c.word_after);
+        EXPECT_EQ((reader & 0x104) == 0, c.dots_hidden);
+        EXPECT_EQ(reader | 0x104, cfg::kReaderInitialOptions) << "only the dot bits change";
+        EXPECT_EQ(rec.window_width(), c.whole ? 999 : 600);
+        EXPECT_EQ(rec.editor_command(), "scrib @");
+        EXPECT_EQ(rec.alt_encoding(), c.alt);
+    }
 }
 
 TEST(ConfigSave, RoundTripAndFailure)
@@ -171,9 +111,6 @@ TEST(ConfigSave, RoundTripAndFailure)
     ConfigRecord back;
     ASSERT_TRUE(init_read_config(back, dir.path()));
     EXPECT_EQ(std::memcmp(back.data(), rec.data(), rec.size()), 0);
-
-    struct stat st {};
-    ASSERT_EQ(::stat((dir / "config.003").c_str(), &st), 0);
-    EXPECT_EQ(st.st_size, 5692);
+    EXPECT_EQ(slurp(dir / "config.003").size(), 5692u);
     EXPECT_EQ(init_save_config(rec, dir / "missing"), -1);
 }

@@ -96,13 +96,8 @@ TEST(Interp, FindAsYouType)
     EXPECT_EQ(list.l.current, 3);
     EXPECT_EQ(list.finds.back(), "abc#8");
 
-    // The time-out resets; the next key starts a new search.
-    interp_reset(s);
-    EXPECT_EQ(interp_echo(s), "");
-    EXPECT_EQ(interp_key(s, list, ch('x')), 1);
-    EXPECT_EQ(list.selected(), std::vector<std::string>{"xabc"});
-
-    // Shift gives capitals; a space inside the text is part of it.
+    // After the time-out's reset, shift gives capitals; a space inside the text is
+    // part of it.
     interp_reset(s);
     type(s, list, "A");
     EXPECT_EQ(list.selected(), std::vector<std::string>{"Abc0"});
@@ -165,7 +160,7 @@ TEST(Interp, CommandLine)
 
     interp_key(s, list, ch(':'));
     EXPECT_EQ(interp_key(s, list, named(KEYCAP_RETURN)), -1);
-    EXPECT_EQ(list.commands.size(), 1u);  // an empty line runs nothing
+    EXPECT_EQ(list.commands.size(), 1u) << "an empty line runs nothing";
 }
 
 TEST(Interp, EscapeBackspaceAndSpace)
@@ -210,27 +205,20 @@ TEST(Interp, KeysLeftToTheList)
 {
     InterpState s;
     FakeList list(kNames);
-    for (int active = 0; active < 2; ++active) {
-        EXPECT_EQ(interp_key(s, list, ch('{')), 0);
-        EXPECT_EQ(interp_key(s, list, ch('~')), 0);
-        EXPECT_EQ(interp_key(s, list, named(KEYCAP_F1)), 0);
-        EXPECT_EQ(interp_key(s, list, named(KEYCAP_DOWN)), 0);
-        KeyEvent ctrl_a = key('a', "\x01", 'a');
-        ctrl_a.modifiers = KB_MOD_CTRL;
-        EXPECT_EQ(interp_key(s, list, ctrl_a), 0);
-        EXPECT_EQ(interp_key(s, list, key('e', "", 'e')), 0);  // no text for the key
-        EXPECT_EQ(interp_echo(s), active ? "/q" : "");
-        if (!active)
-            type(s, list, "q");
-    }
-
+    KeyEvent ctrl_a = key('a', "\x01", 'a');
+    ctrl_a.modifiers = KB_MOD_CTRL;
     KeyEvent release = ch('a');
     release.flags &= ~KEY_F_DOWN;
-    EXPECT_EQ(interp_key(s, list, release), 0);
     KeyEvent nocap = ch('a');
     nocap.flags &= ~KEY_F_CAP_VALID;
-    EXPECT_EQ(interp_key(s, list, nocap), 0);
-    EXPECT_EQ(interp_echo(s), "/q");
+    const KeyEvent passed[] = {ch('{'), ch('~'), named(KEYCAP_F1), named(KEYCAP_DOWN), ctrl_a,
+                               key('e', "", 'e'), release, nocap};
+    for (const char* before : {"", "q"}) {  // idle, and in the middle of a search
+        type(s, list, before);
+        for (const KeyEvent& ev : passed)
+            EXPECT_EQ(interp_key(s, list, ev), 0) << ev.key_cap << " after '" << before << "'";
+        EXPECT_EQ(interp_echo(s), *before ? "/q" : "");
+    }
 }
 
 TEST(Interp, BufferNeverOverflows)

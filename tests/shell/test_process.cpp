@@ -8,14 +8,11 @@
 #include <unistd.h>
 
 #include <fcntl.h>
-#include <fstream>
-#include <iterator>
 #include <thread>
 #include <vector>
 
+#include "filebytes.h"
 #include "tmpdir.h"
-
-extern char** environ;
 
 namespace {
 struct VellRun {
@@ -44,27 +41,15 @@ VellRun run_vell(const std::string& home, std::vector<std::string> args, int up_
     posix_spawn_file_actions_addopen(&fa, 2, errfile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     pid_t pid = 0;
     VellRun r;
-    if (posix_spawn(&pid, VELL_BINARY, &fa, nullptr, argv.data(), envp.data()) != 0)
-        return r;
+    const int rc = posix_spawn(&pid, VELL_BINARY, &fa, nullptr, argv.data(), envp.data());
     posix_spawn_file_actions_destroy(&fa);
+    if (rc != 0)
+        return r;
     std::this_thread::sleep_for(std::chrono::milliseconds(up_ms));
     ::kill(pid, SIGTERM);
     ::waitpid(pid, &r.status, 0);
-    std::ifstream in(errfile);
-    r.err.assign(std::istreambuf_iterator<char>(in), {});
+    r.err = slurp(errfile);
     return r;
-}
-
-std::vector<uint8_t> slurp(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-uint32_t le32(const std::vector<uint8_t>& b, std::size_t off)
-{
-    return uint32_t(b[off]) | uint32_t(b[off + 1]) << 8 | uint32_t(b[off + 2]) << 16 |
-           uint32_t(b[off + 3]) << 24;
 }
 }  // namespace
 
@@ -90,9 +75,9 @@ TEST(Process, SettingsSurviveARestart)
     struct stat st {};
     ASSERT_EQ(::stat((home / ".ke/vell").c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0700u);
-    auto b = slurp(home / ".ke/vell/config.003");
+    std::string b = slurp(home / ".ke/vell/config.003");
     ASSERT_EQ(b.size(), 5692u);
-    EXPECT_EQ(b[4659], 0xFF);
+    EXPECT_EQ(uint8_t(b[4659]), 0xFF);
     EXPECT_EQ(le32(b, 4656), 0xFF000925u);
     EXPECT_EQ(le32(b, 4648), 720u);
     EXPECT_EQ(le32(b, 4644), 500u);
@@ -102,6 +87,7 @@ TEST(Process, SettingsSurviveARestart)
     r = run_vell(home.path(), {"/tmp"});
     ASSERT_TRUE(WIFEXITED(r.status)) << r.err;
     b = slurp(home / ".ke/vell/config.003");
+    ASSERT_EQ(b.size(), 5692u);
     EXPECT_EQ(le32(b, 4648), 720u);
     EXPECT_EQ(le32(b, 4644), 500u);
     EXPECT_EQ(le32(b, 4640), 190u);
