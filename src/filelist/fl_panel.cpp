@@ -267,10 +267,10 @@ int fl_newpath(QTreeView*, const char* path)
 
 int fl_setspec(const char* pattern)
 {
-    const std::string spec = pattern && *pattern ? pattern : "*";
-    if (spec == gDir.filespec)
+    const std::string filter = pattern && *pattern ? pattern : "*";
+    if (filter == gDir.filespec)
         return -1;
-    gDir.filespec = spec;
+    gDir.filespec = filter;
     fl_refresh();
     return 0;
 }

@@ -212,9 +212,9 @@ void tb_filespec_cb(const QString& text)
     }
     if (fl_setspec(bytes) != 0)
         return;
-    cl_add(gCboxes.spec, utf8.constData());
+    cl_add(gCboxes.fspec, utf8.constData());
     if (sFilespec)
-        cl_apply(gCboxes.spec, sFilespec);
+        cl_apply(gCboxes.fspec, sFilespec);
 }
 
 void tb_curpath_update_appearance()

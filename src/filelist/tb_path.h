@@ -8,7 +8,7 @@ class QComboBox;
 class QString;
 class QWidget;
 
-// The five histories (gPathList is gCboxes.path, gSpecList .spec, ...).
+// The five histories (gPathList is gCboxes.path, gSpecList .fspec, ...).
 extern ClBoxes gCboxes;
 
 // Refills the combo box's list when the history changed. 1 when it refilled.

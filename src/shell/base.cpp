@@ -83,7 +83,7 @@ void base_setup(BaseWindow* w, int phase)
     Ui::base* ui = w->ui;
     if (phase == 1) {
         tb_setup(w);
-        cl_apply(gCboxes.spec, ui->tb_filespec);
+        cl_apply(gCboxes.fspec, ui->tb_filespec);
         ui->tb_filespec->setEditText(QStringLiteral("*"));
         fl_setspec("*");
         ui->hotlist_panel->setMinimumSize(96, 100);

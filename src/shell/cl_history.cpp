@@ -165,9 +165,9 @@ const char* cl_find_pattern(const ClHistory& l, const char* text)
 void init_read_cboxs(ClBoxes& b, const char* dir)
 {
     b.path = cl_read(dir, CL_PATH_FILE);
-    b.spec = cl_read(dir, CL_SPEC_FILE);
-    if (b.spec.count == 0)
-        cl_add(b.spec, "*");
+    b.fspec = cl_read(dir, CL_SPEC_FILE);
+    if (b.fspec.count == 0)
+        cl_add(b.fspec, "*");
     b.pattern = cl_read(dir, CL_PATTERN_FILE);
     b.with = cl_read(dir, CL_WITH_FILE);
     b.copy = cl_read(dir, CL_COPY_FILE);
@@ -176,12 +176,12 @@ void init_read_cboxs(ClBoxes& b, const char* dir)
 void init_save_cboxs(const ClBoxes& b, const char* dir)
 {
     cl_save(b.path, dir, CL_PATH_FILE);
-    cl_save(b.spec, dir, CL_SPEC_FILE);
+    cl_save(b.fspec, dir, CL_SPEC_FILE);
     cl_save(b.pattern, dir, CL_PATTERN_FILE);
 }
 
 void init_destroy_cboxs(ClBoxes& b)
 {
-    for (ClHistory* l : {&b.path, &b.spec, &b.pattern, &b.with, &b.copy})
+    for (ClHistory* l : {&b.path, &b.fspec, &b.pattern, &b.with, &b.copy})
         cl_destroy(*l);
 }

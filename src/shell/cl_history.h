@@ -71,7 +71,7 @@ inline constexpr const char* CL_COPY_FILE = "copy.001";
 
 struct ClBoxes {
     ClHistory path;     // gPathList: tb_curpath
-    ClHistory spec;     // gSpecList: tb_filespec; never empty after init_read_cboxs
+    ClHistory fspec;    // gSpecList: tb_filespec; never empty after init_read_cboxs
     ClHistory pattern;  // gPatternList: ppattern
     ClHistory with;     // gWithList: read only, never saved
     ClHistory copy;     // gCopyList: read only, never saved

@@ -211,19 +211,19 @@ TEST(DirRead, MatchesPlainReference)
         else
             make_file(t / n, rng() % 5000);
     }
-    for (const char* spec : {"*", "*.c"}) {
+    for (const char* filter : {"*", "*.c"}) {
         std::map<std::string, int64_t> want, got;
         for (const std::string& n : stream_order(t.path())) {
             struct stat st {};
             if (::stat((t / n).c_str(), &st) != 0)
                 ::lstat((t / n).c_str(), &st);
-            if (S_ISDIR(st.st_mode) || fnmatch(spec, n.c_str(), 0) == 0)
+            if (S_ISDIR(st.st_mode) || fnmatch(filter, n.c_str(), 0) == 0)
                 want[n] = st.st_size;
         }
         DirListing l;
         DirReadEnv env;
         env.stat_threads = 3;
-        ASSERT_EQ(read_dir(l, t.path(), spec, env), 0);
+        ASSERT_EQ(read_dir(l, t.path(), filter, env), 0);
         uint64_t total = 0;
         for (int i = 0; i < l.count; ++i) {
             got[l[i].name] = l[i].status.st_size;
@@ -232,7 +232,7 @@ TEST(DirRead, MatchesPlainReference)
                 EXPECT_LE(dir_cmp_name(&l[i - 1], &l[i]), 0);
             }
         }
-        EXPECT_EQ(got, want) << spec;
+        EXPECT_EQ(got, want) << filter;
         EXPECT_EQ(l.total_size, total);
     }
 }

@@ -32,7 +32,7 @@ FileRecord dated(const std::string& name, time_t t)
     return r;
 }
 
-struct Spec {
+struct RecDef {
     std::string name;
     int64_t size;
     mode_t mode;
@@ -41,11 +41,11 @@ struct Spec {
 // A listing owning its records, sorted and read back as names.
 struct Listing {
     DirListing l;
-    explicit Listing(const std::vector<Spec>& specs)
+    explicit Listing(const std::vector<RecDef>& defs)
     {
-        for (const auto& x : specs)
+        for (const auto& x : defs)
             l.records.push_back(new FileRecord(rec(x.name, x.size, x.mode)));
-        l.count = l.capacity = static_cast<int>(specs.size());
+        l.count = l.capacity = static_cast<int>(defs.size());
     }
     std::vector<std::string> sorted(DirCmpFn f, int asc, bool folders = false)
     {
@@ -112,7 +112,7 @@ TEST(DirSort, NameOrderMatchesReferenceOverGeneratedNames)
 {
     std::mt19937 rng(3);
     for (int round = 0; round < 20; ++round) {
-        std::vector<Spec> recs;
+        std::vector<RecDef> recs;
         std::vector<std::string> want, dirs;
         for (int i = 0; i < 200; ++i) {
             std::string n;

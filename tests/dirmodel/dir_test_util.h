@@ -19,11 +19,11 @@ inline void make_file(const std::string& path, std::size_t size = 0)
     }
 }
 
-inline int read_dir(DirListing& l, const std::string& path, const std::string& spec = "*",
+inline int read_dir(DirListing& l, const std::string& path, const std::string& filter = "*",
                     DirReadEnv env = {})
 {
     l.path = path;
-    l.filespec = spec;
+    l.filespec = filter;
     return dir_read(l, dir_cmp_name, 1, env);
 }
 

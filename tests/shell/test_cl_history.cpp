@@ -111,7 +111,7 @@ TEST(ClBoxes, ReadSaveAndTheReadOnlyLists)
     ClBoxes b;
     init_read_cboxs(b, dir.path().c_str());
     EXPECT_EQ(b.path.entries(), (Names{"/usr", "/etc"}));
-    EXPECT_EQ(b.spec.entries(), Names{"*"});  // missing fspec.001
+    EXPECT_EQ(b.fspec.entries(), Names{"*"});  // missing fspec.001
     EXPECT_EQ(b.with.entries(), (Names{"keep me\r", "as is"}));
 
     cl_add(b.path, "/tmp");
@@ -129,7 +129,7 @@ TEST(ClBoxes, ReadSaveAndTheReadOnlyLists)
     init_destroy_cboxs(b);
     spit(dir / "fspec.001", "*.txt\n");
     init_read_cboxs(b, dir.path().c_str());
-    EXPECT_EQ(b.spec.entries(), Names{"*.txt"});
+    EXPECT_EQ(b.fspec.entries(), Names{"*.txt"});
 }
 
 TEST(ClLookup, WebAddressAndFindPattern)
