@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <memory>
 #include <fcntl.h>
 #include <sys/sendfile.h>
@@ -195,10 +196,12 @@ bool has_owner_already(FopGroupDirs& dirs, int fd, const struct stat& st)
 }
 
 int copy_regular(FopRequest& r, const std::string& src, FopAt sat, std::string& tgt, FopAt tat,
-                 const struct stat& st, FopGroupDirs* dirs)
+                 const struct stat& st, FopGroupDirs* dirs, UniqueFd in)
 {
+    // in: the source, if already open.
     const mode_t mode = st.st_mode & 07777;
-    UniqueFd in(openat(sat.dirfd, sat.path, O_RDONLY | O_CLOEXEC));
+    if (!in.ok())
+        in.reset(openat(sat.dirfd, sat.path, O_RDONLY | O_CLOEXEC));
     UniqueFd out;
     // An exclusive create that succeeds shows the target was missing: then there
     // is no status to look up, no same-file check and no question to ask.
@@ -261,12 +264,25 @@ int copy_regular(FopRequest& r, const std::string& src, FopAt sat, std::string& 
 }  // namespace
 
 int fop_copy_file(FopRequest& r, const std::string& dir, const std::string* name, const std::string& dest,
-                  FopGroupDirs* dirs)
+                  FopGroupDirs* dirs, unsigned char dtype)
 {
     std::string src = name ? fop_path(dir, *name) : dir;
     FopAt sat = fop_at(src, name && dirs ? dirs->src : -1, dir);
+    const bool follow = r.flags & FOPF_SYM_FILES;
     struct stat st;
-    if (fstatat(sat.dirfd, sat.path, &st, (r.flags & FOPF_SYM_FILES) ? 0 : AT_SYMLINK_NOFOLLOW) != 0) {
+    // What the scan saw as a regular file is opened first and its descriptor's
+    // status taken: the same status, one lookup of the name fewer. Whatever is
+    // there instead by now goes the general way; O_NOFOLLOW and O_NONBLOCK (of
+    // no effect on regular files) keep the open from following a link or
+    // waiting on a FIFO.
+    UniqueFd in;
+    if (name && dtype == DT_REG) {
+        in.reset(openat(sat.dirfd, sat.path,
+                        O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | (follow ? 0 : O_NOFOLLOW)));
+        if (in.ok() && (fstat(in.get(), &st) != 0 || !S_ISREG(st.st_mode)))
+            in.reset();
+    }
+    if (!in.ok() && fstatat(sat.dirfd, sat.path, &st, follow ? 0 : AT_SYMLINK_NOFOLLOW) != 0) {
         int e = errno;
         return fop_alert(r, kCopyTitle, kContAbort, "Unable to stat '%s'\n%s\n", fop_disp(r, src).c_str(),
                          strerror(e)) == 2
@@ -293,7 +309,7 @@ int fop_copy_file(FopRequest& r, const std::string& dir, const std::string* name
 
     if (S_ISREG(st.st_mode))
         return copy_regular(r, src, sat, tgt, fop_at(tgt, name && dirs ? dirs->dst : -1, dirs ? dirs->dst_path : ""),
-                            st, dirs);
+                            st, dirs, std::move(in));
     struct stat tst;
     bool exists = stat(tgt.c_str(), &tst) == 0;
 

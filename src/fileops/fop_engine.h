@@ -48,9 +48,10 @@ int fop_check_dst(FopRequest& r);
 int fop_build_filelist(FopRequest& r);
 int fop_move_files(FopRequest& r);
 // name null: the final pass that gives a copied directory its attributes.
-// dirs: the copy loop's open directories of the group, or null.
+// dirs: the copy loop's open directories of the group, or null; dtype: the
+// item's type as the scan's directory read gave it (DT_*), 0 if not known.
 int fop_copy_file(FopRequest& r, const std::string& dir, const std::string* name,
-                  const std::string& dest, FopGroupDirs* dirs = nullptr);
+                  const std::string& dest, FopGroupDirs* dirs = nullptr, unsigned char dtype = 0);
 int fop_delete_files(FopRequest& r, bool interactive);
 // dirfd: dir, open, or -1.
 int fop_delete_file(FopRequest& r, const std::string& dir, const std::string& name,

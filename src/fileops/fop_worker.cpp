@@ -69,7 +69,8 @@ std::pair<std::size_t, std::size_t> copy_all(FopRequest& r)
                 r.files_done++;
                 continue;
             }
-            int rc = fop_copy_file(r, r.groups[g].dir, &name, r.destination, &dirs);
+            unsigned char dtype = i < r.groups[g].types.size() ? r.groups[g].types[i] : 0;
+            int rc = fop_copy_file(r, r.groups[g].dir, &name, r.destination, &dirs, dtype);
             if (rc == 0) {
                 fop_item_done(r, r.groups[g].dir, name);
                 r.files_done++;
