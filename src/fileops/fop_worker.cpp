@@ -10,11 +10,11 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <memory>
 #include <new>
 #include <pthread.h>
 #include <sys/stat.h>
-#include <fcntl.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -136,14 +136,6 @@ void fop_run(FopRequest& r)
 int fop_move_files(FopRequest& r)
 {
     for (std::size_t g = 0; g < r.groups.size(); g++) {
-        // Both ends of the group stay open while its items are copied. The target
-        // directory was made with the parent group's items; where either cannot
-        // be opened, whole paths serve.
-        FopGroupDirs dirs;
-        dirs.dst_path = fop_dest_path(r, r.groups[g].dir);
-        UniqueFd src_dir(fop_open_dir(r.groups[g].dir)), dst_dir(fop_open_dir(dirs.dst_path));
-        dirs.src = src_dir.get();
-        dirs.dst = dst_dir.get();
         for (std::size_t i = 0; i < r.groups[g].names.size(); i++) {
             const std::string& name = r.groups[g].names[i];
             if (name.empty())
