@@ -7,15 +7,17 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <memory>
 #include <fcntl.h>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 constexpr std::size_t kLinkMax = 1280;
-// copy_file_range moves this much per call: large enough to keep the kernel's
-// fast path busy, small enough that pause and cancel are felt at once.
+// copy_file_range and sendfile move this much per call: large enough to keep the
+// kernel's fast path busy, small enough that pause and cancel are felt at once.
 constexpr std::size_t kRangeChunk = 1 << 20;
 
 const char* const kCopyTitle = "Copy/Move";
@@ -41,15 +43,9 @@ void progress(FopRequest& r, int64_t done)
                     fop_calc_time_left(r, done, r.total_bytes));
 }
 
-bool at_eof(int fd)
-{
-    struct stat st;
-    off_t pos = lseek(fd, 0, SEEK_CUR);
-    return pos < 0 || fstat(fd, &st) != 0 || pos >= st.st_size;
-}
-
-// Times and owner, after the contents. fd >= 0: the open regular file.
-int finish(FopRequest& r, const std::string& tgt, const struct stat& st, int fd)
+// Times and owner, after the contents. fd >= 0: the open regular file, which
+// already has the source's owner when !set_owner.
+int finish(FopRequest& r, const std::string& tgt, const struct stat& st, int fd, bool set_owner = true)
 {
     fop_update_info(r, kFopKeep, kFopKeep, kFopKeep, kFopKeep, kFopKeep, percent_of(r.bytes_done, r.total_bytes),
                     kFopTimeKeep);
@@ -57,7 +53,7 @@ int finish(FopRequest& r, const std::string& tgt, const struct stat& st, int fd)
     int rc;
     if (fd >= 0) {
         futimens(fd, times);
-        rc = fchown(fd, st.st_uid, st.st_gid);
+        rc = set_owner ? fchown(fd, st.st_uid, st.st_gid) : 0;
     } else {
         // A copied link gets its own times and owner, not those of what it
         // points to.
@@ -107,36 +103,50 @@ int write_block(FopRequest& r, int out, const char* buf, std::size_t n, const st
     return 0;
 }
 
-// The contents of a regular file; 0 at end of file, else 1 or -1 with the
-// target still to be removed by the caller.
+// The contents of a regular file, from a source just opened; 0 at end of file,
+// else 1 or -1 with the target still to be removed by the caller.
 int copy_contents(FopRequest& r, int in, int out, const struct stat& st, const std::string& src,
                   const std::string& tgt)
 {
-    int64_t copied = 0;
+    int64_t copied = 0;  // also the source's offset
+    int64_t size = st.st_size;
     int64_t base = r.bytes_done - st.st_size;
-    // The kernel's copy where it can; where it cannot (EXDEV between some file
-    // systems, files that report no size) the read/write loop carries on from
-    // the same offsets, and it also makes any real error show as a read or
-    // write error.
-    bool ranged = st.st_size > 0;
+    // A 0-byte read is the end of the file once the offset has reached its size;
+    // before that the size is looked up afresh, as the file may have shrunk.
+    auto at_eof = [&] {
+        if (copied >= size)
+            return true;
+        struct stat now;
+        if (fstat(in, &now) != 0)
+            return true;
+        size = now.st_size;
+        return copied >= size;
+    };
+    // In the kernel where it can: copy_file_range, else sendfile (which also
+    // works where copy_file_range fails with EXDEV between file systems). Where
+    // neither does (files that report no size, any error) the read/write loop
+    // carries on from the same offsets, and it also makes any real error show as
+    // a read or write error.
+    enum { kRange, kSend, kReadWrite } way = st.st_size > 0 ? kRange : kReadWrite;
     char* buf = r.buffer.data();
     std::size_t bufsize = r.buffer.size();
     for (;;) {
         if (fop_pause_trap(r) || r.cancel.load())
             return -1;
         ssize_t n;
-        if (ranged) {
-            n = copy_file_range(in, nullptr, out, nullptr, kRangeChunk, 0);
+        if (way != kReadWrite) {
+            n = way == kRange ? copy_file_range(in, nullptr, out, nullptr, kRangeChunk, 0)
+                              : sendfile(out, in, nullptr, kRangeChunk);
             if (n <= 0) {
-                if (n == 0 && at_eof(in))
+                if (n == 0 && at_eof())
                     return 0;
-                ranged = false;
+                way = n < 0 && way == kRange ? kSend : kReadWrite;
                 continue;
             }
         } else {
             n = read(in, buf, bufsize);
             if (n == 0) {
-                if (at_eof(in))
+                if (at_eof())
                     return 0;
                 continue;
             }
@@ -165,63 +175,114 @@ bool inside(const std::string& src, const std::string& dest)
     return s == "/" || d == s || (d.size() > s.size() && d.substr(0, s.size()) == s && d[s.size()] == '/');
 }
 
-int copy_regular(FopRequest& r, const std::string& src, std::string& tgt, const struct stat& st,
-                 bool exists, const struct stat& tst)
+// Whether a file just created in the group's target directory has the owner
+// and group of the source already. A new file's owner follows from the
+// credentials, the directory and the file system alone, so the first one shows
+// it for all. Set-user and set-group IDs are left to the chown, which clears
+// them as it always did.
+bool has_owner_already(FopGroupDirs& dirs, int fd, const struct stat& st)
 {
-    // Same device and inode covers the same file reached through another path, a
-    // hard link or a symbolic link; a missing target cannot be the source.
-    if (exists && tst.st_dev == st.st_dev && tst.st_ino == st.st_ino) {
-        fop_errinfo(r, "File Scan", "Can't copy file(s) into itself.");
-        return -1;
+    if (st.st_mode & (S_ISUID | S_ISGID))
+        return false;
+    if (!dirs.new_owner_known) {
+        struct stat ost;
+        if (fstat(fd, &ost) != 0)
+            return false;
+        dirs.new_uid = ost.st_uid;
+        dirs.new_gid = ost.st_gid;
+        dirs.new_owner_known = true;
     }
-    if (exists && !(r.flags & FOPF_OVERWRITE_ALL)) {
-        int a = fop_alert(r, kCopyTitle, "&Skip|&Overwrite|Overwrite &All|a&Bort",
-                          "The '%s' file exists.\nWhat do you want to do ?\n", fop_disp(r, tgt).c_str());
-        if (a == 4)
-            return -1;
-        if (a == 1)
-            return 1;
-        if (a == 3)
-            r.flags |= FOPF_OVERWRITE_ALL;
-    }
-    UniqueFd in(open(src.c_str(), O_RDONLY | O_CLOEXEC));
+    return st.st_uid == dirs.new_uid && st.st_gid == dirs.new_gid;
+}
+
+int copy_regular(FopRequest& r, const std::string& src, FopAt sat, std::string& tgt, FopAt tat,
+                 const struct stat& st, FopGroupDirs* dirs, UniqueFd in)
+{
+    // in: the source, if already open.
+    const mode_t mode = st.st_mode & 07777;
     if (!in.ok())
-        return ask_item(r, "Unable to open '%s'\n%s\n", src, errno);
-    const int oflags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
-    UniqueFd out(open(tgt.c_str(), oflags, st.st_mode & 07777));
-    if (!out.ok() && errno == ENAMETOOLONG) {
-        std::string new_name;
-        if (!r.ui || !r.ui->filename_too_long(src, tgt, new_name))
-            return 1;
-        std::size_t slash = tgt.rfind('/');
-        tgt = fop_path(slash == std::string::npos ? "." : tgt.substr(0, slash ? slash : 1), new_name);
-        out.reset(open(tgt.c_str(), oflags, st.st_mode & 07777));
+        in.reset(openat(sat.dirfd, sat.path, O_RDONLY | O_CLOEXEC));
+    UniqueFd out;
+    // An exclusive create that succeeds shows the target was missing: then there
+    // is no status to look up, no same-file check and no question to ask.
+    if (in.ok())
+        out.reset(openat(tat.dirfd, tat.path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    bool set_owner = !(out.ok() && dirs && tat.dirfd == dirs->dst && has_owner_already(*dirs, out.get(), st));
+    if (!out.ok()) {
+        struct stat tst;
+        bool exists = fstatat(tat.dirfd, tat.path, &tst, 0) == 0;
+        // Same device and inode covers the same file reached through another
+        // path, a hard link or a symbolic link; a missing target cannot be the
+        // source.
+        if (exists && tst.st_dev == st.st_dev && tst.st_ino == st.st_ino) {
+            fop_errinfo(r, "File Scan", "Can't copy file(s) into itself.");
+            return -1;
+        }
+        if (exists && !(r.flags & FOPF_OVERWRITE_ALL)) {
+            int a = fop_alert(r, kCopyTitle, "&Skip|&Overwrite|Overwrite &All|a&Bort",
+                              "The '%s' file exists.\nWhat do you want to do ?\n", fop_disp(r, tgt).c_str());
+            if (a == 4)
+                return -1;
+            if (a == 1)
+                return 1;
+            if (a == 3)
+                r.flags |= FOPF_OVERWRITE_ALL;
+        }
+        if (!in.ok())
+            in.reset(openat(sat.dirfd, sat.path, O_RDONLY | O_CLOEXEC));
+        if (!in.ok())
+            return ask_item(r, "Unable to open '%s'\n%s\n", src, errno);
+        const int oflags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
+        out.reset(openat(tat.dirfd, tat.path, oflags, mode));
+        if (!out.ok() && errno == ENAMETOOLONG) {
+            std::string new_name;
+            if (!r.ui || !r.ui->filename_too_long(src, tgt, new_name))
+                return 1;
+            std::size_t slash = tgt.rfind('/');
+            tgt = fop_path(slash == std::string::npos ? "." : tgt.substr(0, slash ? slash : 1), new_name);
+            tat = {AT_FDCWD, tgt.c_str()};
+            out.reset(open(tgt.c_str(), oflags, mode));
+        }
+        if (!out.ok())
+            return ask_item(r, "Error writing '%s'\n%s\n", tgt, errno);
     }
-    if (!out.ok())
-        return ask_item(r, "Error writing '%s'\n%s\n", tgt, errno);
 
     int rc = copy_contents(r, in.get(), out.get(), st, src, tgt);
     if (rc != 0) {
         out.reset();
-        unlink(tgt.c_str());
+        unlinkat(tat.dirfd, tat.path, 0);
         return rc;
     }
-    rc = finish(r, tgt, st, out.get());
+    rc = finish(r, tgt, st, out.get(), set_owner);
     if (close(out.release()) != 0 && rc == 0) {
         int e = errno;
-        unlink(tgt.c_str());
+        unlinkat(tat.dirfd, tat.path, 0);
         return ask_item(r, "Error writing '%s'\n%s\n", tgt, e);
     }
     return rc;
 }
 }  // namespace
 
-int fop_copy_file(FopRequest& r, const std::string& dir, const std::string* name, const std::string& dest)
+int fop_copy_file(FopRequest& r, const std::string& dir, const std::string* name, const std::string& dest,
+                  FopGroupDirs* dirs, unsigned char dtype)
 {
     std::string src = name ? fop_path(dir, *name) : dir;
+    FopAt sat = fop_at(src, name && dirs ? dirs->src : -1, dir);
+    const bool follow = r.flags & FOPF_SYM_FILES;
     struct stat st;
-    int rc = (r.flags & FOPF_SYM_FILES) ? stat(src.c_str(), &st) : lstat(src.c_str(), &st);
-    if (rc != 0) {
+    // What the scan saw as a regular file is opened first and its descriptor's
+    // status taken: the same status, one lookup of the name fewer. Whatever is
+    // there instead by now goes the general way; O_NOFOLLOW and O_NONBLOCK (of
+    // no effect on regular files) keep the open from following a link or
+    // waiting on a FIFO.
+    UniqueFd in;
+    if (name && dtype == DT_REG) {
+        in.reset(openat(sat.dirfd, sat.path,
+                        O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | (follow ? 0 : O_NOFOLLOW)));
+        if (in.ok() && (fstat(in.get(), &st) != 0 || !S_ISREG(st.st_mode)))
+            in.reset();
+    }
+    if (!in.ok() && fstatat(sat.dirfd, sat.path, &st, follow ? 0 : AT_SYMLINK_NOFOLLOW) != 0) {
         int e = errno;
         return fop_alert(r, kCopyTitle, kContAbort, "Unable to stat '%s'\n%s\n", fop_disp(r, src).c_str(),
                          strerror(e)) == 2
@@ -246,10 +307,11 @@ int fop_copy_file(FopRequest& r, const std::string& dir, const std::string* name
             r.total_bytes = r.bytes_done;
     }
 
+    if (S_ISREG(st.st_mode))
+        return copy_regular(r, src, sat, tgt, fop_at(tgt, name && dirs ? dirs->dst : -1, dirs ? dirs->dst_path : ""),
+                            st, dirs, std::move(in));
     struct stat tst;
     bool exists = stat(tgt.c_str(), &tst) == 0;
-    if (S_ISREG(st.st_mode))
-        return copy_regular(r, src, tgt, st, exists, tst);
 
     if (S_ISFIFO(st.st_mode)) {
         if (exists && !S_ISFIFO(tst.st_mode))

@@ -6,6 +6,7 @@
 
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 
 // dir and name with one "/" between them; the root is special-cased and a
 // trailing "/" dropped ("/" + "x" = "/x", "/a/" + "b" = "/a/b", "/a" + "" = "/a").
@@ -15,15 +16,46 @@ std::string fop_path(std::string_view dir, std::string_view name);
 // its first prefix_len characters.
 std::string fop_dest_path(const FopRequest& r, const std::string& src);
 
+// Where an item is reached: by its name under an open directory, or by its whole
+// path when dirfd is AT_FDCWD.
+struct FopAt {
+    int dirfd;
+    const char* path;
+};
+// path by its last name under dirfd when path is dir_path, "/" and that name and
+// short enough that a call on the whole path could not have failed on its
+// length; else the whole path. Points into path.
+FopAt fop_at(const std::string& path, int dirfd, std::string_view dir_path);
+// A directory opened only to reach what lies in it (-1 on failure, or when a call
+// on the whole path would fail on its length).
+int fop_open_dir(const std::string& path);
+
+// A group's source directory and where it is copied to, held open by the copy
+// loop so that each item is reached by its name instead of by a walk of its whole
+// path. -1 where not open.
+struct FopGroupDirs {
+    int src = -1;
+    int dst = -1;
+    std::string dst_path;
+    // The owner that a file created in dst gets, once the first one has shown it:
+    // giving a copy the owner it already has can be left out.
+    bool new_owner_known = false;
+    uid_t new_uid = 0;
+    gid_t new_gid = 0;
+};
+
 int fop_check_dst(FopRequest& r);
 int fop_build_filelist(FopRequest& r);
 int fop_move_files(FopRequest& r);
 // name null: the final pass that gives a copied directory its attributes.
+// dirs: the copy loop's open directories of the group, or null; dtype: the
+// item's type as the scan's directory read gave it (DT_*), 0 if not known.
 int fop_copy_file(FopRequest& r, const std::string& dir, const std::string* name,
-                  const std::string& dest);
+                  const std::string& dest, FopGroupDirs* dirs = nullptr, unsigned char dtype = 0);
 int fop_delete_files(FopRequest& r, bool interactive);
+// dirfd: dir, open, or -1.
 int fop_delete_file(FopRequest& r, const std::string& dir, const std::string& name,
-                    unsigned char dtype = 0);
+                    unsigned char dtype = 0, int dirfd = -1);
 
 // Runs the whole operation and returns; does not free the request nor call
 // ui->finished. The thread entry wraps it.

@@ -3,9 +3,13 @@
 #include "fop_engine.h"
 #include "fop_info.h"
 
+#include "shell/io_util.h"
+
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <dirent.h>
+#include <fcntl.h>
 #include <new>
 #include <sys/stat.h>
 
@@ -57,6 +61,16 @@ int scan_group(FopRequest& r, std::size_t g)
 {
     std::string path;
     struct stat st;
+    // Opened at the first status call: a delete may need none.
+    UniqueFd dirfd;
+    bool dir_tried = false;
+    auto at = [&] {
+        if (!dir_tried) {
+            dirfd.reset(fop_open_dir(r.groups[g].dir));
+            dir_tried = true;
+        }
+        return fop_at(path, dirfd.get(), r.groups[g].dir);
+    };
     for (std::size_t i = 0; i < r.groups[g].names.size(); i++) {
         if (r.groups[g].names[i].empty())
             continue;
@@ -69,7 +83,7 @@ int scan_group(FopRequest& r, std::size_t g)
         if (r.kind == FOP_DELETE && dtype != DT_UNKNOWN) {
             st = {};
             st.st_mode = mode_of_dtype(dtype);
-        } else if (lstat(path.c_str(), &st) != 0) {
+        } else if (FopAt a = at(); fstatat(a.dirfd, a.path, &st, AT_SYMLINK_NOFOLLOW) != 0) {
             if (ask_stat_failed(r, path) < 0)
                 return -1;
             r.groups[g].names[i].clear();
@@ -89,7 +103,8 @@ int scan_group(FopRequest& r, std::size_t g)
                 else
                     return -1;
             }
-            if ((r.flags & FOPF_SYM_FILES) && stat(path.c_str(), &st) != 0) {
+            FopAt a = at();
+            if ((r.flags & FOPF_SYM_FILES) && fstatat(a.dirfd, a.path, &st, 0) != 0) {
                 if (ask_stat_failed(r, path) < 0)
                     return -1;
                 r.groups[g].names[i].clear();
@@ -166,6 +181,22 @@ std::string fop_path(std::string_view dir, std::string_view name)
 {
     std::string out;
     return _build_path(out, dir, name);
+}
+
+FopAt fop_at(const std::string& path, int dirfd, std::string_view dir_path)
+{
+    std::size_t d = dir_path.size();
+    if (dirfd >= 0 && path.size() < PATH_MAX && path.size() > d + 1 && path[d] == '/' &&
+        std::string_view(path).substr(0, d) == dir_path && path.find('/', d + 1) == std::string::npos)
+        return {dirfd, path.c_str() + d + 1};
+    return {AT_FDCWD, path.c_str()};
+}
+
+int fop_open_dir(const std::string& path)
+{
+    if (path.size() >= PATH_MAX)
+        return -1;
+    return open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
 }
 
 std::string fop_dest_path(const FopRequest& r, const std::string& src)

@@ -5,10 +5,12 @@
 #include "fop_engine.h"
 #include "fop_info.h"
 #include "shell/init_config.h"
+#include "shell/io_util.h"
 
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <memory>
 #include <new>
 #include <pthread.h>
@@ -51,6 +53,14 @@ void* fop_thread(void* arg)
 std::pair<std::size_t, std::size_t> copy_all(FopRequest& r)
 {
     for (std::size_t g = 0; g < r.groups.size(); g++) {
+        // Both ends of the group stay open while its items are copied. The target
+        // directory was made with the parent group's items; where either cannot
+        // be opened, whole paths serve.
+        FopGroupDirs dirs;
+        dirs.dst_path = fop_dest_path(r, r.groups[g].dir);
+        UniqueFd src_dir(fop_open_dir(r.groups[g].dir)), dst_dir(fop_open_dir(dirs.dst_path));
+        dirs.src = src_dir.get();
+        dirs.dst = dst_dir.get();
         for (std::size_t i = 0; i < r.groups[g].names.size(); i++) {
             if (fop_pause_trap(r) || r.cancel.load())
                 return {g, i};
@@ -59,7 +69,8 @@ std::pair<std::size_t, std::size_t> copy_all(FopRequest& r)
                 r.files_done++;
                 continue;
             }
-            int rc = fop_copy_file(r, r.groups[g].dir, &name, r.destination);
+            unsigned char dtype = i < r.groups[g].types.size() ? r.groups[g].types[i] : 0;
+            int rc = fop_copy_file(r, r.groups[g].dir, &name, r.destination, &dirs, dtype);
             if (rc == 0) {
                 fop_item_done(r, r.groups[g].dir, name);
                 r.files_done++;
@@ -166,6 +177,8 @@ int fop_move_files(FopRequest& r)
 int fop_delete_files(FopRequest& r, bool interactive)
 {
     for (std::size_t g = r.groups.size(); g-- > 0;) {
+        // Each item by its name under the open directory, not by its whole path.
+        UniqueFd dirfd(fop_open_dir(r.groups[g].dir));
         for (std::size_t i = r.groups[g].names.size(); i-- > 0;) {
             if (interactive && (fop_pause_trap(r) || r.cancel.load()))
                 return -1;
@@ -179,7 +192,7 @@ int fop_delete_files(FopRequest& r, bool interactive)
                                 fop_calc_time_left(r, r.files_done, r.total_files));
             }
             unsigned char dtype = i < r.groups[g].types.size() ? r.groups[g].types[i] : 0;
-            if (fop_delete_file(r, dir, name, dtype) < 0)
+            if (fop_delete_file(r, dir, name, dtype, dirfd.get()) < 0)
                 return -1;
             if (interactive)
                 r.files_done++;
@@ -188,9 +201,11 @@ int fop_delete_files(FopRequest& r, bool interactive)
     return 0;
 }
 
-int fop_delete_file(FopRequest& r, const std::string& dir, const std::string& name, unsigned char dtype)
+int fop_delete_file(FopRequest& r, const std::string& dir, const std::string& name, unsigned char dtype,
+                    int dirfd)
 {
     std::string path = fop_path(dir, name);
+    FopAt at = fop_at(path, dirfd, dir);
     struct stat st;
     bool have = false;
     bool is_dir;
@@ -198,7 +213,7 @@ int fop_delete_file(FopRequest& r, const std::string& dir, const std::string& na
     if ((r.flags & FOPF_DELETE_ALL) && dtype != 0) {
         is_dir = dtype == 4 /* DT_DIR */;
     } else {
-        have = lstat(path.c_str(), &st) == 0;
+        have = fstatat(at.dirfd, at.path, &st, AT_SYMLINK_NOFOLLOW) == 0;
         is_dir = have && S_ISDIR(st.st_mode);
     }
     if (have && !(r.flags & FOPF_DELETE_ALL) && (!(st.st_mode & S_IWUSR) || (r.flags & FOPF_ASK_EVERY_DELETE))) {
@@ -211,7 +226,7 @@ int fop_delete_file(FopRequest& r, const std::string& dir, const std::string& na
         else if (a != 2)
             return -1;
     }
-    if ((is_dir ? rmdir(path.c_str()) : unlink(path.c_str())) != 0) {
+    if (unlinkat(at.dirfd, at.path, is_dir ? AT_REMOVEDIR : 0) != 0) {
         int e = errno;
         if (fop_alert(r, "Delete", "@&Continue|#&Abort", "Unable to delete '%s'\n%s\n", fop_disp(r, path).c_str(),
                       strerror(e)) == 2)

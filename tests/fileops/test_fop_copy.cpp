@@ -4,6 +4,7 @@
 #include "tmpdir.h"
 
 #include <atomic>
+#include <climits>
 #include <gtest/gtest.h>
 #include <sys/fsuid.h>
 #include <sys/socket.h>
@@ -122,6 +123,105 @@ TEST(FopCopyTree, FollowingLinksCopiesWhatTheyPointTo)
     ASSERT_EQ(lstat((t / "dst/link").c_str(), &st), 0);
     EXPECT_TRUE(S_ISREG(st.st_mode));
     EXPECT_EQ(get_file(t / "dst/link"), "pointed-to");
+}
+
+namespace {
+// Sources that change between the scan and their copy: the copy goes by what is
+// there when it gets to them. The overwrite question on "first" comes after the
+// scan and before the files in "later".
+void copy_changed_after_scan(const std::string& s, const std::string& dst)
+{
+    mkdir(s.c_str(), 0755);
+    put_file(s + "/first", "new");
+    put_file(dst + "/first", "old");
+    std::string l = s + "/later";
+    mkdir(l.c_str(), 0755);
+    put_file(l + "/grows", pattern(100000, 1));
+    put_file(l + "/shrinks", pattern(3u << 20, 2));
+    put_file(l + "/to-link", "regular");
+    put_file(l + "/to-fifo", "regular");
+    ScriptUi ui;
+    ui.rules.push_back({"Copy/Move", "The '" + dst + "/first' file exists.", "&Overwrite", [l](FopRequest&) {
+                            put_file(l + "/grows", pattern(3u << 20, 3));
+                            ASSERT_EQ(truncate((l + "/shrinks").c_str(), 1000), 0);
+                            unlink((l + "/to-link").c_str());
+                            symlink("grows", (l + "/to-link").c_str());
+                            unlink((l + "/to-fifo").c_str());
+                            mkfifo((l + "/to-fifo").c_str(), 0600);
+                        }});
+    ASSERT_TRUE(run_fop(ui, FOP_COPY, s, {"first", "later"}, dst, FOPF_SYM_LINKS));
+    EXPECT_EQ(ui.calls().size(), 1u);
+    EXPECT_EQ(get_file(dst + "/first"), "new");
+    EXPECT_TRUE(get_file(dst + "/later/grows") == pattern(3u << 20, 3));
+    EXPECT_TRUE(get_file(dst + "/later/shrinks") == pattern(3u << 20, 2).substr(0, 1000));
+    struct stat st;
+    ASSERT_EQ(lstat((dst + "/later/to-link").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISLNK(st.st_mode));
+    ASSERT_EQ(lstat((dst + "/later/to-fifo").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISFIFO(st.st_mode));
+    EXPECT_EQ(ui.views().back().first_line, "Done");
+}
+}  // namespace
+
+TEST(FopCopyTree, SourcesChangedAfterTheScan)
+{
+    TmpDir t;
+    mkdir((t / "dst").c_str(), 0755);
+    copy_changed_after_scan(t / "s", t / "dst");
+    PrivateTmpfs fs(t / "other", "64M");
+    if (!fs.ok())
+        GTEST_SKIP() << "needs a private tmpfs mount: " << fs.why();
+    copy_changed_after_scan(t / "s2", fs.path());
+}
+
+TEST(FopCopyTree, OwnersGroupsAndSetIdBits)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root to give files other owners";
+    TmpDir t;
+    std::string s = t / "s";
+    mkdir(s.c_str(), 0755);
+    mkdir((s + "/in").c_str(), 0755);
+    for (std::string d : {s, s + "/in"}) {
+        ASSERT_EQ(chown(d.c_str(), 0, 23456), 0);
+        put_file(d + "/mine", "m");
+        put_file(d + "/theirs", "t");
+        ASSERT_EQ(chown((d + "/theirs").c_str(), 12345, 23456), 0);
+        put_file(d + "/setid", "x");
+        chmod((d + "/setid").c_str(), 06755);
+    }
+    // What a change of owner after the contents leaves of the set-ID bits.
+    put_file(t / "ref", "x");
+    chmod((t / "ref").c_str(), 06755);
+    ASSERT_EQ(chown((t / "ref").c_str(), 0, 0), 0);
+    struct stat ref;
+    ASSERT_EQ(stat((t / "ref").c_str(), &ref), 0);
+
+    // Under a set-group-ID directory the copied directories are set-group-ID
+    // too, and the files made in them get the directories' group, not the
+    // source's.
+    std::string sgid = t / "sgid", plain = t / "plain";
+    mkdir(sgid.c_str(), 0777);
+    ASSERT_EQ(chown(sgid.c_str(), 0, 23456), 0);
+    chmod(sgid.c_str(), 02777);
+    mkdir(plain.c_str(), 0755);
+    for (const std::string& dst : {sgid, plain}) {
+        ScriptUi ui;
+        ASSERT_TRUE(run_fop(ui, FOP_COPY, t.path(), {"s"}, dst, 0));
+        EXPECT_TRUE(ui.calls().empty());
+        for (std::string d : {dst + "/s", dst + "/s/in"}) {
+            struct stat st;
+            ASSERT_EQ(stat((d + "/mine").c_str(), &st), 0);
+            EXPECT_EQ(st.st_uid, 0u) << d;
+            EXPECT_EQ(st.st_gid, 0u) << d;
+            ASSERT_EQ(stat((d + "/theirs").c_str(), &st), 0);
+            EXPECT_EQ(st.st_uid, 12345u) << d;
+            EXPECT_EQ(st.st_gid, 23456u) << d;
+            ASSERT_EQ(stat((d + "/setid").c_str(), &st), 0);
+            EXPECT_EQ(st.st_mode & 07777, ref.st_mode & 07777) << d;
+            EXPECT_EQ(st.st_gid, 0u) << d;
+        }
+    }
 }
 
 TEST(FopCopyIntoItself, SameFileThroughAnotherName)
@@ -244,6 +344,17 @@ TEST(FopCopyNames, NonUtf8AndOverLongTargets)
     };
     ASSERT_TRUE(run_fop(ren, FOP_COPY, t.path(), {longname}, deep, 0));
     EXPECT_EQ(get_file(deep + "/short"), "long");
+
+    // Also for a file inside a copied directory, though the directory itself is
+    // within reach.
+    if (deep.size() + 4 < PATH_MAX) {
+        mkdir((t / "box").c_str(), 0755);
+        put_file(t / ("box/" + longname), "boxed");
+        ScriptUi boxed;
+        ASSERT_TRUE(run_fop(boxed, FOP_COPY, t.path(), {"box"}, deep, 0));
+        EXPECT_EQ(boxed.count("", t / ("box/" + longname)), 1);
+        EXPECT_TRUE(exists(deep + "/box"));
+    }
 }
 
 // A disk that fills up in the middle of a file: a private 4 MiB tmpfs half
@@ -351,12 +462,15 @@ TEST(FopCopyErrors, UnreadableSubdirectoryAndOwnerQuestion)
     EXPECT_EQ(ui.views().back().count_text, "4 of 4");
 }
 
-TEST(FopPauseRun, PauseStopsTheBytesAndContinueResumes)
+namespace {
+// Pauses a 64 MiB copy in the middle of the file, checks that no more bytes go,
+// then continues it or cancels it.
+void pause_mid_file(const std::string& src_dir, const std::string& dst_dir, bool cancel)
 {
-    TmpDir t;
     const std::size_t size = 64u << 20;
-    put_file(t / "big", pattern(size));
-    mkdir((t / "d").c_str(), 0755);
+    put_file(src_dir + "/big", pattern(size));
+    std::string tgt = dst_dir + "/big";
+    unlink(tgt.c_str());
     ScriptUi ui;
     std::atomic<FopRequest*> req{nullptr};
     std::atomic<bool> paused_once{false};
@@ -372,19 +486,43 @@ TEST(FopPauseRun, PauseStopsTheBytesAndContinueResumes)
         }
     };
     fop_set_done_delay_ms(0);
-    ASSERT_NE(fop(FOP_COPY, t.path(), {"big"}, t / "d", 0, nullptr, {}, &ui), nullptr);
+    ASSERT_NE(fop(FOP_COPY, src_dir, {"big"}, dst_dir, 0, nullptr, {}, &ui), nullptr);
     for (int i = 0; !req.load(); i++) {
         ASSERT_LT(i, 2000) << "never paused in the middle of the file";
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     struct stat a, b;
-    ASSERT_EQ(stat((t / "d/big").c_str(), &a), 0);
+    ASSERT_EQ(stat(tgt.c_str(), &a), 0);
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    ASSERT_EQ(stat((t / "d/big").c_str(), &b), 0);
+    ASSERT_EQ(stat(tgt.c_str(), &b), 0);
     EXPECT_EQ(a.st_size, b.st_size);
     EXPECT_LT(std::size_t(b.st_size), size);
-    req.load()->pause = 0;
+    if (cancel)
+        req.load()->cancel = 1;
+    else
+        req.load()->pause = 0;
     ASSERT_TRUE(ui.wait_done());
-    EXPECT_TRUE(get_file(t / "d/big") == pattern(size));
+    if (cancel)
+        EXPECT_FALSE(exists(tgt));  // no partial target
+    else
+        EXPECT_TRUE(get_file(tgt) == pattern(size));
+}
+}  // namespace
+
+TEST(FopPauseRun, PauseStopsTheBytesAndContinueResumes)
+{
+    TmpDir t;
+    mkdir((t / "d").c_str(), 0755);
+    pause_mid_file(t.path(), t / "d", false);
+}
+
+TEST(FopPauseRun, PauseAndCancelToAnotherFileSystem)
+{
+    TmpDir t;
+    PrivateTmpfs fs(t / "other", "256M");
+    if (!fs.ok())
+        GTEST_SKIP() << "needs a private tmpfs mount: " << fs.why();
+    pause_mid_file(t.path(), fs.path(), false);
+    pause_mid_file(t.path(), fs.path(), true);
 }
