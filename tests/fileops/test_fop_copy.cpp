@@ -1,25 +1,21 @@
 // Copy operations on real files: contents, attributes, the questions a copy
-// asks, and the checks that refuse to copy a file or directory into itself.
-#include "fop_test_ui.h"
-#include "tmpdir.h"
+// asks, full disks, pause and cancel, and the checks that refuse to copy a file
+// or directory into itself.
+#include "fop_fixture.h"
 
-#include <atomic>
 #include <climits>
-#include <gtest/gtest.h>
 #include <sys/fsuid.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <thread>
 
 namespace {
-const std::vector<std::size_t> kSizes = {0, 3, 700, 300000, 5u << 20};
-
 void copy_sizes_into(const std::string& src, const std::string& dst)
 {
+    const std::size_t sizes[] = {0, 3, 700, 300000, 5u << 20};
     std::vector<std::string> names;
-    for (std::size_t n : kSizes) {
+    for (std::size_t n : sizes) {
         names.push_back("f" + std::to_string(n));
-        put_file(src + "/" + names.back(), pattern(n, unsigned(n)));
+        spit(src + "/" + names.back(), pattern(n, unsigned(n)));
     }
     chmod((src + "/f700").c_str(), 0640);
     struct timespec old[2] = {{1000000000, 0}, {1200000000, 0}};
@@ -27,10 +23,8 @@ void copy_sizes_into(const std::string& src, const std::string& dst)
     ScriptUi ui;
     ASSERT_TRUE(run_fop(ui, FOP_COPY, src, names, dst, 0));
     EXPECT_TRUE(ui.calls().empty());
-    for (std::size_t n : kSizes) {
-        std::string name = "/f" + std::to_string(n);
-        EXPECT_EQ(get_file(dst + name), pattern(n, unsigned(n))) << n;
-    }
+    for (std::size_t n : sizes)
+        EXPECT_TRUE(slurp(dst + "/f" + std::to_string(n)) == pattern(n, unsigned(n))) << n;
     struct stat st;
     ASSERT_EQ(stat((dst + "/f700").c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0640u);
@@ -41,21 +35,13 @@ void copy_sizes_into(const std::string& src, const std::string& dst)
 }
 }  // namespace
 
-TEST(FopCopyContents, ByteForByteOnTheSameFileSystem)
+TEST(FopCopyContents, ByteForByteOnTheSameAndAnotherFileSystem)
 {
     TmpDir t;
     mkdir((t / "src").c_str(), 0755);
     mkdir((t / "dst").c_str(), 0755);
     copy_sizes_into(t / "src", t / "dst");
-}
-
-TEST(FopCopyContents, ByteForByteToAnotherFileSystem)
-{
-    TmpDir t;
-    mkdir((t / "src").c_str(), 0755);
-    PrivateTmpfs fs(t / "other", "64M");
-    if (!fs.ok())
-        GTEST_SKIP() << "needs a private tmpfs mount: " << fs.why();
+    TMPFS_OR_SKIP(fs, t / "other", "64M");
     copy_sizes_into(t / "src", fs.path());
 }
 
@@ -66,7 +52,7 @@ TEST(FopCopyTree, TypesLinksAndDirectoryAttributes)
     mkdir(s.c_str(), 0750);
     mkdir((s + "/empty").c_str(), 0700);
     mkdir((s + "/sub").c_str(), 0755);
-    put_file(s + "/sub/a", "aaa");
+    spit(s + "/sub/a", "aaa");
     mkfifo((s + "/fifo").c_str(), 0600);
     symlink("sub/a", (s + "/l1").c_str());
     symlink("/nonexistent", (s + "/l2").c_str());
@@ -83,46 +69,32 @@ TEST(FopCopyTree, TypesLinksAndDirectoryAttributes)
     utimensat(AT_FDCWD, (s + "/sub").c_str(), old, 0);
 
     ScriptUi ui;
-    ui.rules.push_back({"Copy", "Symbolic links detected", "&Links", {}});
+    ui.rules.push_back({"Copy", "Symbolic links detected", "&Links"});
     ASSERT_TRUE(run_fop(ui, FOP_COPY, t.path(), {"tree"}, t / "copy", 0));
     EXPECT_EQ(ui.count("Copy", "Symbolic links detected in the file list\nWhat do you want to copy ?"), 1);
     EXPECT_EQ(ui.calls().size(), 1u);
 
     std::string d = t / "copy";
+    EXPECT_EQ(lmode(d) & 0777, 0750u);
+    EXPECT_EQ(lmode(d + "/sub") & 0777, 0555u);
     struct stat st;
-    ASSERT_EQ(lstat(d.c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0750u);
     ASSERT_EQ(lstat((d + "/sub").c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0555u);
     EXPECT_EQ(st.st_mtim.tv_sec, 1100000000);
-    EXPECT_EQ(get_file(d + "/sub/a"), "aaa");
-    ASSERT_EQ(lstat((d + "/empty").c_str(), &st), 0);
-    EXPECT_TRUE(S_ISDIR(st.st_mode));
-    ASSERT_EQ(lstat((d + "/fifo").c_str(), &st), 0);
-    EXPECT_TRUE(S_ISFIFO(st.st_mode));
-    char buf[64] = {};
-    ASSERT_GT(readlink((d + "/l1").c_str(), buf, sizeof buf - 1), 0);
-    EXPECT_STREQ(buf, "sub/a");
-    ASSERT_EQ(lstat((d + "/l2").c_str(), &st), 0);
-    EXPECT_TRUE(S_ISLNK(st.st_mode));
+    EXPECT_EQ(slurp(d + "/sub/a"), "aaa");
+    EXPECT_TRUE(S_ISDIR(lmode(d + "/empty")));
+    EXPECT_TRUE(S_ISFIFO(lmode(d + "/fifo")));
+    EXPECT_EQ(link_of(d + "/l1"), "sub/a");
+    EXPECT_EQ(link_of(d + "/l2"), "/nonexistent");
     EXPECT_FALSE(exists(d + "/sock"));  // sockets are left out without a word
     chmod((d + "/sub").c_str(), 0755);
     chmod((s + "/sub").c_str(), 0755);
-}
 
-TEST(FopCopyTree, FollowingLinksCopiesWhatTheyPointTo)
-{
-    TmpDir t;
-    put_file(t / "real", "pointed-to");
-    symlink("real", (t / "link").c_str());
-    mkdir((t / "dst").c_str(), 0755);
-    ScriptUi ui;
-    ui.rules.push_back({"Copy", "Symbolic links", "&Files", {}});
-    ASSERT_TRUE(run_fop(ui, FOP_COPY, t.path(), {"link", "real"}, t / "dst", 0));
-    struct stat st;
-    ASSERT_EQ(lstat((t / "dst/link").c_str(), &st), 0);
-    EXPECT_TRUE(S_ISREG(st.st_mode));
-    EXPECT_EQ(get_file(t / "dst/link"), "pointed-to");
+    // Answered the other way, a link is copied as the file it points to.
+    ScriptUi files;
+    files.rules.push_back({"Copy", "Symbolic links", "&Files"});
+    ASSERT_TRUE(run_fop(files, FOP_COPY, s, {"l1"}, t / "followed", 0));
+    EXPECT_TRUE(S_ISREG(lmode(t / "followed")));
+    EXPECT_EQ(slurp(t / "followed"), "aaa");
 }
 
 namespace {
@@ -132,17 +104,17 @@ namespace {
 void copy_changed_after_scan(const std::string& s, const std::string& dst)
 {
     mkdir(s.c_str(), 0755);
-    put_file(s + "/first", "new");
-    put_file(dst + "/first", "old");
+    spit(s + "/first", "new");
+    spit(dst + "/first", "old");
     std::string l = s + "/later";
     mkdir(l.c_str(), 0755);
-    put_file(l + "/grows", pattern(100000, 1));
-    put_file(l + "/shrinks", pattern(3u << 20, 2));
-    put_file(l + "/to-link", "regular");
-    put_file(l + "/to-fifo", "regular");
+    spit(l + "/grows", pattern(100000, 1));
+    spit(l + "/shrinks", pattern(3u << 20, 2));
+    spit(l + "/to-link", "regular");
+    spit(l + "/to-fifo", "regular");
     ScriptUi ui;
     ui.rules.push_back({"Copy/Move", "The '" + dst + "/first' file exists.", "&Overwrite", [l](FopRequest&) {
-                            put_file(l + "/grows", pattern(3u << 20, 3));
+                            spit(l + "/grows", pattern(3u << 20, 3));
                             ASSERT_EQ(truncate((l + "/shrinks").c_str(), 1000), 0);
                             unlink((l + "/to-link").c_str());
                             symlink("grows", (l + "/to-link").c_str());
@@ -151,14 +123,11 @@ void copy_changed_after_scan(const std::string& s, const std::string& dst)
                         }});
     ASSERT_TRUE(run_fop(ui, FOP_COPY, s, {"first", "later"}, dst, FOPF_SYM_LINKS));
     EXPECT_EQ(ui.calls().size(), 1u);
-    EXPECT_EQ(get_file(dst + "/first"), "new");
-    EXPECT_TRUE(get_file(dst + "/later/grows") == pattern(3u << 20, 3));
-    EXPECT_TRUE(get_file(dst + "/later/shrinks") == pattern(3u << 20, 2).substr(0, 1000));
-    struct stat st;
-    ASSERT_EQ(lstat((dst + "/later/to-link").c_str(), &st), 0);
-    EXPECT_TRUE(S_ISLNK(st.st_mode));
-    ASSERT_EQ(lstat((dst + "/later/to-fifo").c_str(), &st), 0);
-    EXPECT_TRUE(S_ISFIFO(st.st_mode));
+    EXPECT_EQ(slurp(dst + "/first"), "new");
+    EXPECT_TRUE(slurp(dst + "/later/grows") == pattern(3u << 20, 3));
+    EXPECT_TRUE(slurp(dst + "/later/shrinks") == pattern(3u << 20, 2).substr(0, 1000));
+    EXPECT_TRUE(S_ISLNK(lmode(dst + "/later/to-link")));
+    EXPECT_TRUE(S_ISFIFO(lmode(dst + "/later/to-fifo")));
     EXPECT_EQ(ui.views().back().first_line, "Done");
 }
 }  // namespace
@@ -168,9 +137,7 @@ TEST(FopCopyTree, SourcesChangedAfterTheScan)
     TmpDir t;
     mkdir((t / "dst").c_str(), 0755);
     copy_changed_after_scan(t / "s", t / "dst");
-    PrivateTmpfs fs(t / "other", "64M");
-    if (!fs.ok())
-        GTEST_SKIP() << "needs a private tmpfs mount: " << fs.why();
+    TMPFS_OR_SKIP(fs, t / "other", "64M");
     copy_changed_after_scan(t / "s2", fs.path());
 }
 
@@ -184,14 +151,14 @@ TEST(FopCopyTree, OwnersGroupsAndSetIdBits)
     mkdir((s + "/in").c_str(), 0755);
     for (std::string d : {s, s + "/in"}) {
         ASSERT_EQ(chown(d.c_str(), 0, 23456), 0);
-        put_file(d + "/mine", "m");
-        put_file(d + "/theirs", "t");
+        spit(d + "/mine", "m");
+        spit(d + "/theirs", "t");
         ASSERT_EQ(chown((d + "/theirs").c_str(), 12345, 23456), 0);
-        put_file(d + "/setid", "x");
+        spit(d + "/setid", "x");
         chmod((d + "/setid").c_str(), 06755);
     }
     // What a change of owner after the contents leaves of the set-ID bits.
-    put_file(t / "ref", "x");
+    spit(t / "ref", "x");
     chmod((t / "ref").c_str(), 06755);
     ASSERT_EQ(chown((t / "ref").c_str(), 0, 0), 0);
     struct stat ref;
@@ -224,74 +191,64 @@ TEST(FopCopyTree, OwnersGroupsAndSetIdBits)
     }
 }
 
-TEST(FopCopyIntoItself, SameFileThroughAnotherName)
+TEST(FopCopyDestination, IntoItselfIsRefusedAndEverythingStaysIntact)
 {
     TmpDir t;
     mkdir((t / "d").c_str(), 0755);
     mkdir((t / "e").c_str(), 0755);
-    put_file(t / "d/f", "original");
+    mkdir((t / "d/sub").c_str(), 0755);
+    spit(t / "d/f", "original");
     link((t / "d/f").c_str(), (t / "e/hard").c_str());
     symlink((t / "d/f").c_str(), (t / "e/sym").c_str());
-    for (std::string dest : {t / "e/hard", t / "e/sym", t / "d/./f", t / "d", t / "e/../d"}) {
+    struct {
+        int kind;
+        std::string srcdir, name, dest, message;
+    } cases[] = {
+        {FOP_COPY, t / "d", "f", t / "e/hard", "Can't copy file(s) into itself."},
+        {FOP_COPY, t / "d", "f", t / "e/sym", "Can't copy file(s) into itself."},
+        {FOP_COPY, t / "d", "f", t / "d/./f", "Can't copy file(s) into itself."},
+        {FOP_COPY, t / "d", "f", t / "d", "Can't copy file(s) into itself."},
+        {FOP_COPY, t / "d", "f", t / "e/../d", "Can't copy file(s) into itself."},
+        {FOP_COPY, t.path(), "d", t / "d/sub", "Can't copy file(s) into itself."},
+        {FOP_MOVE, t / "d", "f", t / "d", "Can't move file(s) into itself."},
+    };
+    for (auto& c : cases) {
         ScriptUi ui;
-        ASSERT_TRUE(run_fop(ui, FOP_COPY, t / "d", {"f"}, dest, FOPF_OVERWRITE_ALL));
-        EXPECT_EQ(ui.count("File Scan", "Can't copy file(s) into itself."), 1) << dest;
-        EXPECT_EQ(get_file(t / "d/f"), "original") << dest;
+        ASSERT_TRUE(run_fop(ui, c.kind, c.srcdir, {c.name}, c.dest, FOPF_OVERWRITE_ALL));
+        EXPECT_EQ(ui.count("File Scan", c.message), 1) << c.dest;
+        EXPECT_EQ(slurp(t / "d/f"), "original") << c.dest;
     }
-    struct stat st;
-    ASSERT_EQ(lstat((t / "e/sym").c_str(), &st), 0);
-    EXPECT_TRUE(S_ISLNK(st.st_mode));
-    EXPECT_EQ(get_file(t / "e/hard"), "original");
-}
-
-TEST(FopCopyIntoItself, DirectoryIntoItsOwnSubdirectory)
-{
-    TmpDir t;
-    mkdir((t / "tree").c_str(), 0755);
-    mkdir((t / "tree/sub").c_str(), 0755);
-    put_file(t / "tree/a", "a");
-    ScriptUi ui;
-    ASSERT_TRUE(run_fop(ui, FOP_COPY, t.path(), {"tree"}, t / "tree/sub", FOPF_OVERWRITE_ALL));
-    EXPECT_EQ(ui.count("File Scan", "Can't copy file(s) into itself."), 1);
-    EXPECT_FALSE(exists(t / "tree/sub/tree"));
-    EXPECT_EQ(get_file(t / "tree/a"), "a");
+    EXPECT_TRUE(S_ISLNK(lmode(t / "e/sym")));
+    EXPECT_EQ(slurp(t / "e/hard"), "original");
+    EXPECT_FALSE(exists(t / "d/sub/d"));
 }
 
 TEST(FopCopyDestination, ChecksBeforeAnyWork)
 {
     TmpDir t;
-    put_file(t / "a", "a");
-    put_file(t / "b", "b");
+    spit(t / "a", "a");
+    spit(t / "b", "b");
     mkdir((t / "dir").c_str(), 0755);
-    {
-        ScriptUi ui;  // no rule: Escape, which is the last button, "&Abort"
-        ASSERT_TRUE(run_fop(ui, FOP_COPY, t.path(), {"a", "b"}, t / "new", 0));
-        EXPECT_EQ(ui.count("Make Directory",
-                           "The '" + t / "new" + "' directory doesn't exist\nDo you want to create this directory ?"),
-                  1);
-        EXPECT_FALSE(exists(t / "new"));
-    }
-    {
+    struct {
+        std::vector<std::string> names;
+        std::string dest, title, message, answer, made, contents;  // made: a file the copy leaves
+    } cases[] = {
+        // No answer: Escape, which is the last button, "&Abort"; the directory is not made.
+        {{"a", "b"}, t / "new", "Make Directory",
+         "The '" + t / "new" + "' directory doesn't exist\nDo you want to create this directory ?", "", "", ""},
+        {{"a", "b"}, t / "new", "Make Directory", "The '", "&Yes", t / "new/b", "b"},
+        {{"a", "b"}, t / "new/a", "File Scan", "Can't copy/move multiple files into \n'" + t / "new/a" + "'\n", "", "", ""},
+        {{"dir"}, t / "a", "File Scan", "Source and destination file types mismatch.", "", t / "a", "a"},
+        {{"a"}, t / "renamed", "", "", "", t / "renamed", "a"},  // one file onto a missing name
+    };
+    for (auto& c : cases) {
         ScriptUi ui;
-        ui.rules.push_back({"Make Directory", "The '", "&Yes", {}});
-        ASSERT_TRUE(run_fop(ui, FOP_COPY, t.path(), {"a", "b"}, t / "new", 0));
-        EXPECT_EQ(get_file(t / "new/b"), "b");
-    }
-    {
-        ScriptUi ui;
-        ASSERT_TRUE(run_fop(ui, FOP_COPY, t.path(), {"a", "b"}, t / "new/a", 0));
-        EXPECT_EQ(ui.count("File Scan", "Can't copy/move multiple files into \n'" + t / "new/a" + "'\n"), 1);
-    }
-    {
-        ScriptUi ui;
-        ASSERT_TRUE(run_fop(ui, FOP_COPY, t.path(), {"dir"}, t / "a", 0));
-        EXPECT_EQ(ui.count("File Scan", "Source and destination file types mismatch."), 1);
-        EXPECT_EQ(get_file(t / "a"), "a");
-    }
-    {
-        ScriptUi ui;  // one file onto a missing name: copied under that name
-        ASSERT_TRUE(run_fop(ui, FOP_COPY, t.path(), {"a"}, t / "renamed", 0));
-        EXPECT_EQ(get_file(t / "renamed"), "a");
+        ui.rules.push_back({c.title, "", c.answer});
+        ASSERT_TRUE(run_fop(ui, FOP_COPY, t.path(), c.names, c.dest, 0));
+        EXPECT_EQ(ui.calls().size(), c.title.empty() ? 0u : 1u) << c.dest;
+        EXPECT_EQ(ui.count(c.title, c.message), c.title.empty() ? 0 : 1) << c.dest;
+        EXPECT_EQ(c.made.empty() ? "" : slurp(c.made), c.contents) << c.dest;
+        EXPECT_EQ(exists(t / "new"), &c != &cases[0]) << c.dest;
     }
 }
 
@@ -301,17 +258,17 @@ TEST(FopCopyQuestions, OverwriteSkipAndAll)
     mkdir((t / "s").c_str(), 0755);
     mkdir((t / "d").c_str(), 0755);
     for (auto n : {"a", "b", "c"}) {
-        put_file(t / "s" + "/" + n, std::string("new-") + n);
-        put_file(t / "d" + "/" + n, "old");
+        spit(t / "s" + "/" + n, std::string("new-") + n);
+        spit(t / "d" + "/" + n, "old");
     }
     ScriptUi ui;
-    ui.rules.push_back({"Copy/Move", "The '" + t / "d/a", "&Skip", {}});
-    ui.rules.push_back({"Copy/Move", "The '" + t / "d/b", "Overwrite &All", {}});
+    ui.rules.push_back({"Copy/Move", "The '" + t / "d/a", "&Skip"});
+    ui.rules.push_back({"Copy/Move", "The '" + t / "d/b", "Overwrite &All"});
     ASSERT_TRUE(run_fop(ui, FOP_COPY, t / "s", {"a", "b", "c"}, t / "d", 0));
     EXPECT_EQ(ui.count("Copy/Move", "The '"), 2);  // not asked again after "Overwrite All"
-    EXPECT_EQ(get_file(t / "d/a"), "old");
-    EXPECT_EQ(get_file(t / "d/b"), "new-b");
-    EXPECT_EQ(get_file(t / "d/c"), "new-c");
+    EXPECT_EQ(slurp(t / "d/a"), "old");
+    EXPECT_EQ(slurp(t / "d/b"), "new-b");
+    EXPECT_EQ(slurp(t / "d/c"), "new-c");
 }
 
 TEST(FopCopyNames, NonUtf8AndOverLongTargets)
@@ -320,10 +277,10 @@ TEST(FopCopyNames, NonUtf8AndOverLongTargets)
     const std::string odd = "caf\xe9-\xff\xfe";
     mkdir((t / "s").c_str(), 0755);
     mkdir((t / ("s/" + odd)).c_str(), 0755);
-    put_file(t / ("s/" + odd + "/" + odd), "latin1");
+    spit(t / ("s/" + odd + "/" + odd), "latin1");
     ScriptUi ui;
     ASSERT_TRUE(run_fop(ui, FOP_COPY, t / "s", {odd}, t / "d", 0));
-    EXPECT_EQ(get_file(t / ("d/" + odd)), "latin1");
+    EXPECT_EQ(slurp(t / ("d/" + odd)), "latin1");
 
     // A target path past PATH_MAX goes to the over-long-name dialog.
     std::string deep = t / "deep";
@@ -333,7 +290,7 @@ TEST(FopCopyNames, NonUtf8AndOverLongTargets)
         ASSERT_EQ(mkdir(deep.c_str(), 0755), 0);
     }
     std::string longname(250, 'n');
-    put_file(t / longname, "long");
+    spit(t / longname, "long");
     ScriptUi skip;
     ASSERT_TRUE(run_fop(skip, FOP_COPY, t.path(), {longname}, deep, 0));
     EXPECT_EQ(skip.count("", t / longname), 1);
@@ -343,64 +300,46 @@ TEST(FopCopyNames, NonUtf8AndOverLongTargets)
         return true;
     };
     ASSERT_TRUE(run_fop(ren, FOP_COPY, t.path(), {longname}, deep, 0));
-    EXPECT_EQ(get_file(deep + "/short"), "long");
+    EXPECT_EQ(slurp(deep + "/short"), "long");
 
     // Also for a file inside a copied directory, though the directory itself is
     // within reach.
-    if (deep.size() + 4 < PATH_MAX) {
-        mkdir((t / "box").c_str(), 0755);
-        put_file(t / ("box/" + longname), "boxed");
-        ScriptUi boxed;
-        ASSERT_TRUE(run_fop(boxed, FOP_COPY, t.path(), {"box"}, deep, 0));
-        EXPECT_EQ(boxed.count("", t / ("box/" + longname)), 1);
-        EXPECT_TRUE(exists(deep + "/box"));
-    }
+    ASSERT_LT(deep.size() + 4, std::size_t(PATH_MAX));
+    mkdir((t / "box").c_str(), 0755);
+    spit(t / ("box/" + longname), "boxed");
+    ScriptUi boxed;
+    ASSERT_TRUE(run_fop(boxed, FOP_COPY, t.path(), {"box"}, deep, 0));
+    EXPECT_EQ(boxed.count("", t / ("box/" + longname)), 1);
+    EXPECT_TRUE(exists(deep + "/box"));
 }
 
 // A disk that fills up in the middle of a file: a private 4 MiB tmpfs half
 // taken by a filler, and a 3 MiB source.
-class FopFullDisk : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        fs_ = std::make_unique<PrivateTmpfs>(t_ / "small", "4M");
-        if (!fs_->ok())
-            GTEST_SKIP() << "needs a private tmpfs mount: " << fs_->why();
-        put_file(fs_->path() + "/filler", std::string(2 << 20, 'f'));
-        put_file(t_ / "big", pattern(3 << 20));
+TEST(FopFullDisk, RetrySkipAndAbort)
+{
+    TmpDir t;
+    spit(t / "big", pattern(3 << 20));
+    for (std::string answer : {"&Retry", "&Skip", "&Abort"}) {
+        TMPFS_OR_SKIP(fs, t / "small", "4M");
+        std::string filler = fs.path() + "/filler", target = fs.path() + "/big";
+        spit(filler, std::string(2 << 20, 'f'));
+        ScriptUi ui;
+        ui.rules.push_back({"Write error", "Unable to write '" + target + "'\nNo space left on device\n", answer,
+                            [&](FopRequest&) {
+                                if (answer == "&Retry")
+                                    unlink(filler.c_str());
+                            }});
+        ASSERT_TRUE(run_fop(ui, FOP_COPY, t.path(), {"big"}, fs.path(), 0));
+        EXPECT_EQ(ui.count("Write error"), 1) << answer;
+        if (answer == "&Retry") {
+            EXPECT_TRUE(slurp(target) == pattern(3 << 20));
+        } else {
+            EXPECT_FALSE(exists(target)) << answer;  // no partial target
+        }
+        if (answer == "&Skip") {
+            EXPECT_EQ(ui.views().back().first_line, "Done");
+        }
     }
-    void TearDown() override { fs_.reset(); }
-    std::string target() { return fs_->path() + "/big"; }
-    void run(const std::string& answer, std::function<void(FopRequest&)> before = {})
-    {
-        ui_.rules.push_back({"Write error", "Unable to write '" + target() + "'\nNo space left on device\n",
-                             answer, std::move(before)});
-        ASSERT_TRUE(run_fop(ui_, FOP_COPY, t_.path(), {"big"}, fs_->path(), 0));
-        EXPECT_EQ(ui_.count("Write error"), 1);
-    }
-    TmpDir t_;
-    std::unique_ptr<PrivateTmpfs> fs_;
-    ScriptUi ui_;
-};
-
-TEST_F(FopFullDisk, RetryAfterSpaceIsFreed)
-{
-    std::string filler = fs_->path() + "/filler";
-    run("&Retry", [filler](FopRequest&) { unlink(filler.c_str()); });
-    EXPECT_TRUE(get_file(target()) == pattern(3 << 20));
-}
-
-TEST_F(FopFullDisk, SkipLeavesNoPartialTarget)
-{
-    run("&Skip");
-    EXPECT_FALSE(exists(target()));
-    EXPECT_EQ(ui_.views().back().first_line, "Done");
-}
-
-TEST_F(FopFullDisk, AbortLeavesNoPartialTarget)
-{
-    run("&Abort");
-    EXPECT_FALSE(exists(target()));
 }
 
 // Runs the operation's worker with the file-system identity of nobody, so that
@@ -432,16 +371,16 @@ TEST(FopCopyErrors, UnreadableSubdirectoryAndOwnerQuestion)
     chmod(t.path().c_str(), 0777);
     std::string s = t / "top";
     mkdir(s.c_str(), 0755);
-    put_file(s + "/a", "a");
-    put_file(s + "/z", "z");
+    spit(s + "/a", "a");
+    spit(s + "/z", "z");
     mkdir((s + "/locked").c_str(), 0700);
-    put_file(s + "/locked/inside", "x");
+    spit(s + "/locked/inside", "x");
     mkdir((t / "dst").c_str(), 0777);
     chmod((t / "dst").c_str(), 0777);
     ScriptUi ui;
-    ui.rules.push_back({"Dir Reading", "Unable to open '" + s + "/locked' directory\n", "&Continue", {}});
-    ui.rules.push_back({"Copy/Move", "Unable to change owner permissions", "&Ignore", {}});
-    std::vector<std::pair<std::string, std::string>> items;
+    ui.rules.push_back({"Dir Reading", "Unable to open '" + s + "/locked' directory\n", "&Continue"});
+    ui.rules.push_back({"Copy/Move", "Unable to change owner permissions", "&Ignore"});
+    Items items;
     {
         AsNobody nobody;
         if (!nobody.ok())
@@ -452,11 +391,9 @@ TEST(FopCopyErrors, UnreadableSubdirectoryAndOwnerQuestion)
     EXPECT_EQ(ui.count("Copy/Move", "Unable to change owner permissions '" + t / "dst/top" + "'\n"), 1);
     EXPECT_EQ(ui.calls().size(), 2u);
     EXPECT_EQ(items.size(), 4u);  // top, a, locked, z
-    EXPECT_EQ(get_file(t / "dst/top/a"), "a");
-    EXPECT_EQ(get_file(t / "dst/top/z"), "z");
-    struct stat st;
-    ASSERT_EQ(stat((t / "dst/top/locked").c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0777u & ~umask(022));  // never given its final mode
+    EXPECT_EQ(slurp(t / "dst/top/a"), "a");
+    EXPECT_EQ(slurp(t / "dst/top/z"), "z");
+    EXPECT_EQ(lmode(t / "dst/top/locked") & 0777, 0777u & ~umask(022));  // never given its final mode
     umask(022);
     EXPECT_FALSE(exists(t / "dst/top/locked/inside"));
     EXPECT_EQ(ui.views().back().count_text, "4 of 4");
@@ -468,21 +405,20 @@ namespace {
 void pause_mid_file(const std::string& src_dir, const std::string& dst_dir, bool cancel)
 {
     const std::size_t size = 64u << 20;
-    put_file(src_dir + "/big", pattern(size));
+    spit(src_dir + "/big", pattern(size));
     std::string tgt = dst_dir + "/big";
     unlink(tgt.c_str());
     ScriptUi ui;
     std::atomic<FopRequest*> req{nullptr};
-    std::atomic<bool> paused_once{false};
     ui.on_progress = [&](FopRequest& r, const FopSlotView& v) {
-        if (paused_once)
+        if (req)
             return;
         // Slow refreshes let the next one through the throttle, so one lands in
         // the middle of the file.
         std::this_thread::sleep_for(std::chrono::milliseconds(110));
-        if (v.percent > 0 && v.percent < 100 && !paused_once.exchange(true)) {
-            req = &r;
+        if (v.percent > 0 && v.percent < 100) {
             r.pause = 1;
+            req = &r;
         }
     };
     fop_set_done_delay_ms(0);
@@ -503,10 +439,11 @@ void pause_mid_file(const std::string& src_dir, const std::string& dst_dir, bool
     else
         req.load()->pause = 0;
     ASSERT_TRUE(ui.wait_done());
-    if (cancel)
+    if (cancel) {
         EXPECT_FALSE(exists(tgt));  // no partial target
-    else
-        EXPECT_TRUE(get_file(tgt) == pattern(size));
+    } else {
+        EXPECT_TRUE(slurp(tgt) == pattern(size));
+    }
 }
 }  // namespace
 
@@ -520,9 +457,7 @@ TEST(FopPauseRun, PauseStopsTheBytesAndContinueResumes)
 TEST(FopPauseRun, PauseAndCancelToAnotherFileSystem)
 {
     TmpDir t;
-    PrivateTmpfs fs(t / "other", "256M");
-    if (!fs.ok())
-        GTEST_SKIP() << "needs a private tmpfs mount: " << fs.why();
+    TMPFS_OR_SKIP(fs, t / "other", "256M");
     pause_mid_file(t.path(), fs.path(), false);
     pause_mid_file(t.path(), fs.path(), true);
 }

@@ -1,6 +1,7 @@
 // The GUI FopUi driven from real worker threads: questions handed to the GUI
 // thread one at a time, notices dropped while a question is up, progress posted
-// and coalesced, the long-name dialog, and a GUI that keeps running throughout.
+// and coalesced, the long-name dialog, a GUI that keeps running throughout, and
+// starting operations from the GUI down to a real copy.
 #include <QDialog>
 #include <QEventLoop>
 #include <QLabel>
@@ -11,11 +12,10 @@
 #include <QTimer>
 #include <future>
 
-#include "test_slot_support.h"
-#include "ui_pict_db.h"
+#include "fop_fixture.h"
+#include "shell/init_config.h"
 
-using FopGuiQuestions = SlotTest;
-using FopGuiProgress = SlotTest;
+using FopGui = SlotTest;
 
 namespace {
 // Runs fn on a new thread and hands back its result; the GUI keeps processing
@@ -26,58 +26,26 @@ auto on_worker(F fn)
     auto task = std::packaged_task<decltype(fn())()>(std::move(fn));
     auto result = task.get_future();
     std::thread(std::move(task)).detach();
-    EXPECT_TRUE(spin_until([&] {
-        return result.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-    }, 5000));
+    EXPECT_TRUE(spin_until([&] { return result.wait_for(std::chrono::seconds(0)) == std::future_status::ready; },
+                           5000));
     return result.get();
-}
-
-QDialog* find_dialog(const char* name)
-{
-    for (QWidget* w : QApplication::topLevelWidgets())
-        if (w->objectName() == name && w->isVisible())
-            return qobject_cast<QDialog*>(w);
-    return nullptr;
 }
 }  // namespace
 
-TEST_F(FopGuiQuestions, AlertIsShownOnTheGuiThreadAndAnswered)
-{
-    GuiFopUi ui;
-    FopRequest r;
-    std::vector<WMessage> seen;
-    bool on_gui = false;
-    w_set_message_handler([&](const WMessage& m) {
-        seen.push_back(m);
-        on_gui = QThread::currentThread() == qApp->thread();
-        return 3;
-    });
-    const int answer = on_worker([&] {
-        return ui.alert(r, "Copy/Move", "&Overwrite|Overwrite &All,@&Skip|#&Abort",
-                        "The '/tmp/x' file exists.\nWhat do you want to do ?\n");
-    });
-    EXPECT_EQ(answer, 3);
-    EXPECT_TRUE(on_gui);
-    ASSERT_EQ(seen.size(), 1u);
-    EXPECT_EQ(seen[0].parent, nullptr);
-    EXPECT_EQ(seen[0].title, "Copy/Move");
-    EXPECT_EQ(seen[0].labels, QStringList({"&Overwrite", "Overwrite &All", "&Skip", "&Abort"}));
-    EXPECT_EQ(seen[0].default_button, 3);
-    EXPECT_EQ(seen[0].escape_button, 4);
-}
-
-TEST_F(FopGuiQuestions, OneQuestionAtATimeAndNoticesYieldToIt)
+TEST_F(FopGui, QuestionsOneAtATimeOnTheGuiThreadAndNoticesYieldToThem)
 {
     GuiFopUi ui;
     FopRequest r1, r2;
+    std::vector<WMessage> seen;
     int up = 0, most_up = 0, closes = 0;
+    bool on_gui = true;
     std::atomic<bool> notice_returned{false};
     std::thread notifier;
     w_set_message_handler([&](const WMessage& m) {
-        if (m.labels == QStringList({"&Close"})) {
-            ++closes;
-            return 1;
-        }
+        on_gui = on_gui && QThread::currentThread() == qApp->thread();
+        if (m.labels == QStringList({"&Close"}))
+            return ++closes;
+        seen.push_back(m);
         most_up = std::max(most_up, ++up);
         // While a question is up a notice from another worker is dropped, and
         // its worker does not wait.
@@ -92,92 +60,88 @@ TEST_F(FopGuiQuestions, OneQuestionAtATimeAndNoticesYieldToIt)
         // be delivered right here if nothing kept it out.
         spin(120);
         --up;
-        return 1;
+        return 3;
     });
+    const char* buttons = "&Overwrite|Overwrite &All,@&Skip|#&Abort";
     std::atomic<int> answered{0};
-    std::thread a([&] { answered += ui.alert(r1, "A", "&Yes|&No", "first"); });
-    std::thread b([&] { answered += ui.alert(r2, "B", "&Yes|&No", "second"); });
-    ASSERT_TRUE(spin_until([&] { return answered.load() == 2; }));
+    std::thread a([&] { answered += ui.alert(r1, "Copy/Move", buttons, "The '/tmp/x' file exists.\n"); });
+    std::thread b([&] { answered += ui.alert(r2, "Copy/Move", buttons, "second"); });
+    ASSERT_TRUE(spin_until([&] { return answered.load() == 6; }));
     a.join();
     b.join();
     notifier.join();
     EXPECT_TRUE(notice_returned.load());
     EXPECT_EQ(most_up, 1);
     EXPECT_EQ(closes, 0);
+    ASSERT_EQ(seen.size(), 2u);
+    EXPECT_EQ(seen[0].parent, nullptr);
+    EXPECT_EQ(seen[0].title, "Copy/Move");
+    EXPECT_EQ(seen[0].labels, QStringList({"&Overwrite", "Overwrite &All", "&Skip", "&Abort"}));
+    EXPECT_EQ(seen[0].default_button, 3);
+    EXPECT_EQ(seen[0].escape_button, 4);
 
-    on_worker([&] {
-        ui.errinfo("Error", "shown");
-        return 0;
-    });
-    EXPECT_EQ(closes, 1);
-}
-
-TEST_F(FopGuiQuestions, CallLockedRunsOnTheGuiThreadBeforeReturning)
-{
-    GuiFopUi ui;
+    // With no question up a notice is shown; a locked call runs on the GUI
+    // thread before it returns.
     QThread* ran_on = nullptr;
-    const bool seen_after = on_worker([&] {
+    EXPECT_TRUE(on_worker([&] {
+        ui.errinfo("Error", "shown");
         ui.call_locked([&] { ran_on = QThread::currentThread(); });
         return ran_on != nullptr;
-    });
-    EXPECT_TRUE(seen_after);
+    }));
     EXPECT_EQ(ran_on, qApp->thread());
+    EXPECT_EQ(closes, 1);
+    EXPECT_TRUE(on_gui);
 }
 
-TEST_F(FopGuiQuestions, LongNameDialogRenamesOrSkips)
+TEST_F(FopGui, LongNameDialogRenamesOrSkips)
 {
     GuiFopUi ui;
     const std::string src = "/src/" + std::string(60, 'a') + ".txt";
     const std::string proposed = "/dst/" + std::string(60, 'b') + ".txt";
-    struct Outcome {
-        bool renamed = false;
-        std::string name;
-    };
     // The dialog runs its own event loop on the GUI thread, so the person at it
     // is played by a timer that looks for it there.
-    auto ask = [&](std::function<void(QDialog*)> person) {
+    auto ask = [&](std::function<void(QDialog*)> person, std::string& name) {
         QTimer look;
         QObject::connect(&look, &QTimer::timeout, [&] {
-            if (QDialog* dlg = find_dialog("long_filename_dlg")) {
-                look.stop();
-                person(dlg);
-            }
+            for (QWidget* w : QApplication::topLevelWidgets())
+                if (w->objectName() == "long_filename_dlg" && w->isVisible()) {
+                    look.stop();
+                    person(qobject_cast<QDialog*>(w));
+                    return;
+                }
         });
         look.start(10);
-        return on_worker([&] {
-            Outcome o;
-            o.renamed = ui.filename_too_long(src, proposed, o.name);
-            return o;
-        });
+        return on_worker([&] { return ui.filename_too_long(src, proposed, name); });
     };
 
     QString old_shown, proposal;
     bool stayed_open_on_empty = false;
-    Outcome o = ask([&](QDialog* dlg) {
-        EXPECT_EQ(dlg->windowTitle(), "Filename Too Long");
-        auto* oldname = dlg->findChild<QLineEdit*>("long_filename_oldname");
-        auto* newname = dlg->findChild<QLineEdit*>("long_filename_newname");
-        auto* rename = dlg->findChild<QPushButton*>("long_filename_rename");
-        ASSERT_TRUE(oldname && newname && rename && dlg->findChild<QPushButton*>("long_filename_skip"));
-        old_shown = oldname->text();
-        proposal = newname->text();
-        newname->clear();
-        rename->click();
-        stayed_open_on_empty = dlg->isVisible();
-        newname->setText(QString(60, 'c'));  // the field holds 47 at most
-        rename->click();
-    });
+    std::string name;
+    EXPECT_TRUE(ask(
+        [&](QDialog* dlg) {
+            EXPECT_EQ(dlg->windowTitle(), "Filename Too Long");
+            auto* oldname = dlg->findChild<QLineEdit*>("long_filename_oldname");
+            auto* newname = dlg->findChild<QLineEdit*>("long_filename_newname");
+            auto* rename = dlg->findChild<QPushButton*>("long_filename_rename");
+            ASSERT_TRUE(oldname && newname && rename);
+            old_shown = oldname->text();
+            proposal = newname->text();
+            newname->clear();
+            rename->click();
+            stayed_open_on_empty = dlg->isVisible();
+            newname->setText(QString(60, 'c'));  // the field holds 47 at most
+            rename->click();
+        },
+        name));
     EXPECT_EQ(old_shown.toStdString(), std::string(60, 'a') + ".txt");
     EXPECT_EQ(proposal.toStdString(), std::string(47, 'b'));
     EXPECT_TRUE(stayed_open_on_empty);
-    EXPECT_TRUE(o.renamed);
-    EXPECT_EQ(o.name, std::string(47, 'c'));
+    EXPECT_EQ(name, std::string(47, 'c'));
 
-    o = ask([](QDialog* dlg) { dlg->findChild<QPushButton*>("long_filename_skip")->click(); });
-    EXPECT_FALSE(o.renamed);
+    EXPECT_FALSE(ask([](QDialog* dlg) { dlg->findChild<QPushButton*>("long_filename_skip")->click(); }, name));
 }
 
-TEST_F(FopGuiProgress, LatestViewReachesThePanelAndStaleOnesAreIgnored)
+TEST_F(FopGui, LatestViewReachesThePanelAndStaleOnesAreIgnored)
 {
     GuiFopUi ui;
     SlotPanel* p = slot_add();
@@ -186,16 +150,9 @@ TEST_F(FopGuiProgress, LatestViewReachesThePanelAndStaleOnesAreIgnored)
     r.slot = p;
     // Posted before the request is bound to its slot: shown all the same.
     std::thread([&] {
-        for (int i = 1; i <= 500; ++i) {
-            FopSlotView v;
-            v.header = "Copying";
-            v.first_line = "From: /a/" + std::to_string(i);
-            v.second_line = "  To: /b";
-            v.count_text = std::to_string(i) + " of 500";
-            v.time_text = "3 seconds";
-            v.percent = i / 5;
-            ui.show_progress(r, v);
-        }
+        for (int i = 1; i <= 500; ++i)
+            ui.show_progress(r, {"Copying", "From: /a/" + std::to_string(i), "  To: /b",
+                                 std::to_string(i) + " of 500", "3 seconds", i / 5});
     }).join();
     slot_set_request(p, &r);
     spin(50);
@@ -223,7 +180,7 @@ TEST_F(FopGuiProgress, LatestViewReachesThePanelAndStaleOnesAreIgnored)
     fop_gui_apply_view(p, &r, FopSlotView{"Later", "", "", "", "", 1});
 }
 
-TEST_F(FopGuiProgress, GuiStaysResponsiveWhileOperationsRunAndOneAsks)
+TEST_F(FopGui, StaysResponsiveWhileOperationsRunAndOneAsks)
 {
     GuiFopUi ui;
     std::vector<std::unique_ptr<FopRequest>> reqs;
@@ -240,11 +197,8 @@ TEST_F(FopGuiProgress, GuiStaysResponsiveWhileOperationsRunAndOneAsks)
     std::vector<std::thread> copiers;
     for (int i = 0; i < 3; ++i)
         copiers.emplace_back([&, r = reqs[i].get()] {
-            FopSlotView v;
             for (int n = 0; !stop.load(); ++n) {
-                v.count_text = std::to_string(n) + " of 1000000";
-                v.percent = n % 101;
-                ui.show_progress(*r, v);
+                ui.show_progress(*r, {"", "", "", std::to_string(n) + " of 1000000", "", n % 101});
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }
         });
@@ -267,9 +221,8 @@ TEST_F(FopGuiProgress, GuiStaysResponsiveWhileOperationsRunAndOneAsks)
     qint64 last = 0, worst = 0;
     QTimer tick;
     QObject::connect(&tick, &QTimer::timeout, [&] {
-        const qint64 now = clock.elapsed();
-        worst = std::max(worst, now - last);
-        last = now;
+        worst = std::max(worst, clock.elapsed() - last);
+        last = clock.elapsed();
     });
     tick.start(10);
     spin_until([&] { return answer.load() != 0 && clock.elapsed() > 1000; }, 5000);
@@ -283,4 +236,112 @@ TEST_F(FopGuiProgress, GuiStaysResponsiveWhileOperationsRunAndOneAsks)
     for (int i = 0; i < 4; ++i)
         slot_set_request(slot_at(i), nullptr);
     spin(20);
+}
+
+TEST_F(FopGui, StartBindsTheRequestToItsSlotWithFlagsForTheItems)
+{
+    TmpDir dir;
+    spit(dir / "file", "x");
+    mkdir((dir / "sub").c_str(), 0755);
+    struct {
+        int kind = -1, flag_kind = -1;
+        std::string srcdir;
+        std::vector<std::string> names;
+        uint32_t flags = 0;
+        void* slot = nullptr;
+        FopUi* ui = nullptr;
+        bool single = false;
+    } calls;
+    FopRequest made;
+    fop_gui_set_engine(
+        [&](int kind, const std::string& srcdir, const std::vector<std::string>& names, const std::string&,
+            uint32_t flags, void* slot, std::function<void(const std::string&, const std::string&)>, FopUi* ui) {
+            std::tie(calls.kind, calls.srcdir, calls.names, calls.flags, calls.slot, calls.ui) =
+                std::tie(kind, srcdir, names, flags, slot, ui);
+            made.slot = slot;
+            return &made;
+        },
+        [&](uint32_t, int kind, bool single) {
+            calls.single = single;
+            calls.flag_kind = kind;
+            return FOPF_DELETE_ALL;
+        });
+    ASSERT_EQ(fop_start_cmd(FOP_DELETE, dir.path(), {"file"}, ""), 0);
+    EXPECT_EQ(calls.kind, FOP_DELETE);
+    EXPECT_EQ(calls.srcdir, dir.path());
+    EXPECT_EQ(calls.names, std::vector<std::string>({"file"}));
+    EXPECT_EQ(calls.flags, FOPF_DELETE_ALL);
+    EXPECT_EQ(calls.flag_kind, FOP_DELETE);
+    EXPECT_TRUE(calls.single);
+    EXPECT_EQ(calls.ui, fop_gui_ui());
+    SlotPanel* p = slot_at(0);
+    ASSERT_NE(p, nullptr);
+    EXPECT_EQ(calls.slot, p);
+    EXPECT_EQ(p->request(), &made);
+    EXPECT_EQ(slot_button_request(p->ui->cancel_button), &made);
+    p->ui->slot_pause->click();
+    EXPECT_EQ(made.pause.load(), 1);
+
+    // A directory, or more than one name, is not a single plain file.
+    fop_start_cmd(FOP_DELETE, dir.path(), {"sub"}, "");
+    EXPECT_FALSE(calls.single);
+    fop_start_cmd(FOP_COPY, dir.path(), {"file", "sub"}, "/tmp");
+    EXPECT_FALSE(calls.single);
+    EXPECT_EQ(slot_count(), 3);
+    for (int i = 0; i < 3; ++i)
+        slot_set_request(slot_at(i), nullptr);
+}
+
+TEST_F(FopGui, FailedStartReportsAndLeavesAnEmptySlotAndNoStartWithoutASlot)
+{
+    int started = 0;
+    fop_gui_set_engine(
+        [&](int, const std::string&, const std::vector<std::string>&, const std::string&, uint32_t, void*,
+            std::function<void(const std::string&, const std::string&)>, FopUi*) -> FopRequest* {
+            ++started;
+            errno = EINVAL;
+            return nullptr;
+        },
+        {});
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(fop_start_cmd(FOP_COPY, "/tmp", {"a"}, "/nowhere"), -1);
+    const std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_NE(err.find("failed to start operation!: Invalid argument\n"), std::string::npos) << err;
+    ASSERT_EQ(slot_count(), 1);
+    EXPECT_EQ(slot_at(0)->request(), nullptr);
+    slot_at(0)->ui->cancel_button->click();  // no request: no question either
+
+    while (slot_count() < kMaxSlots)
+        slot_add();
+    EXPECT_EQ(fop_start_cmd(FOP_COPY, "/tmp", {"a"}, "/x"), -1);
+    EXPECT_EQ(errno, ENOMEM);
+    EXPECT_EQ(started, 1);
+}
+
+// The whole way through: the real engine on its thread, its overwrite question
+// answered on the GUI thread, the panel gone once the worker is done.
+TEST_F(FopGui, RealCopyAsksThroughTheGuiAndEnds)
+{
+    fop_set_done_delay_ms(0);
+    TmpDir src, dst;
+    spit(src / "a", "new contents");
+    spit(dst / "a", "old");
+    std::vector<WMessage> asked;
+    w_set_message_handler([&](const WMessage& m) {
+        asked.push_back(m);
+        return 2;  // "&Overwrite"
+    });
+    ConfigRecord rec;
+    init_config_defaults(rec);
+    ConfigRecord* saved = gConfig;
+    gConfig = &rec;
+    ASSERT_EQ(fop_start_cmd(FOP_COPY, src.path(), {"a"}, dst.path()), 0);
+    EXPECT_TRUE(spin_until([] { return slot_count() == 0; }, 5000));
+    gConfig = saved;
+    ASSERT_EQ(asked.size(), 1u);
+    EXPECT_EQ(asked[0].title, "Copy/Move");
+    EXPECT_EQ(asked[0].text.toStdString(), "The '" + dst.path() + "/a' file exists.\nWhat do you want to do ?\n");
+    EXPECT_EQ(asked[0].labels, QStringList({"&Skip", "&Overwrite", "Overwrite &All", "a&Bort"}));
+    EXPECT_EQ(slurp(dst / "a"), "new contents");
+    fop_set_done_delay_ms(1000);
 }

@@ -1,21 +1,16 @@
 // The operations window and its slots: order and placement, the 50-slot limit,
 // removal by the timer, Pause and Cancel on real buttons, and termination with
 // real worker threads.
-#include <QLabel>
 #include <QPointer>
-#include <QProgressBar>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QTimer>
 #include <cerrno>
 
+#include "fop_fixture.h"
 #include "shell/base.h"
-#include "test_slot_support.h"
-#include "ui_pict_db.h"
 
 using SlotWindow = SlotTest;
-using SlotButtons = SlotTest;
-using SlotEnd = SlotTest;
 
 TEST_F(SlotWindow, NewestOnTopAndGapsClose)
 {
@@ -30,21 +25,15 @@ TEST_F(SlotWindow, NewestOnTopAndGapsClose)
     auto* holder = win->findChild<QScrollArea*>("slots_holder");
     ASSERT_NE(holder, nullptr);
     EXPECT_NE(win->findChild<QTimer*>("slot_delete_timer"), nullptr);
-    for (const char* name : {"slot", "slot_header_text", "slot_progress_bar", "slot_time_text",
-                             "cancel_button", "slot_from_text", "slot_n_text", "slot_to_text",
-                             "slot_pause"})
+    for (const char* name : {"slot", "slot_header_text", "slot_progress_bar", "slot_time_text", "cancel_button",
+                             "slot_from_text", "slot_n_text", "slot_to_text", "slot_pause"})
         EXPECT_NE(a->findChild<QWidget*>(name), nullptr) << name;
-    EXPECT_EQ(a->ui->slot_header_text->text(), "Operation");
-    EXPECT_EQ(a->ui->cancel_button->text(), "Cancel");
-    EXPECT_TRUE(a->ui->slot_pause->isCheckable());
 
     const int h = a->height();
     ASSERT_GT(h, 0);
     EXPECT_EQ(slot_at(0), c);
     EXPECT_EQ(slot_at(2), a);
-    EXPECT_EQ(c->y(), 0);
-    EXPECT_EQ(b->y(), h);
-    EXPECT_EQ(a->y(), 2 * h);
+    EXPECT_EQ(std::vector<int>({c->y(), b->y(), a->y()}), std::vector<int>({0, h, 2 * h}));
     EXPECT_EQ(holder->widget()->height(), 3 * h);
     EXPECT_EQ(holder->height(), 3 * h);
 
@@ -86,7 +75,7 @@ TEST_F(SlotWindow, FiftyFirstIsRefusedAndTheViewScrolls)
     EXPECT_NE(slot_add(), nullptr);
 }
 
-TEST_F(SlotWindow, MarkedSlotsVanishOnTheNextTickWithOneRefresh)
+TEST_F(SlotWindow, MarkedSlotsVanishOnTheNextTickAndTheLastTakesTheWindow)
 {
     SlotPanel* a = slot_add();
     SlotPanel* b = slot_add();
@@ -105,7 +94,6 @@ TEST_F(SlotWindow, MarkedSlotsVanishOnTheNextTickWithOneRefresh)
     EXPECT_EQ(refreshes, 1);
     spin(250);
     EXPECT_EQ(refreshes, 1);  // quiet ticks refresh nothing
-    EXPECT_EQ(exits, 0);
 
     // The last one takes the window with it; the main window is still open, so
     // the program goes on.
@@ -113,40 +101,29 @@ TEST_F(SlotWindow, MarkedSlotsVanishOnTheNextTickWithOneRefresh)
     ASSERT_TRUE(spin_until([] { return slot_window() == nullptr; }, 1000));
     EXPECT_EQ(refreshes, 2);
     EXPECT_EQ(exits, 0);
-}
 
-TEST_F(SlotWindow, LastSlotEndsTheProgramOnceTheMainWindowIsClosed)
-{
-    SlotPanel* a = slot_add();
+    // With the main window closed the program ends with the last slot.
+    SlotPanel* d = slot_add();
     base_window_closed = 1;
     spin(250);
     EXPECT_EQ(exits, 0);
-    slot_mark_removed(a);
+    slot_mark_removed(d);
     ASSERT_TRUE(spin_until([this] { return exits > 0; }, 1000));
     EXPECT_EQ(slot_count(), 0);
 }
 
-TEST_F(SlotButtons, PauseFollowsTheToggle)
+TEST_F(SlotWindow, PauseFollowsTheToggleAndCancelAsksKeepingThePauseStateOnNo)
 {
     SlotPanel* p = slot_add();
     p->ui->slot_pause->click();  // no request yet: nothing happens
+    p->ui->slot_pause->setChecked(false);
     FopRequest r;
     slot_set_request(p, &r);
-    p->ui->slot_pause->setChecked(false);
     p->ui->slot_pause->click();
     EXPECT_EQ(r.pause.load(), 1);
     p->ui->slot_pause->click();
     EXPECT_EQ(r.pause.load(), 0);
-    slot_set_request(p, nullptr);
-    p->ui->slot_pause->click();
-    EXPECT_EQ(r.pause.load(), 0);
-}
 
-TEST_F(SlotButtons, CancelPausesWhileAskingAndNoKeepsThePauseState)
-{
-    SlotPanel* p = slot_add();
-    FopRequest r;
-    slot_set_request(p, &r);
     std::vector<WMessage> seen;
     int paused_while_asked = -1;
     int answer = 2;
@@ -174,9 +151,15 @@ TEST_F(SlotButtons, CancelPausesWhileAskingAndNoKeepsThePauseState)
     p->ui->cancel_button->click();
     EXPECT_EQ(r.cancel.load(), 1);
     EXPECT_EQ(r.pause.load(), 0);
+
+    slot_set_request(p, nullptr);  // unbound: the buttons do nothing
+    p->ui->slot_pause->click();
+    p->ui->cancel_button->click();
+    EXPECT_EQ(r.pause.load(), 0);
+    EXPECT_EQ(seen.size(), 3u);
 }
 
-TEST_F(SlotButtons, OperationEndingDuringTheQuestionIsLeftAlone)
+TEST_F(SlotWindow, OperationEndingDuringTheCancelQuestionIsLeftAlone)
 {
     GuiFopUi ui;
     SlotPanel* p = slot_add();
@@ -198,23 +181,20 @@ TEST_F(SlotButtons, OperationEndingDuringTheQuestionIsLeftAlone)
         return 1;
     });
     QPointer<SlotPanel> panel(p);
-    r.pause = 0;
     p->ui->cancel_button->click();
     EXPECT_TRUE(ended.load());
     EXPECT_EQ(r.cancel.load(), 0);
     EXPECT_EQ(r.pause.load(), 1);  // left as the question set it: the operation is over
-    spin_until([&] { return panel.isNull(); }, 500);
-    EXPECT_TRUE(panel.isNull());
+    EXPECT_TRUE(spin_until([&] { return panel.isNull(); }, 500));
 }
 
-TEST_F(SlotEnd, TerminationWithoutOperationsExitsAtOnce)
+TEST_F(SlotWindow, TerminationCancelsEveryOperationAndExitsAfterTheLastWorker)
 {
-    slot_terminate_all();
+    slot_terminate_all();  // nothing running: at once
     EXPECT_EQ(exits, 1);
-}
+    exits = 0;
+    base_window_closed = 0;
 
-TEST_F(SlotEnd, TerminationCancelsEveryOperationAndExitsAfterTheLastWorker)
-{
     GuiFopUi ui;
     std::vector<std::unique_ptr<FakeOp>> ops;
     for (int i = 0; i < 3; ++i)
