@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -60,10 +61,8 @@ public:
         if (rule.before)
             rule.before(r);
         ButtonSet set = w_parse_buttons(buttons, true);
-        for (std::size_t i = 0; i < set.labels.size(); i++)
-            if (set.labels[i] == rule.label)
-                return int(i + 1);
-        return set.escape();  // no rule: what Escape would give
+        auto at = std::find(set.labels.begin(), set.labels.end(), rule.label);
+        return at == set.labels.end() ? set.escape() : int(at - set.labels.begin()) + 1;  // no rule: Escape
     }
     void errinfo(const std::string& title, const std::string& message) override
     {
@@ -81,11 +80,8 @@ public:
     }
     bool filename_too_long(const std::string& src, const std::string& proposed, std::string& new_name) override
     {
-        {
-            std::lock_guard lk(mu_);
-            calls_.push_back({"", src});
-        }
-        return on_too_long ? on_too_long(src, proposed, new_name) : false;
+        errinfo("", src);
+        return on_too_long && on_too_long(src, proposed, new_name);
     }
     void call_locked(const std::function<void()>& fn) override
     {
@@ -117,10 +113,9 @@ public:
     }
     int count(const std::string& title, const std::string& prefix = "")
     {
-        int n = 0;
-        for (auto& c : calls())
-            n += c.title == title && c.message.rfind(prefix, 0) == 0;
-        return n;
+        auto all = calls();
+        return int(std::count_if(all.begin(), all.end(),
+                                 [&](auto& c) { return c.title == title && c.message.rfind(prefix, 0) == 0; }));
     }
 
 private:
@@ -148,12 +143,15 @@ inline bool run_fop(ScriptUi& ui, int kind, const std::string& srcdir, const std
     return fop(kind, srcdir, names, dest, flags, nullptr, item_cb, &ui) && ui.wait_done();
 }
 
-// The lstat mode of path, 0 when there is nothing.
-inline mode_t lmode(const std::string& path)
+// The lstat status of path, all 0 when there is nothing.
+inline struct stat lstat_of(const std::string& path)
 {
-    struct stat st;
-    return lstat(path.c_str(), &st) == 0 ? st.st_mode : 0;
+    struct stat st {};
+    if (lstat(path.c_str(), &st) != 0)
+        st = {};
+    return st;
 }
+inline mode_t lmode(const std::string& path) { return lstat_of(path).st_mode; }
 inline bool exists(const std::string& path) { return lmode(path) != 0; }
 inline std::string link_of(const std::string& path)
 {

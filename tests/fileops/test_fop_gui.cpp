@@ -243,40 +243,34 @@ TEST_F(FopGui, StartBindsTheRequestToItsSlotWithFlagsForTheItems)
     TmpDir dir;
     spit(dir / "file", "x");
     mkdir((dir / "sub").c_str(), 0755);
-    struct {
-        int kind = -1, flag_kind = -1;
-        std::string srcdir;
+    struct Start {
+        int kind;
+        std::string srcdir, dest;
         std::vector<std::string> names;
-        uint32_t flags = 0;
-        void* slot = nullptr;
-        FopUi* ui = nullptr;
-        bool single = false;
-    } calls;
+        uint32_t flags;
+        void* slot;
+        FopUi* ui;
+    };
+    std::vector<Start> starts;
     FopRequest made;
     fop_gui_set_engine(
-        [&](int kind, const std::string& srcdir, const std::vector<std::string>& names, const std::string&,
-            uint32_t flags, void* slot, std::function<void(const std::string&, const std::string&)>, FopUi* ui) {
-            std::tie(calls.kind, calls.srcdir, calls.names, calls.flags, calls.slot, calls.ui) =
-                std::tie(kind, srcdir, names, flags, slot, ui);
-            made.slot = slot;
+        [&](int kind, const std::string& srcdir, const std::vector<std::string>& names, const std::string& dest,
+            uint32_t flags, void* slot, auto, FopUi* ui) {
+            starts.push_back({kind, srcdir, dest, names, flags, slot, ui});
             return &made;
         },
-        [&](uint32_t, int kind, bool single) {
-            calls.single = single;
-            calls.flag_kind = kind;
-            return FOPF_DELETE_ALL;
-        });
+        // The flags tell what the flags function was given.
+        [&](uint32_t, int kind, bool single) { return uint32_t(kind << 4 | single); });
     ASSERT_EQ(fop_start_cmd(FOP_DELETE, dir.path(), {"file"}, ""), 0);
-    EXPECT_EQ(calls.kind, FOP_DELETE);
-    EXPECT_EQ(calls.srcdir, dir.path());
-    EXPECT_EQ(calls.names, std::vector<std::string>({"file"}));
-    EXPECT_EQ(calls.flags, FOPF_DELETE_ALL);
-    EXPECT_EQ(calls.flag_kind, FOP_DELETE);
-    EXPECT_TRUE(calls.single);
-    EXPECT_EQ(calls.ui, fop_gui_ui());
+    ASSERT_EQ(starts.size(), 1u);
+    EXPECT_EQ(starts[0].kind, FOP_DELETE);
+    EXPECT_EQ(starts[0].srcdir, dir.path());
+    EXPECT_EQ(starts[0].names, std::vector<std::string>({"file"}));
+    EXPECT_EQ(starts[0].flags, uint32_t(FOP_DELETE << 4 | 1));  // a single plain file
+    EXPECT_EQ(starts[0].ui, fop_gui_ui());
     SlotPanel* p = slot_at(0);
     ASSERT_NE(p, nullptr);
-    EXPECT_EQ(calls.slot, p);
+    EXPECT_EQ(starts[0].slot, p);
     EXPECT_EQ(p->request(), &made);
     EXPECT_EQ(slot_button_request(p->ui->cancel_button), &made);
     p->ui->slot_pause->click();
@@ -284,9 +278,11 @@ TEST_F(FopGui, StartBindsTheRequestToItsSlotWithFlagsForTheItems)
 
     // A directory, or more than one name, is not a single plain file.
     fop_start_cmd(FOP_DELETE, dir.path(), {"sub"}, "");
-    EXPECT_FALSE(calls.single);
     fop_start_cmd(FOP_COPY, dir.path(), {"file", "sub"}, "/tmp");
-    EXPECT_FALSE(calls.single);
+    ASSERT_EQ(starts.size(), 3u);
+    EXPECT_EQ(starts[1].flags, uint32_t(FOP_DELETE << 4));
+    EXPECT_EQ(starts[2].flags, uint32_t(FOP_COPY << 4));
+    EXPECT_EQ(starts[2].dest, "/tmp");
     EXPECT_EQ(slot_count(), 3);
     for (int i = 0; i < 3; ++i)
         slot_set_request(slot_at(i), nullptr);
@@ -296,8 +292,8 @@ TEST_F(FopGui, FailedStartReportsAndLeavesAnEmptySlotAndNoStartWithoutASlot)
 {
     int started = 0;
     fop_gui_set_engine(
-        [&](int, const std::string&, const std::vector<std::string>&, const std::string&, uint32_t, void*,
-            std::function<void(const std::string&, const std::string&)>, FopUi*) -> FopRequest* {
+        [&](int, const std::string&, const std::vector<std::string>&, const std::string&, uint32_t, void*, auto,
+            FopUi*) -> FopRequest* {
             ++started;
             errno = EINVAL;
             return nullptr;

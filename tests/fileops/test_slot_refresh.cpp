@@ -1,10 +1,10 @@
 // Refreshing every instance: the /proc scan that finds the processes by command
-// name and owner, against a made-up tree and against a real process.
+// name and owner, against a made-up tree and the real one, with a real process
+// that waits for the signal.
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <csignal>
-#include <ctime>
 #include <fstream>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -14,40 +14,7 @@
 #include "fileops/slot_refresh.h"
 #include "tmpdir.h"
 
-namespace {
-void make_proc_entry(const TmpDir& root, const std::string& pid, const char* comm)
-{
-    mkdir((root / pid).c_str(), 0755);
-    if (comm)
-        std::ofstream(root / pid + "/comm") << comm << '\n';
-}
-}  // namespace
-
-TEST(SlotRefresh, ScanMatchesNameAndOwnerOnly)
-{
-    TmpDir proc;
-    const std::string self = std::to_string(getpid());
-    make_proc_entry(proc, self, "vell");
-    make_proc_entry(proc, "4194305", "vell");    // above any pid_max: gone
-    make_proc_entry(proc, "12", "vellx");         // other name
-    make_proc_entry(proc, "13", nullptr);         // no comm readable
-    make_proc_entry(proc, "self", "vell");        // not a pid
-    std::ofstream(proc / "14") << "not a directory";
-    errno = EDOM;
-    // Signal 0 only checks that the process can be signalled.
-    EXPECT_EQ(slot_signal_instances(proc.path(), "vell", 0), 1);
-    EXPECT_EQ(errno, EDOM);
-    EXPECT_EQ(slot_signal_instances(proc.path(), "vel", 0), 0);
-
-    // Someone else's process of the same name is left alone.
-    ASSERT_EQ(chown((proc / self).c_str(), getuid() + 1, getgid()), 0);
-    EXPECT_EQ(slot_signal_instances(proc.path(), "vell", 0), 0);
-
-    EXPECT_EQ(slot_signal_instances(proc / "missing", "vell", 0), 0);
-    EXPECT_EQ(errno, EDOM);
-}
-
-TEST(SlotRefresh, RealProcessOfThatNameGetsTheSignal)
+TEST(SlotRefresh, SignalsTheProcessesOfThisUserWithThatName)
 {
     char name[16];
     std::snprintf(name, sizeof name, "vt%ld", static_cast<long>(getpid() % 100000000));
@@ -69,7 +36,35 @@ TEST(SlotRefresh, RealProcessOfThatNameGetsTheSignal)
     ASSERT_EQ(read(ready[0], &b, 1), 1);
     close(ready[0]);
     close(ready[1]);
-    EXPECT_EQ(slot_signal_instances("/proc", name, SIGWINCH), 1);
+
+    TmpDir proc;
+    auto entry = [&](const std::string& pid, const char* comm) {
+        mkdir((proc / pid).c_str(), 0755);
+        if (comm)
+            std::ofstream(proc / pid + "/comm") << comm << '\n';
+    };
+    const std::string pid = std::to_string(child);
+    entry(pid, name);
+    entry("4194305", name);   // above any pid_max: gone
+    entry("12", "vellx");     // other name
+    entry("13", nullptr);     // no comm readable
+    entry("self", name);      // not a pid
+    std::ofstream(proc / "14") << "not a directory";
+    errno = EDOM;
+    // Signal 0 only checks that the process can be signalled.
+    EXPECT_EQ(slot_signal_instances(proc.path(), name, 0), 1);
+    EXPECT_EQ(errno, EDOM);
+    EXPECT_EQ(slot_signal_instances(proc.path(), std::string(name).substr(0, 3), 0), 0);  // a prefix only
+    EXPECT_EQ(slot_signal_instances("/proc", name, 0), 1);
+    EXPECT_EQ(slot_signal_instances(proc / "missing", name, 0), 0);
+    EXPECT_EQ(errno, EDOM);
+
+    // Someone else's process of the same name is left alone.
+    ASSERT_EQ(chown((proc / pid).c_str(), getuid() + 1, getgid()), 0);
+    EXPECT_EQ(slot_signal_instances(proc.path(), name, SIGWINCH), 0);
+    ASSERT_EQ(chown((proc / pid).c_str(), getuid(), getgid()), 0);
+
+    EXPECT_EQ(slot_signal_instances(proc.path(), name, SIGWINCH), 1);
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
