@@ -29,7 +29,7 @@
 #include <vector>
 
 struct UiCall {
-    std::string title, message;
+    std::string title, message;  // an over-long name: no title, the source path
 };
 
 struct UiRule {
@@ -39,55 +39,45 @@ struct UiRule {
     std::function<void(FopRequest&)> before = {};  // runs before answering
 };
 
+// Called by the worker only; the test reads calls and views once wait_done()
+// has returned.
 class ScriptUi : public FopUi {
 public:
     std::vector<UiRule> rules;
     std::function<void(FopRequest&, const FopSlotView&)> on_progress;
     std::function<bool(const std::string&, const std::string&, std::string&)> on_too_long;
+    std::vector<UiCall> calls;
+    std::vector<FopSlotView> views;
 
     int alert(FopRequest& r, const std::string& title, const std::string& buttons,
               const std::string& message) override
     {
-        UiRule rule;
-        {
-            std::lock_guard lk(mu_);
-            calls_.push_back({title, message});
-            for (auto& c : rules)
-                if (c.title == title && message.rfind(c.prefix, 0) == 0) {
-                    rule = c;
-                    break;
-                }
-        }
-        if (rule.before)
-            rule.before(r);
+        calls.push_back({title, message});
         ButtonSet set = w_parse_buttons(buttons, true);
-        auto at = std::find(set.labels.begin(), set.labels.end(), rule.label);
-        return at == set.labels.end() ? set.escape() : int(at - set.labels.begin()) + 1;  // no rule: Escape
+        for (auto& rule : rules)
+            if (rule.title == title && message.rfind(rule.prefix, 0) == 0) {
+                if (rule.before)
+                    rule.before(r);
+                auto at = std::find(set.labels.begin(), set.labels.end(), rule.label);
+                if (at != set.labels.end())
+                    return int(at - set.labels.begin()) + 1;
+                break;
+            }
+        return set.escape();  // no rule: what Escape would give
     }
-    void errinfo(const std::string& title, const std::string& message) override
-    {
-        std::lock_guard lk(mu_);
-        calls_.push_back({title, message});
-    }
+    void errinfo(const std::string& title, const std::string& message) override { calls.push_back({title, message}); }
     void show_progress(FopRequest& r, const FopSlotView& view) override
     {
-        {
-            std::lock_guard lk(mu_);
-            views_.push_back(view);
-        }
+        views.push_back(view);
         if (on_progress)
             on_progress(r, view);
     }
     bool filename_too_long(const std::string& src, const std::string& proposed, std::string& new_name) override
     {
-        errinfo("", src);
+        calls.push_back({"", src});
         return on_too_long && on_too_long(src, proposed, new_name);
     }
-    void call_locked(const std::function<void()>& fn) override
-    {
-        std::lock_guard lk(lock_);
-        fn();
-    }
+    void call_locked(const std::function<void()>& fn) override { fn(); }
     void finished(FopRequest&) override
     {
         std::lock_guard lk(mu_);
@@ -101,28 +91,15 @@ public:
         std::unique_lock lk(mu_);
         return cv_.wait_for(lk, std::chrono::seconds(60), [&] { return done_; });
     }
-    std::vector<UiCall> calls()
+    int count(const std::string& title, const std::string& prefix = "") const
     {
-        std::lock_guard lk(mu_);
-        return calls_;
-    }
-    std::vector<FopSlotView> views()
-    {
-        std::lock_guard lk(mu_);
-        return views_;
-    }
-    int count(const std::string& title, const std::string& prefix = "")
-    {
-        auto all = calls();
-        return int(std::count_if(all.begin(), all.end(),
+        return int(std::count_if(calls.begin(), calls.end(),
                                  [&](auto& c) { return c.title == title && c.message.rfind(prefix, 0) == 0; }));
     }
 
 private:
-    std::mutex mu_, lock_;
+    std::mutex mu_;
     std::condition_variable cv_;
-    std::vector<UiCall> calls_;
-    std::vector<FopSlotView> views_;
     bool done_ = false;
 };
 

@@ -20,13 +20,13 @@ void copy_sizes_into(const std::string& src, const std::string& dst)
     utimensat(AT_FDCWD, (src + "/f3").c_str(), old, 0);
     ScriptUi ui;
     ASSERT_TRUE(run_fop(ui, FOP_COPY, src, names, dst, 0));
-    EXPECT_TRUE(ui.calls().empty());
+    EXPECT_TRUE(ui.calls.empty());
     for (std::size_t n : sizes)
         EXPECT_TRUE(slurp(dst + "/f" + std::to_string(n)) == pattern(n, unsigned(n))) << n;
     EXPECT_EQ(lmode(dst + "/f700") & 0777, 0640u);
     EXPECT_EQ(lstat_of(dst + "/f3").st_mtim.tv_sec, 1200000000);
-    EXPECT_EQ(ui.views().back().first_line, "Done");
-    EXPECT_EQ(ui.views().back().percent, 100);
+    EXPECT_EQ(ui.views.back().first_line, "Done");
+    EXPECT_EQ(ui.views.back().percent, 100);
 }
 }  // namespace
 
@@ -60,7 +60,7 @@ TEST(FopCopyTree, TypesLinksAndDirectoryAttributes)
     ui.rules.push_back({"Copy", "Symbolic links detected", "&Links"});
     ASSERT_TRUE(run_fop(ui, FOP_COPY, t.path(), {"tree"}, t / "copy", 0));
     EXPECT_EQ(ui.count("Copy", "Symbolic links detected in the file list\nWhat do you want to copy ?"), 1);
-    EXPECT_EQ(ui.calls().size(), 1u);
+    EXPECT_EQ(ui.calls.size(), 1u);
 
     std::string d = t / "copy";
     EXPECT_EQ(lmode(d) & 0777, 0750u);
@@ -108,13 +108,13 @@ void copy_changed_after_scan(const std::string& s, const std::string& dst)
                             mkfifo((l + "/to-fifo").c_str(), 0600);
                         }});
     ASSERT_TRUE(run_fop(ui, FOP_COPY, s, {"first", "later"}, dst, FOPF_SYM_LINKS));
-    EXPECT_EQ(ui.calls().size(), 1u);
+    EXPECT_EQ(ui.calls.size(), 1u);
     EXPECT_EQ(slurp(dst + "/first"), "new");
     EXPECT_TRUE(slurp(dst + "/later/grows") == pattern(3u << 20, 3));
     EXPECT_TRUE(slurp(dst + "/later/shrinks") == pattern(3u << 20, 2).substr(0, 1000));
     EXPECT_TRUE(S_ISLNK(lmode(dst + "/later/to-link")));
     EXPECT_TRUE(S_ISFIFO(lmode(dst + "/later/to-fifo")));
-    EXPECT_EQ(ui.views().back().first_line, "Done");
+    EXPECT_EQ(ui.views.back().first_line, "Done");
 }
 }  // namespace
 
@@ -162,7 +162,7 @@ TEST(FopCopyTree, OwnersGroupsAndSetIdBits)
     for (const std::string& dst : {sgid, plain}) {
         ScriptUi ui;
         ASSERT_TRUE(run_fop(ui, FOP_COPY, t.path(), {"s"}, dst, 0));
-        EXPECT_TRUE(ui.calls().empty());
+        EXPECT_TRUE(ui.calls.empty());
         for (std::string d : {dst + "/s", dst + "/s/in"}) {
             EXPECT_EQ(owner(d + "/mine"), Owner(0, 0)) << d;
             EXPECT_EQ(owner(d + "/theirs"), Owner(12345, 23456)) << d;
@@ -218,7 +218,8 @@ TEST(FopCopyDestination, ChecksBeforeAnyWork)
         {{"a", "b"}, t / "new", "Make Directory",
          "The '" + t / "new" + "' directory doesn't exist\nDo you want to create this directory ?", "", "", ""},
         {{"a", "b"}, t / "new", "Make Directory", "The '", "&Yes", t / "new/b", "b"},
-        {{"a", "b"}, t / "new/a", "File Scan", "Can't copy/move multiple files into \n'" + t / "new/a" + "'\n", "", "", ""},
+        {{"a", "b"}, t / "new/a", "File Scan", "Can't copy/move multiple files into \n'" + t / "new/a" + "'\n", "", "",
+         ""},
         {{"dir"}, t / "a", "File Scan", "Source and destination file types mismatch.", "", t / "a", "a"},
         {{"a"}, t / "renamed", "", "", "", t / "renamed", "a"},  // one file onto a missing name
     };
@@ -226,7 +227,7 @@ TEST(FopCopyDestination, ChecksBeforeAnyWork)
         ScriptUi ui;
         ui.rules.push_back({c.title, "", c.answer});
         ASSERT_TRUE(run_fop(ui, FOP_COPY, t.path(), c.names, c.dest, 0));
-        EXPECT_EQ(ui.calls().size(), c.title.empty() ? 0u : 1u) << c.dest;
+        EXPECT_EQ(ui.calls.size(), c.title.empty() ? 0u : 1u) << c.dest;
         EXPECT_EQ(ui.count(c.title, c.message), c.title.empty() ? 0 : 1) << c.dest;
         EXPECT_EQ(c.made.empty() ? "" : slurp(c.made), c.contents) << c.dest;
         EXPECT_EQ(exists(t / "new"), &c != &cases[0]) << c.dest;
@@ -318,7 +319,7 @@ TEST(FopFullDisk, RetrySkipAndAbort)
             EXPECT_FALSE(exists(target)) << answer;  // no partial target
         }
         if (answer == "&Skip") {
-            EXPECT_EQ(ui.views().back().first_line, "Done");
+            EXPECT_EQ(ui.views.back().first_line, "Done");
         }
     }
 }
@@ -351,14 +352,14 @@ TEST(FopCopyErrors, UnreadableSubdirectoryAndOwnerQuestion)
     ASSERT_TRUE(as_nobody);
     EXPECT_EQ(ui.count("Dir Reading"), 1);
     EXPECT_EQ(ui.count("Copy/Move", "Unable to change owner permissions '" + t / "dst/top" + "'\n"), 1);
-    EXPECT_EQ(ui.calls().size(), 2u);
+    EXPECT_EQ(ui.calls.size(), 2u);
     EXPECT_EQ(items.size(), 4u);  // top, a, locked, z
     EXPECT_EQ(slurp(t / "dst/top/a"), "a");
     EXPECT_EQ(slurp(t / "dst/top/z"), "z");
     EXPECT_EQ(lmode(t / "dst/top/locked") & 0777, 0777u & ~umask(022));  // never given its final mode
     umask(022);
     EXPECT_FALSE(exists(t / "dst/top/locked/inside"));
-    EXPECT_EQ(ui.views().back().count_text, "4 of 4");
+    EXPECT_EQ(ui.views.back().count_text, "4 of 4");
 }
 
 namespace {

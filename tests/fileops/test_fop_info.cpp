@@ -1,5 +1,5 @@
-// Worker-side services: path join, panel texts, throttling, the time left, the
-// request flags computed from the settings, and a start with bad arguments.
+// Worker-side services: path join, panel texts, throttling, the time left, and
+// the request flags computed from the settings.
 #include "fop_fixture.h"
 #include "fileops/fop_info.h"
 #include "shell/init_config.h"
@@ -75,10 +75,10 @@ TEST(FopProgress, ThrottledExceptForcedRefreshesAndKeepsErrno)
     fop_update_info(r, "Copying", "From: ", "/a", "  To: ", "/b", 10, 5);
     EXPECT_EQ(errno, EXDEV);
     fop_update_info(r, kFopKeep, kFopKeep, "/c", kFopKeep, kFopKeep, 20, 5);  // within 0.1 s: stored only
-    ASSERT_EQ(ui.views().size(), 1u);
+    ASSERT_EQ(ui.views.size(), 1u);
     fop_update_info(r, kFopKeep, kFopKeep, kFopKeep, kFopKeep, kFopKeep, kFopPercentKeep, kFopTimeKeep);
-    ASSERT_EQ(ui.views().size(), 2u);
-    FopSlotView v = ui.views().back();
+    ASSERT_EQ(ui.views.size(), 2u);
+    FopSlotView v = ui.views.back();
     EXPECT_EQ(v.header, "Copying");
     EXPECT_EQ(v.first_line, "From: /c");
     EXPECT_EQ(v.second_line, "  To: /b");
@@ -86,16 +86,16 @@ TEST(FopProgress, ThrottledExceptForcedRefreshesAndKeepsErrno)
     EXPECT_EQ(v.count_text, "1 of 3");
     EXPECT_EQ(v.time_text, "5 seconds");
     fop_update_info(r, kFopKeep, "Done", "", "", "", 100, 0);  // the final one is never dropped
-    EXPECT_EQ(ui.views().size(), 3u);
+    EXPECT_EQ(ui.views.size(), 3u);
     r.files_done = 3;
     fop_update_info(r, kFopKeep, kFopKeep, kFopKeep, kFopKeep, kFopKeep, kFopPercentZero, kFopTimeKeep);
-    EXPECT_EQ(ui.views().size(), 3u);
+    EXPECT_EQ(ui.views.size(), 3u);
     std::this_thread::sleep_for(std::chrono::milliseconds(120));
     fop_update_info(r, kFopKeep, kFopKeep, kFopKeep, kFopKeep, kFopKeep, 50, kFopTimeKeep);
-    ASSERT_EQ(ui.views().size(), 4u);
-    EXPECT_EQ(ui.views().back().count_text, "3 of 3");
-    EXPECT_EQ(ui.views().back().time_text, " ");
-    EXPECT_EQ(ui.views().back().percent, 50);
+    ASSERT_EQ(ui.views.size(), 4u);
+    EXPECT_EQ(ui.views.back().count_text, "3 of 3");
+    EXPECT_EQ(ui.views.back().time_text, " ");
+    EXPECT_EQ(ui.views.back().percent, 50);
 
     // The time left comes from the average rate since the first call.
     FopRequest e;
@@ -103,16 +103,4 @@ TEST(FopProgress, ThrottledExceptForcedRefreshesAndKeepsErrno)
     e.estimate_start.tv_sec -= 10;  // started 10 s ago
     EXPECT_EQ(fop_calc_time_left(e, 50, 100), 11);
     EXPECT_EQ(fop_time_text(fop_calc_time_left(e, 0, 100)), " ");
-}
-
-TEST(FopStart, BadArgumentsGiveEinval)
-{
-    ScriptUi ui;
-    std::tuple<int, std::vector<std::string>, std::string> bad[] = {
-        {FOP_COPY, {}, "/x"}, {FOP_COPY, {"a"}, ""}, {3, {"a"}, "/x"}};
-    for (auto& [kind, names, dest] : bad) {
-        errno = 0;
-        EXPECT_EQ(fop(kind, "/tmp", names, dest, 0, nullptr, {}, &ui), nullptr) << kind << dest;
-        EXPECT_EQ(errno, EINVAL);
-    }
 }

@@ -30,7 +30,7 @@ TEST(FopMove, SameDeviceRenamesWholeDirectoriesAndAsksOnce)
     ASSERT_TRUE(run_fop(ui, FOP_MOVE, t.path(), {"x", "tree", "y"}, t / "dst", 0, &items));
     // After the first rename every flag is on: y is overwritten without a question.
     EXPECT_EQ(ui.count("Move", "The '" + t / "dst/x" + "' file exists.\nWhat do you want to do ?\n"), 1);
-    EXPECT_EQ(ui.calls().size(), 1u);
+    EXPECT_EQ(ui.calls.size(), 1u);
     EXPECT_EQ(items, (Items{{t.path(), "x"}, {t.path(), "tree"}, {t.path(), "y"}}));  // never scanned
     EXPECT_EQ(slurp(t / "dst/y"), "new-y");
     EXPECT_TRUE(slurp(t / "dst/tree/sub/two") == pattern(300000, 2));
@@ -61,7 +61,7 @@ TEST(FopMove, CrossDeviceDeletesSourcesOnlyAfterCompleteCopies)
             incomplete.push_back(src);
     };
     ASSERT_TRUE(run_fop(ui, FOP_MOVE, s, {"tree", odd, "alink"}, fs.path(), 0, nullptr, cb));
-    EXPECT_EQ(ui.calls().size(), 1u);
+    EXPECT_EQ(ui.calls.size(), 1u);
     EXPECT_TRUE(incomplete.empty());
     EXPECT_EQ(deleted.size(), 7u);  // tree, one, sub, two, sub/link, the odd name, alink
     EXPECT_TRUE(slurp(fs.path() + "/" + odd) == pattern(5u << 20, 3));
@@ -105,13 +105,13 @@ TEST(FopDelete, TreeLinksAndOddNames)
     ScriptUi ui;
     Items items;
     ASSERT_TRUE(run_fop(ui, FOP_DELETE, t.path(), {"tree", "dirlink", odd}, "", FOPF_DELETE_ALL, &items));
-    EXPECT_TRUE(ui.calls().empty());
+    EXPECT_TRUE(ui.calls.empty());
     for (const std::string& gone : {std::string("tree"), std::string("dirlink"), odd})
         EXPECT_FALSE(exists(t / gone)) << gone;
     EXPECT_EQ(slurp(t / "target/keep"), "keep");  // only the link went
     EXPECT_EQ(items.size(), 7u);
     EXPECT_EQ(items.back(), Items::value_type(t.path(), "tree"));  // contents go before their directory
-    EXPECT_EQ(ui.views().back().count_text, "7 of 7");
+    EXPECT_EQ(ui.views.back().count_text, "7 of 7");
 }
 
 TEST(FopDelete, QuestionsPerFile)
@@ -125,7 +125,7 @@ TEST(FopDelete, QuestionsPerFile)
     Items items;
     ASSERT_TRUE(run_fop(ui, FOP_DELETE, t.path(), {"ro", "rw"}, "", 0, &items));
     EXPECT_EQ(ui.count("Delete", "Unwriteable file '" + t / "ro" + "'\n"), 1);
-    EXPECT_EQ(ui.calls().size(), 1u);
+    EXPECT_EQ(ui.calls.size(), 1u);
     EXPECT_TRUE(exists(t / "ro"));
     EXPECT_FALSE(exists(t / "rw"));
     EXPECT_EQ(items, (Items{{t.path(), "rw"}}));
@@ -136,7 +136,7 @@ TEST(FopDelete, QuestionsPerFile)
     every.rules.push_back({"Delete", "File '" + t / "b" + "'\n", "&Skip"});
     every.rules.push_back({"Delete", "File '" + t / "a" + "'\n", "de&Lete all"});
     ASSERT_TRUE(run_fop(every, FOP_DELETE, t.path(), {"ro", "a", "b"}, "", FOPF_ASK_EVERY_DELETE));
-    EXPECT_EQ(every.calls().size(), 2u);
+    EXPECT_EQ(every.calls.size(), 2u);
     EXPECT_TRUE(exists(t / "b"));
     EXPECT_FALSE(exists(t / "a"));
     EXPECT_FALSE(exists(t / "ro"));
