@@ -216,59 +216,13 @@ TEST_F(FopGui, LatestViewReachesThePanelAndStaleOnesAreIgnored)
     fop_gui_apply_view(p, &r, FopSlotView{"Later", "", "", "", "", 1});
 }
 
-TEST_F(FopGui, StartBindsTheRequestToItsSlotWithFlagsForTheItems)
+TEST_F(FopGui, FailedStartReportsAndLeavesAnEmptySlotAndNoStartWithoutASlot)
 {
     TmpDir dir;
     spit(dir / "file", "x");
     mkdir((dir / "sub").c_str(), 0755);
-    struct Start {
-        int kind;
-        std::string srcdir, dest;
-        std::vector<std::string> names;
-        uint32_t flags;
-        void* slot;
-        FopUi* ui;
-    };
-    std::vector<Start> starts;
-    FopRequest made;
-    fop_gui_set_engine(
-        [&](int kind, const std::string& srcdir, const std::vector<std::string>& names, const std::string& dest,
-            uint32_t flags, void* slot, auto, FopUi* ui) {
-            starts.push_back({kind, srcdir, dest, names, flags, slot, ui});
-            return &made;
-        },
-        // The flags tell what the flags function was given.
-        [&](uint32_t, int kind, bool single) { return uint32_t(kind << 4 | single); });
-    ASSERT_EQ(fop_start_cmd(FOP_DELETE, dir.path(), {"file"}, ""), 0);
-    ASSERT_EQ(starts.size(), 1u);
-    EXPECT_EQ(starts[0].kind, FOP_DELETE);
-    EXPECT_EQ(starts[0].srcdir, dir.path());
-    EXPECT_EQ(starts[0].names, std::vector<std::string>({"file"}));
-    EXPECT_EQ(starts[0].flags, uint32_t(FOP_DELETE << 4 | 1));  // a single plain file
-    EXPECT_EQ(starts[0].ui, fop_gui_ui());
-    SlotPanel* p = slot_at(0);
-    ASSERT_NE(p, nullptr);
-    EXPECT_EQ(starts[0].slot, p);
-    EXPECT_EQ(p->request(), &made);
-    EXPECT_EQ(slot_button_request(p->ui->cancel_button), &made);
-    p->ui->slot_pause->click();
-    EXPECT_EQ(made.pause.load(), 1);
-
-    // A directory, or more than one name, is not a single plain file.
-    fop_start_cmd(FOP_DELETE, dir.path(), {"sub"}, "");
-    fop_start_cmd(FOP_COPY, dir.path(), {"file", "sub"}, "/tmp");
-    ASSERT_EQ(starts.size(), 3u);
-    EXPECT_EQ(starts[1].flags, uint32_t(FOP_DELETE << 4));
-    EXPECT_EQ(starts[2].flags, uint32_t(FOP_COPY << 4));
-    EXPECT_EQ(starts[2].dest, "/tmp");
-    EXPECT_EQ(slot_count(), 3);
-    for (int i = 0; i < 3; ++i)
-        slot_set_request(slot_at(i), nullptr);
-}
-
-TEST_F(FopGui, FailedStartReportsAndLeavesAnEmptySlotAndNoStartWithoutASlot)
-{
     int started = 0;
+    std::vector<bool> singles;
     fop_gui_set_engine(
         [&](int, const std::string&, const std::vector<std::string>&, const std::string&, uint32_t, void*, auto,
             FopUi*) -> FopRequest* {
@@ -276,24 +230,34 @@ TEST_F(FopGui, FailedStartReportsAndLeavesAnEmptySlotAndNoStartWithoutASlot)
             errno = EINVAL;
             return nullptr;
         },
-        {});
+        [&](uint32_t, int, bool single) {
+            singles.push_back(single);
+            return 0u;
+        });
     testing::internal::CaptureStderr();
-    EXPECT_EQ(fop_start_cmd(FOP_COPY, "/tmp", {"a"}, "/nowhere"), -1);
+    EXPECT_EQ(fop_start_cmd(FOP_DELETE, dir.path(), {"file"}, ""), -1);
     const std::string err = testing::internal::GetCapturedStderr();
     EXPECT_NE(err.find("failed to start operation!: Invalid argument\n"), std::string::npos) << err;
     ASSERT_EQ(slot_count(), 1);
     EXPECT_EQ(slot_at(0)->request(), nullptr);
     slot_at(0)->ui->cancel_button->click();  // no request: no question either
 
+    // The flags are asked for with whether it is a single plain file: not a
+    // directory, nor more than one name.
+    fop_start_cmd(FOP_DELETE, dir.path(), {"sub"}, "");
+    fop_start_cmd(FOP_COPY, dir.path(), {"file", "sub"}, "/tmp");
+    EXPECT_EQ(singles, std::vector<bool>({true, false, false}));
+
     while (slot_count() < kMaxSlots)
         slot_add();
     EXPECT_EQ(fop_start_cmd(FOP_COPY, "/tmp", {"a"}, "/x"), -1);
     EXPECT_EQ(errno, ENOMEM);
-    EXPECT_EQ(started, 1);
+    EXPECT_EQ(started, 3);
 }
 
-// The whole way through: the real engine on its thread, its overwrite question
-// answered on the GUI thread, the panel gone once the worker is done.
+// The whole way through: the real engine on its thread, the request bound to its
+// panel's buttons, its overwrite question answered on the GUI thread, the panel
+// gone once the worker is done.
 TEST_F(FopGui, RealCopyAsksThroughTheGuiAndEnds)
 {
     fop_set_done_delay_ms(0);
@@ -301,8 +265,12 @@ TEST_F(FopGui, RealCopyAsksThroughTheGuiAndEnds)
     spit(src / "a", "new contents");
     spit(dst / "a", "old");
     std::vector<WMessage> asked;
+    bool bound = false;
     w_set_message_handler([&](const WMessage& m) {
         asked.push_back(m);
+        SlotPanel* p = slot_at(0);
+        bound = p && p->request() && slot_button_request(p->ui->slot_pause) == p->request() &&
+                slot_button_request(p->ui->cancel_button) == p->request();
         return 2;  // "&Overwrite"
     });
     ConfigRecord rec;
@@ -313,6 +281,7 @@ TEST_F(FopGui, RealCopyAsksThroughTheGuiAndEnds)
     EXPECT_TRUE(spin_until([] { return slot_count() == 0; }, 5000));
     gConfig = saved;
     ASSERT_EQ(asked.size(), 1u);
+    EXPECT_TRUE(bound);
     EXPECT_EQ(asked[0].title, "Copy/Move");
     EXPECT_EQ(asked[0].text.toStdString(), "The '" + dst.path() + "/a' file exists.\nWhat do you want to do ?\n");
     EXPECT_EQ(asked[0].labels, QStringList({"&Skip", "&Overwrite", "Overwrite &All", "a&Bort"}));
