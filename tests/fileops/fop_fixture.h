@@ -103,6 +103,13 @@ private:
     bool done_ = false;
 };
 
+// A panel refresh in one line: header|first|second|count|time|percent.
+inline std::string texts(const FopSlotView& v)
+{
+    return v.header + "|" + v.first_line + "|" + v.second_line + "|" + v.count_text + "|" + v.time_text + "|" +
+           std::to_string(v.percent);
+}
+
 using Items = std::vector<std::pair<std::string, std::string>>;
 
 // Runs one operation to its end; the item callback's (dir, name) pairs go to items.
@@ -216,21 +223,19 @@ protected:
     {
         drop_all_slots();
         base_window_closed = 0;
-        old_exit = slot_set_exit_fn([this] { ++exits; });
-        old_refresh = slot_set_refresh_fn([this] { ++refreshes; });
+        slot_set_exit_fn([this] { ++exits; });
+        slot_set_refresh_fn([this] { ++refreshes; });
     }
     void TearDown() override
     {
         drop_all_slots();
         base_window_closed = 0;
-        slot_set_exit_fn(old_exit);
-        slot_set_refresh_fn(old_refresh);
+        slot_set_exit_fn({});
+        slot_set_refresh_fn({});
         w_set_message_handler({});
         fop_gui_set_engine({}, {});
     }
-    int exits = 0;
-    int refreshes = 0;
-    std::function<void()> old_exit, old_refresh;
+    int exits = 0, refreshes = 0;
 };
 
 // A running operation: its worker posts progress until cancelled (waiting while

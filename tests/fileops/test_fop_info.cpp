@@ -78,13 +78,7 @@ TEST(FopProgress, ThrottledExceptForcedRefreshesAndKeepsErrno)
     ASSERT_EQ(ui.views.size(), 1u);
     fop_update_info(r, kFopKeep, kFopKeep, kFopKeep, kFopKeep, kFopKeep, kFopPercentKeep, kFopTimeKeep);
     ASSERT_EQ(ui.views.size(), 2u);
-    FopSlotView v = ui.views.back();
-    EXPECT_EQ(v.header, "Copying");
-    EXPECT_EQ(v.first_line, "From: /c");
-    EXPECT_EQ(v.second_line, "  To: /b");
-    EXPECT_EQ(v.percent, 20);
-    EXPECT_EQ(v.count_text, "1 of 3");
-    EXPECT_EQ(v.time_text, "5 seconds");
+    EXPECT_EQ(texts(ui.views.back()), "Copying|From: /c|  To: /b|1 of 3|5 seconds|20");
     fop_update_info(r, kFopKeep, "Done", "", "", "", 100, 0);  // the final one is never dropped
     EXPECT_EQ(ui.views.size(), 3u);
     r.files_done = 3;
@@ -93,9 +87,7 @@ TEST(FopProgress, ThrottledExceptForcedRefreshesAndKeepsErrno)
     std::this_thread::sleep_for(std::chrono::milliseconds(120));
     fop_update_info(r, kFopKeep, kFopKeep, kFopKeep, kFopKeep, kFopKeep, 50, kFopTimeKeep);
     ASSERT_EQ(ui.views.size(), 4u);
-    EXPECT_EQ(ui.views.back().count_text, "3 of 3");
-    EXPECT_EQ(ui.views.back().time_text, " ");
-    EXPECT_EQ(ui.views.back().percent, 50);
+    EXPECT_EQ(texts(ui.views.back()), "Copying|Done||3 of 3| |50");
 
     // The time left comes from the average rate since the first call.
     FopRequest e;
