@@ -88,6 +88,7 @@ TEST_F(FopGui, QuestionsOneAtATimeNoticesYieldAndTheGuiStaysResponsive)
     EXPECT_TRUE(spin_until([&] { return answered.load() == 6; }, 5000));
     for (auto& t : askers)
         t.join();
+    spin_until([&] { return notice_returned.load(); });  // a notice that waited needs the GUI thread
     notifier.join();
     EXPECT_LT(worst, 100);
     EXPECT_NE(slot_at(2)->ui->slot_n_text->text(), " ");  // progress did reach the panels
