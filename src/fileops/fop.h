@@ -21,7 +21,3 @@ FopRequest* fop(int kind, const std::string& srcdir, const std::vector<std::stri
 // Request flags from the settings record's option word (cfg::OPT_*).
 // single_non_directory: a delete of exactly one item that is not a directory.
 uint32_t fop_flags_from_options(uint32_t options_word, int kind, bool single_non_directory);
-
-// What the Cancel button does: pauses the worker while ask() is up, restores the
-// pause state, and cancels unless ask() answered 2 ("&No"). Returns the answer.
-int fop_cancel_request(FopRequest& r, const std::function<int()>& ask);

@@ -209,13 +209,3 @@ std::string fop_disp(FopRequest& r, std::string_view bytes)
     return r.ui ? r.ui->display(bytes) : std::string(bytes);
 }
 
-int fop_cancel_request(FopRequest& r, const std::function<int()>& ask)
-{
-    int saved = r.pause.load();
-    r.pause.store(1);
-    int answer = ask();
-    r.pause.store(saved);
-    if (answer != 2)
-        r.cancel.store(1);
-    return answer;
-}
