@@ -98,6 +98,10 @@ void base_setup(BaseWindow* w, int phase)
         w->setUpdatesEnabled(false);
         fl_setpath(gStartPath.c_str());
         w->setUpdatesEnabled(true);
+        // The X server may have mapped and exposed the window while the read pumped
+        // events; those exposes were dropped with redrawing held, and the update that
+        // releasing posts does not make up for them, so paint it all now.
+        w->repaint();
     }
     show_sort_method(fl_sort_header());
 }
