@@ -1,0 +1,71 @@
+#!/usr/bin/env bash
+# bench/open_big.sh N [VELL] [RUNS]: makes a directory of N empty files on a private tmpfs,
+# launches the real program on it under Xvfb and prints, as medians of RUNS (5) runs:
+# launch to first paint (the window's image no longer compresses like one colour), launch to idle
+# (the CPU time stops growing for 0.5 s; taken at its last change) and peak resident memory.
+# Also runs it on an empty directory, so the bytes per entry above that are printed last.
+set -eu
+n=${1:?usage: open_big.sh N [VELL] [RUNS]}
+top=$(cd "$(dirname "$0")/.." && pwd)
+vell=${2:-$top/build/release/vell}
+runs=${3:-5}
+[ -x "$vell" ] || { echo "no program at $vell (scripts/run builds build/release)"; exit 1; }
+work=$(mktemp -d /tmp/vell-openbig.XXXXXX)
+pids=()
+cleanup() {
+    kill "${pids[@]}" 2>/dev/null || true
+    umount "$work/fs" 2>/dev/null || true
+    rm -rf "$work"
+}
+trap cleanup EXIT
+mkdir -p "$work/fs" "$work/home/.ke"
+mount -t tmpfs -o size=2g none "$work/fs" 2>/dev/null || echo "(no tmpfs mount: using $work/fs on its own disk)"
+mkdir -p "$work/fs/big" "$work/fs/empty"
+(cd "$work/fs/big" && seq -f "f%07g" 1 "$n" | xargs touch)
+
+disp=:$((200 + RANDOM % 100))
+Xvfb "$disp" -screen 0 1280x1024x24 -nolisten tcp >/dev/null 2>&1 &
+pids+=($!)
+export DISPLAY=$disp
+for _ in $(seq 50); do xdotool getmouselocation >/dev/null 2>&1 && break; sleep 0.1; done
+now_ms() { date +%s%3N; }
+
+one_run() {  # dir -> "paint_ms idle_ms peak_kb"
+    rm -rf "$work/home/.ke/vell"
+    local t0 pid win="" paint="" cpu last=-1 changed
+    t0=$(now_ms)
+    HOME="$work/home" "$vell" "$1" >/dev/null 2>&1 &
+    pid=$!
+    changed=$t0
+    while :; do
+        kill -0 "$pid" 2>/dev/null || { echo "vell exited" >&2; return 1; }
+        cpu=$(awk '{print $14 + $15}' "/proc/$pid/stat")
+        [ "$cpu" != "$last" ] && { last=$cpu; changed=$(now_ms); }
+        [ -n "$win" ] || win=$(xdotool search --onlyvisible --pid "$pid" --name "File Manager" 2>/dev/null | head -1)
+        if [ -n "$win" ] && [ -z "$paint" ] &&
+           [ "$(xwd -silent -id "$win" 2>/dev/null | gzip -1 | wc -c)" -gt 20000 ]; then
+            paint=$(($(now_ms) - t0))
+        fi
+        if [ -n "$paint" ]; then
+            [ "$cpu" = "$last" ] && [ $(($(now_ms) - changed)) -ge 500 ] && break
+        fi
+        sleep 0.02
+    done
+    echo "$paint $((changed - t0)) $(awk '/VmHWM/ {print $2}' "/proc/$pid/status")"
+    kill "$pid"
+    wait "$pid" 2>/dev/null || true
+}
+
+median() { sort -n | awk '{ a[NR] = $1 } END { print a[int((NR + 1) / 2)] }'; }
+measure() {  # dir label
+    local out=() i
+    for i in $(seq "$runs"); do out+=("$(one_run "$1")"); done
+    paint=$(printf '%s\n' "${out[@]}" | cut -d' ' -f1 | median)
+    idle=$(printf '%s\n' "${out[@]}" | cut -d' ' -f2 | median)
+    peak=$(printf '%s\n' "${out[@]}" | cut -d' ' -f3 | median)
+    echo "$2: first paint $paint ms, idle $idle ms, peak RSS $peak kB"
+}
+measure "$work/fs/empty" "empty directory"
+base_peak=$peak
+measure "$work/fs/big" "$n entries"
+echo "bytes per entry above the empty directory: $(( (peak - base_peak) * 1024 / n ))"
