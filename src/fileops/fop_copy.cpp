@@ -54,6 +54,9 @@ int finish(FopRequest& r, const std::string& tgt, const struct stat& st, int fd,
     if (fd >= 0) {
         futimens(fd, times);
         rc = set_owner ? fchown(fd, st.st_uid, st.st_gid) : 0;
+        // A change of owner clears set-ID bits: give them back after it.
+        if (st.st_mode & (S_ISUID | S_ISGID))
+            fchmod(fd, st.st_mode & 07777);
     } else {
         // A copied link gets its own times and owner, not those of what it
         // points to.
@@ -163,23 +166,10 @@ int copy_contents(FopRequest& r, int in, int out, const struct stat& st, const s
     }
 }
 
-// Whether dest lies inside the directory src (or is it): a directory copied
-// there would take in its own copy.
-bool inside(const std::string& src, const std::string& dest)
-{
-    std::unique_ptr<char, decltype(&free)> cs(realpath(src.c_str(), nullptr), &free);
-    std::unique_ptr<char, decltype(&free)> cd(realpath(dest.c_str(), nullptr), &free);
-    if (!cs || !cd)
-        return false;
-    std::string_view s = cs.get(), d = cd.get();
-    return s == "/" || d == s || (d.size() > s.size() && d.substr(0, s.size()) == s && d[s.size()] == '/');
-}
-
 // Whether a file just created in the group's target directory has the owner
 // and group of the source already. A new file's owner follows from the
 // credentials, the directory and the file system alone, so the first one shows
-// it for all. Set-user and set-group IDs are left to the chown, which clears
-// them as it always did.
+// it for all. Set-ID files always take the chown, then get their bits back.
 bool has_owner_already(FopGroupDirs& dirs, int fd, const struct stat& st)
 {
     if (st.st_mode & (S_ISUID | S_ISGID))
@@ -209,15 +199,19 @@ int copy_regular(FopRequest& r, const std::string& src, FopAt sat, std::string& 
         out.reset(openat(tat.dirfd, tat.path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     bool set_owner = !(out.ok() && dirs && tat.dirfd == dirs->dst && has_owner_already(*dirs, out.get(), st));
     if (!out.ok()) {
-        struct stat tst;
-        bool exists = fstatat(tat.dirfd, tat.path, &tst, 0) == 0;
+        struct stat tst, lst;
         // Same device and inode covers the same file reached through another
         // path, a hard link or a symbolic link; a missing target cannot be the
         // source.
-        if (exists && tst.st_dev == st.st_dev && tst.st_ino == st.st_ino) {
+        if (fstatat(tat.dirfd, tat.path, &tst, 0) == 0 && tst.st_dev == st.st_dev && tst.st_ino == st.st_ino) {
             fop_errinfo(r, "File Scan", "Can't copy file(s) into itself.");
             return -1;
         }
+        // A link at the target's name, even a dangling one, is an entry of the
+        // destination like any other: asked about, then replaced itself, never
+        // written through.
+        const bool exists = fstatat(tat.dirfd, tat.path, &lst, AT_SYMLINK_NOFOLLOW) == 0;
+        const bool is_link = exists && S_ISLNK(lst.st_mode);
         if (exists && !(r.flags & FOPF_OVERWRITE_ALL)) {
             int a = fop_alert(r, kCopyTitle, "&Skip|&Overwrite|Overwrite &All|a&Bort",
                               "The '%s' file exists.\nWhat do you want to do ?\n", fop_disp(r, tgt).c_str());
@@ -232,7 +226,9 @@ int copy_regular(FopRequest& r, const std::string& src, FopAt sat, std::string& 
             in.reset(openat(sat.dirfd, sat.path, O_RDONLY | O_CLOEXEC));
         if (!in.ok())
             return ask_item(r, "Unable to open '%s'\n%s\n", src, errno);
-        const int oflags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
+        if (is_link)
+            unlinkat(tat.dirfd, tat.path, 0);
+        const int oflags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW;
         out.reset(openat(tat.dirfd, tat.path, oflags, mode));
         if (!out.ok() && errno == ENAMETOOLONG) {
             std::string new_name;
@@ -291,7 +287,9 @@ int fop_copy_file(FopRequest& r, const std::string& dir, const std::string* name
     }
     std::string tgt = fop_path(dest, std::string_view(src).substr(std::min(r.prefix_len, src.size())));
 
+    bool made_dest = false;
     if (r.flags & FOPF_MKDIR_DST) {
+        made_dest = true;
         if (mkdir(dest.c_str(), 0777) != 0) {
             fop_errinfo(r, "Make Directory", "Unable to create '%s' directory\n", fop_disp(r, dest).c_str());
             return -1;
@@ -311,7 +309,9 @@ int fop_copy_file(FopRequest& r, const std::string& dir, const std::string* name
         return copy_regular(r, src, sat, tgt, fop_at(tgt, name && dirs ? dirs->dst : -1, dirs ? dirs->dst_path : ""),
                             st, dirs, std::move(in));
     struct stat tst;
-    bool exists = stat(tgt.c_str(), &tst) == 0;
+    // Not followed: a link at the target's name is not the directory or FIFO it
+    // may point to.
+    bool exists = lstat(tgt.c_str(), &tst) == 0;
 
     if (S_ISFIFO(st.st_mode)) {
         if (exists && !S_ISFIFO(tst.st_mode))
@@ -320,13 +320,33 @@ int fop_copy_file(FopRequest& r, const std::string& dir, const std::string* name
         if (mkfifo(tgt.c_str(), st.st_mode & 07777) != 0)
             return ask_item(r, "Unable to make '%s' FIFO\n", tgt);
     } else if (S_ISDIR(st.st_mode)) {
-        if (name && inside(src, dest)) {
+        if (name && (fop_inside(src, dest) || (exists && tst.st_dev == st.st_dev && tst.st_ino == st.st_ino))) {
             fop_errinfo(r, "File Scan", "Can't copy file(s) into itself.");
             return -1;
         }
+        if (!name) {
+            // The final pass: a directory that was there before keeps its mode;
+            // a new one gets the source's, after its owner, which would clear
+            // set-ID bits.
+            auto kept = r.kept_dirs.find(tgt);
+            if (kept != r.kept_dirs.end()) {
+                chmod(tgt.c_str(), kept->second);
+                r.kept_dirs.erase(kept);
+                return 0;
+            }
+            if (finish(r, tgt, st, -1) < 0)
+                return -1;
+            chmod(tgt.c_str(), st.st_mode & 07777);
+            return 0;
+        }
         if (exists && S_ISDIR(tst.st_mode)) {
-            // Writable while its contents go in; its own mode in the final pass.
-            chmod(tgt.c_str(), name ? 0777 : (st.st_mode & 07777));
+            // Writable for the owner while its contents go in, and only when it is
+            // not already; put back in the final pass or when the operation ends.
+            if (!made_dest && !r.kept_dirs.count(tgt)) {
+                r.kept_dirs.emplace(tgt, tst.st_mode & 07777);
+                if (access(tgt.c_str(), W_OK | X_OK) != 0)
+                    chmod(tgt.c_str(), (tst.st_mode & 07777) | S_IRWXU);
+            }
         } else if (exists) {
             if (!name)
                 return 0;

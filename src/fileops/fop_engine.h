@@ -53,6 +53,11 @@ int fop_move_files(FopRequest& r);
 int fop_copy_file(FopRequest& r, const std::string& dir, const std::string* name,
                   const std::string& dest, FopGroupDirs* dirs = nullptr, unsigned char dtype = 0);
 int fop_delete_files(FopRequest& r, bool interactive);
+// Whether dest lies inside the directory src, or is it, where dest need not exist
+// yet: a directory copied or moved there would take in its own copy.
+bool fop_inside(const std::string& src, const std::string& dest);
+// Puts back the modes of the existing directories the copy made writable.
+void fop_restore_kept_dirs(FopRequest& r);
 // dirfd: dir, open, or -1.
 int fop_delete_file(FopRequest& r, const std::string& dir, const std::string& name,
                     unsigned char dtype = 0, int dirfd = -1);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <ctime>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -58,6 +59,10 @@ struct FopRequest {
     int64_t bytes_done = 0;
     timespec last_update{};
     timespec estimate_start{};
+
+    // Directories that were there before the copy went into them, by target path,
+    // with the mode they had: they keep it, whatever happens to the operation.
+    std::map<std::string, mode_t> kept_dirs;
 
     FopUi* ui = nullptr;
     void* slot = nullptr;  // the GUI's handle of the progress panel

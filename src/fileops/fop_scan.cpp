@@ -7,10 +7,13 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <memory>
 #include <new>
+#include <string_view>
 #include <sys/stat.h>
 
 namespace {
@@ -205,10 +208,50 @@ std::string fop_dest_path(const FopRequest& r, const std::string& src)
     return fop_path(r.destination, rest);
 }
 
+bool fop_inside(const std::string& src, const std::string& dest)
+{
+    std::unique_ptr<char, decltype(&free)> cs(realpath(src.c_str(), nullptr), &free);
+    if (!cs)
+        return false;
+    // The part of dest that does not exist yet is taken as written, after its
+    // deepest existing ancestor resolved.
+    std::string head = dest, tail;
+    std::unique_ptr<char, decltype(&free)> cd(nullptr, &free);
+    while (!(cd.reset(realpath(head.empty() ? "/" : head.c_str(), nullptr)), cd)) {
+        const std::size_t slash = head.find_last_of('/');
+        if (slash == std::string::npos)
+            return false;
+        tail = head.substr(slash) + tail;
+        head.resize(slash);
+    }
+    std::string d = cd.get();
+    d += d == "/" && !tail.empty() ? tail.substr(1) : tail;
+    std::string_view s = cs.get();
+    return s == "/" || d == s || (d.size() > s.size() && d.compare(0, s.size(), s) == 0 && d[s.size()] == '/');
+}
+
+void fop_restore_kept_dirs(FopRequest& r)
+{
+    for (const auto& [path, mode] : r.kept_dirs)
+        chmod(path.c_str(), mode);
+    r.kept_dirs.clear();
+}
+
 int fop_check_dst(FopRequest& r)
 {
     if (r.kind == FOP_DELETE)
         return 0;
+    // Refused before anything is made: a directory into itself.
+    for (const std::string& name : r.groups.empty() ? std::vector<std::string>{} : r.groups[0].names) {
+        struct stat st;
+        const std::string src = fop_path(r.groups[0].dir, name);
+        if (!name.empty() && lstat(src.c_str(), &st) == 0 && S_ISDIR(st.st_mode) &&
+            fop_inside(src, r.destination)) {
+            fop_errinfo(r, "File Scan",
+                        r.kind == FOP_MOVE ? "Can't move file(s) into itself." : "Can't copy file(s) into itself.");
+            return -1;
+        }
+    }
     struct stat dst;
     bool exists = stat(r.destination.c_str(), &dst) == 0;
     if (r.groups.size() == 1 && r.groups[0].names.size() == 1) {

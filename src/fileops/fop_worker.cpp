@@ -117,6 +117,7 @@ void fop_run(FopRequest& r)
                 fop_update_info(r, r.kind == FOP_COPY ? "Copying" : "Moving", kFopKeep, kFopKeep, kFopKeep,
                                 kFopKeep, kFopPercentZero, kFopTimeKeep);
                 auto [sg, si] = copy_all(r);
+                fop_restore_kept_dirs(r);
                 if (r.kind == FOP_MOVE) {
                     // Only what was copied completely goes at the source.
                     for (std::size_t g = sg; g < r.groups.size(); g++)

@@ -118,7 +118,7 @@ TEST(FopCopyTree, SourcesChangedAfterTheScan)
     copy_changed_after_scan(t / "s2", fs.path());
 }
 
-TEST(FopCopyTree, OwnersGroupsAndSetIdBits)
+TEST(FopCopyTree, OwnersGroupsAndSetIdBitsKept)
 {
     if (geteuid() != 0)
         GTEST_SKIP() << "needs root to give files other owners";
@@ -134,11 +134,6 @@ TEST(FopCopyTree, OwnersGroupsAndSetIdBits)
         spit(d + "/setid", "x");
         chmod((d + "/setid").c_str(), 06755);
     }
-    // What a change of owner after the contents leaves of the set-ID bits.
-    spit(t / "ref", "x");
-    chmod((t / "ref").c_str(), 06755);
-    ASSERT_EQ(chown((t / "ref").c_str(), 0, 0), 0);
-    const mode_t ref = lmode(t / "ref") & 07777;
 
     // Under a set-group-ID directory the copied directories are set-group-ID
     // too, and the files made in them get the directories' group, not the
@@ -158,7 +153,7 @@ TEST(FopCopyTree, OwnersGroupsAndSetIdBits)
             EXPECT_EQ(owner(d + "/mine"), Owner(0, 0)) << d;
             EXPECT_EQ(owner(d + "/theirs"), Owner(12345, 23456)) << d;
             EXPECT_EQ(owner(d + "/setid"), Owner(0, 0)) << d;
-            EXPECT_EQ(lmode(d + "/setid") & 07777, ref) << d;
+            EXPECT_EQ(lmode(d + "/setid") & 07777, 06755u) << d;
         }
     }
 }
@@ -170,6 +165,7 @@ TEST(FopCopyDestination, IntoItselfIsRefusedAndEverythingStaysIntact)
     mkdir((t / "e").c_str(), 0755);
     mkdir((t / "d/sub").c_str(), 0755);
     spit(t / "d/f", "original");
+    chmod((t / "d").c_str(), 0700);
     link((t / "d/f").c_str(), (t / "e/hard").c_str());
     symlink((t / "d/f").c_str(), (t / "e/sym").c_str());
     struct {
@@ -182,6 +178,9 @@ TEST(FopCopyDestination, IntoItselfIsRefusedAndEverythingStaysIntact)
         {FOP_COPY, t / "d", "f", t / "d", "Can't copy file(s) into itself."},
         {FOP_COPY, t / "d", "f", t / "e/../d", "Can't copy file(s) into itself."},
         {FOP_COPY, t.path(), "d", t / "d/sub", "Can't copy file(s) into itself."},
+        {FOP_COPY, t.path(), "d", t / "d/new", "Can't copy file(s) into itself."},
+        {FOP_COPY, t.path(), "d", t.path(), "Can't copy file(s) into itself."},
+        {FOP_MOVE, t.path(), "d", t / "d/new/deeper", "Can't move file(s) into itself."},
         {FOP_MOVE, t / "d", "f", t / "d", "Can't move file(s) into itself."},
     };
     for (auto& c : cases) {
@@ -193,6 +192,8 @@ TEST(FopCopyDestination, IntoItselfIsRefusedAndEverythingStaysIntact)
     EXPECT_TRUE(S_ISLNK(lmode(t / "e/sym")));
     EXPECT_EQ(slurp(t / "e/hard"), "original");
     EXPECT_FALSE(exists(t / "d/sub/d"));
+    EXPECT_FALSE(exists(t / "d/new"));  // refused before anything was made
+    EXPECT_EQ(lmode(t / "d") & 07777, 0700u);  // never loosened, not even for a moment
 }
 
 TEST(FopCopyDestination, ChecksBeforeAnyWork)
@@ -225,23 +226,39 @@ TEST(FopCopyDestination, ChecksBeforeAnyWork)
     }
 }
 
-TEST(FopCopyQuestions, OverwriteSkipAndAll)
+TEST(FopCopyQuestions, OverwriteSkipAndAllAndLinksAtTheTarget)
 {
     TmpDir t;
     mkdir((t / "s").c_str(), 0755);
     mkdir((t / "d").c_str(), 0755);
-    for (auto n : {"a", "b", "c"}) {
+    for (auto n : {"a", "b", "c", "e", "f"})
         spit(t / "s" + "/" + n, std::string("new-") + n);
+    for (auto n : {"a", "b", "c"})
         spit(t / "d" + "/" + n, "old");
-    }
+    // A directory merged into one that is there keeps the mode of the one there.
+    mkdir((t / "s/m").c_str(), 0777);
+    chmod((t / "s/m").c_str(), 0777);
+    spit(t / "s/m/x", "x");
+    mkdir((t / "d/m").c_str(), 0700);
+    // Dangling links at the target names: asked about and replaced, never followed.
+    symlink((t / "out-e").c_str(), (t / "d/e").c_str());
+    symlink((t / "out-f").c_str(), (t / "d/f").c_str());
     ScriptUi ui;
     ui.rules.push_back({"Copy/Move", "The '" + t / "d/a", "&Skip"});
+    ui.rules.push_back({"Copy/Move", "The '" + t / "d/e", "&Skip"});
     ui.rules.push_back({"Copy/Move", "The '" + t / "d/b", "Overwrite &All"});
-    ASSERT_TRUE(run_fop(ui, FOP_COPY, t / "s", {"a", "b", "c"}, t / "d", 0));
-    EXPECT_EQ(ui.count("Copy/Move", "The '"), 2);  // not asked again after "Overwrite All"
+    ASSERT_TRUE(run_fop(ui, FOP_COPY, t / "s", {"a", "e", "b", "c", "f", "m"}, t / "d", 0));
+    EXPECT_EQ(ui.count("Copy/Move", "The '"), 3);  // not asked again after "Overwrite All"
     EXPECT_EQ(slurp(t / "d/a"), "old");
     EXPECT_EQ(slurp(t / "d/b"), "new-b");
     EXPECT_EQ(slurp(t / "d/c"), "new-c");
+    EXPECT_TRUE(S_ISLNK(lmode(t / "d/e")));
+    EXPECT_EQ(slurp(t / "d/f"), "new-f");
+    EXPECT_TRUE(S_ISREG(lmode(t / "d/f")));
+    EXPECT_FALSE(exists(t / "out-e"));
+    EXPECT_FALSE(exists(t / "out-f"));
+    EXPECT_EQ(slurp(t / "d/m/x"), "x");
+    EXPECT_EQ(lmode(t / "d/m") & 07777, 0700u);
 }
 
 TEST(FopCopyNames, NonUtf8AndOverLongTargets)
