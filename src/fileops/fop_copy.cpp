@@ -4,11 +4,13 @@
 #include "fop_ui.h"
 #include "shell/io_util.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <memory>
+#include <string>
 #include <fcntl.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
@@ -185,6 +187,81 @@ bool has_owner_already(FopGroupDirs& dirs, int fd, const struct stat& st)
     return st.st_uid == dirs.new_uid && st.st_gid == dirs.new_gid;
 }
 
+// An overwrite's new contents, written beside the target and put in its place
+// only once complete, so that a failure, a skip or a cancel half-way leaves the
+// old file as it was. Unnamed (O_TMPFILE) where the file system offers it, so a
+// crash leaves nothing behind either.
+class Replacement {
+public:
+    // False when nothing can be made beside the target (a directory the process
+    // may not write): the target is then written in place.
+    bool open(const std::string& tgt, mode_t mode, UniqueFd& out)
+    {
+        const std::size_t slash = tgt.rfind('/');
+        const std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : tgt.substr(0, slash);
+        dir_.reset(::open(dir.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+        if (!dir_.ok())
+            return false;
+        base_ = slash == std::string::npos ? tgt : tgt.substr(slash + 1);
+        out.reset(openat(dir_.get(), ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
+        if (out.ok())
+            return active_ = true;
+        if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)
+            return false;
+        while (!out.ok()) {
+            tmp_ = temp_name();
+            out.reset(openat(dir_.get(), tmp_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+            if (!out.ok() && errno != EEXIST) {
+                tmp_.clear();
+                return false;
+            }
+        }
+        return active_ = true;
+    }
+    bool active() const { return active_; }
+    // Puts the complete file in the target's place: 0, or -1 with errno and the
+    // target untouched.
+    int commit(int fd)
+    {
+        if (tmp_.empty()) {
+            const std::string proc = "/proc/self/fd/" + std::to_string(fd);
+            std::string name = temp_name();
+            while (linkat(AT_FDCWD, proc.c_str(), dir_.get(), name.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+                if (errno != EEXIST)
+                    return -1;
+                name = temp_name();
+            }
+            tmp_ = std::move(name);
+        }
+        if (renameat(dir_.get(), tmp_.c_str(), dir_.get(), base_.c_str()) != 0) {
+            const int e = errno;
+            discard();
+            errno = e;
+            return -1;
+        }
+        tmp_.clear();
+        return 0;
+    }
+    void discard()
+    {
+        if (!tmp_.empty())
+            unlinkat(dir_.get(), tmp_.c_str(), 0);
+        tmp_.clear();
+    }
+    ~Replacement() { discard(); }
+
+private:
+    static std::string temp_name()
+    {
+        static std::atomic<unsigned> serial{0};
+        return ".vell-" + std::to_string(getpid()) + "-" + std::to_string(serial++);
+    }
+
+    UniqueFd dir_;
+    std::string base_, tmp_;
+    bool active_ = false;
+};
+
 int copy_regular(FopRequest& r, const std::string& src, FopAt sat, std::string& tgt, FopAt tat,
                  const struct stat& st, FopGroupDirs* dirs, UniqueFd in)
 {
@@ -193,6 +270,7 @@ int copy_regular(FopRequest& r, const std::string& src, FopAt sat, std::string& 
     if (!in.ok())
         in.reset(openat(sat.dirfd, sat.path, O_RDONLY | O_CLOEXEC));
     UniqueFd out;
+    Replacement swap;
     // An exclusive create that succeeds shows the target was missing: then there
     // is no status to look up, no same-file check and no question to ask.
     if (in.ok())
@@ -228,8 +306,11 @@ int copy_regular(FopRequest& r, const std::string& src, FopAt sat, std::string& 
             return ask_item(r, "Unable to open '%s'\n%s\n", src, errno);
         if (is_link)
             unlinkat(tat.dirfd, tat.path, 0);
+        else if (exists)
+            swap.open(tgt, mode, out);
         const int oflags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW;
-        out.reset(openat(tat.dirfd, tat.path, oflags, mode));
+        if (!out.ok())
+            out.reset(openat(tat.dirfd, tat.path, oflags, mode));
         if (!out.ok() && errno == ENAMETOOLONG) {
             std::string new_name;
             if (!r.ui || !r.ui->filename_too_long(src, tgt, new_name))
@@ -243,16 +324,29 @@ int copy_regular(FopRequest& r, const std::string& src, FopAt sat, std::string& 
             return ask_item(r, "Error writing '%s'\n%s\n", tgt, errno);
     }
 
+    // What is left of a failed copy goes; an old target being replaced stays.
+    auto drop = [&] {
+        if (swap.active())
+            swap.discard();
+        else
+            unlinkat(tat.dirfd, tat.path, 0);
+    };
     int rc = copy_contents(r, in.get(), out.get(), st, src, tgt);
     if (rc != 0) {
         out.reset();
-        unlinkat(tat.dirfd, tat.path, 0);
+        drop();
         return rc;
     }
     rc = finish(r, tgt, st, out.get(), set_owner);
+    if (swap.active() && (rc != 0 || swap.commit(out.get()) != 0)) {
+        const int e = errno;
+        out.reset();
+        swap.discard();
+        return rc != 0 ? rc : ask_item(r, "Error writing '%s'\n%s\n", tgt, e);
+    }
     if (close(out.release()) != 0 && rc == 0) {
-        int e = errno;
-        unlinkat(tat.dirfd, tat.path, 0);
+        const int e = errno;
+        drop();
         return ask_item(r, "Error writing '%s'\n%s\n", tgt, e);
     }
     return rc;

@@ -17,6 +17,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <functional>
 #include <mutex>
@@ -137,6 +138,17 @@ inline struct stat lstat_of(const std::string& path)
 }
 inline mode_t lmode(const std::string& path) { return lstat_of(path).st_mode; }
 inline bool exists(const std::string& path) { return lmode(path) != 0; }
+inline std::vector<std::string> dir_names(const std::string& path)
+{
+    std::vector<std::string> out;
+    if (DIR* d = opendir(path.c_str())) {
+        while (const dirent* e = readdir(d))
+            if (std::strcmp(e->d_name, ".") && std::strcmp(e->d_name, ".."))
+                out.emplace_back(e->d_name);
+        closedir(d);
+    }
+    return out;
+}
 inline std::string link_of(const std::string& path)
 {
     char buf[256] = {};
