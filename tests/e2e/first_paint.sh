@@ -27,7 +27,7 @@ if command -v openbox >/dev/null; then openbox >/dev/null 2>&1 & pids+=($!); fi
 
 mkdir -p "$work/home/.ke" "$work/big"
 (cd "$work/big" && seq -f "file%06g.txt" 1 20000 | xargs touch)
-HOME="$work/home" "$vell" "$work/big" >"$work/vell.log" 2>&1 &
+HOME="$work/home" QT_QPA_PLATFORM=xcb "$vell" "$work/big" >"$work/vell.log" 2>&1 &
 vpid=$!
 pids+=($vpid)
 
@@ -42,7 +42,7 @@ for _ in $(seq 300); do
     if [ "$cpu" = "$last" ]; then still=$((still + 1)); else still=0; last=$cpu; fi
     [ "$still" -ge 5 ] && break
 done
-[ -n "$win" ] || { echo "no window was mapped"; exit 1; }
+[ -n "$win" ] || { cat "$work/vell.log"; echo "no window was mapped"; exit 1; }
 import -window "$win" "$work/shot.png" || { echo "could not grab the window"; exit 1; }
 spread=$(convert "$work/shot.png" -format '%[fx:standard_deviation]' info:)
 echo "window $win, standard deviation of its image: $spread"
