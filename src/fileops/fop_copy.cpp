@@ -134,14 +134,41 @@ int copy_contents(FopRequest& r, int in, int out, const struct stat& st, const s
     // a read or write error.
     enum { kRange, kSend, kReadWrite } way = st.st_size > 0 ? kRange : kReadWrite;
     char* buf = r.buffer.data();
-    std::size_t bufsize = r.buffer.size();
+    // Fewer blocks than the size takes means holes: only the data is copied, at
+    // the same offsets, so that the copy stays sparse.
+    bool sparse = st.st_size > 0 && int64_t(st.st_blocks) * 512 < st.st_size;
+    int64_t data_end = 0;
     for (;;) {
         if (fop_pause_trap(r) || r.cancel.load())
             return -1;
+        std::size_t chunk = kRangeChunk, bufsize = r.buffer.size();
+        if (sparse && copied >= data_end) {
+            off_t data = lseek(in, copied, SEEK_DATA);
+            if (data < 0 && errno == ENXIO)
+                data = size;  // a hole up to the end
+            off_t hole = data >= 0 && data < size ? lseek(in, data, SEEK_HOLE) : size;
+            if (data < 0 || hole < 0) {
+                sparse = false;  // not told: everything is copied
+            } else {
+                data_end = hole;
+                if (data > copied) {
+                    if (data >= size && ftruncate(out, size) != 0)
+                        return ask_item(r, "Error writing '%s'\n%s\n", tgt, errno);
+                    lseek(out, data, SEEK_SET);
+                    copied = data;
+                    progress(r, base + copied);
+                }
+            }
+            lseek(in, copied, SEEK_SET);
+        }
+        if (sparse && data_end > copied) {
+            chunk = std::min<std::size_t>(chunk, std::size_t(data_end - copied));
+            bufsize = std::min(bufsize, chunk);
+        }
         ssize_t n;
         if (way != kReadWrite) {
-            n = way == kRange ? copy_file_range(in, nullptr, out, nullptr, kRangeChunk, 0)
-                              : sendfile(out, in, nullptr, kRangeChunk);
+            n = way == kRange ? copy_file_range(in, nullptr, out, nullptr, chunk, 0)
+                              : sendfile(out, in, nullptr, chunk);
             if (n <= 0) {
                 if (n == 0 && at_eof())
                     return 0;

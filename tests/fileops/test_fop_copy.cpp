@@ -6,6 +6,8 @@
 #include <climits>
 #include <sys/fsuid.h>
 
+#include "shell/io_util.h"
+
 namespace {
 const std::size_t kSizes[] = {0, 3, 700, 300000, 5u << 20};
 
@@ -32,6 +34,8 @@ void copy_tree_to(const std::string& parent, const std::string& dst)
     EXPECT_EQ(link_of(dst + "/l1"), "sub/a");
     EXPECT_EQ(link_of(dst + "/l2"), "/nonexistent");
     EXPECT_FALSE(exists(dst + "/sock"));
+    EXPECT_TRUE(slurp(dst + "/sparse") == slurp(parent + "/tree/sparse"));
+    EXPECT_LE(lstat_of(dst + "/sparse").st_blocks * 512, 256 * 1024);  // holes kept
     EXPECT_EQ(ui.views.back().first_line, "Done");
     EXPECT_EQ(ui.views.back().percent, 100);
     chmod((dst + "/sub").c_str(), 0755);
@@ -55,6 +59,11 @@ TEST(FopCopyTree, EveryKindOfEntryOnTheSameAndAnotherFileSystem)
     symlink("sub/a", (s + "/l1").c_str());
     symlink("/nonexistent", (s + "/l2").c_str());
     ASSERT_EQ(mknod((s + "/sock").c_str(), S_IFSOCK | 0600, 0), 0);
+    {  // 5 MiB with 8 KiB of data in its middle
+        UniqueFd f(open((s + "/sparse").c_str(), O_WRONLY | O_CREAT, 0644));
+        ASSERT_EQ(pwrite(f.get(), pattern(8192).data(), 8192, 2 << 20), 8192);
+        ASSERT_EQ(ftruncate(f.get(), 5 << 20), 0);
+    }
     chmod((s + "/sub").c_str(), 0555);  // contents still go in: created writable first
     utimensat(AT_FDCWD, (s + "/sub").c_str(), sub_time, 0);
 
