@@ -187,14 +187,14 @@ int slot_timer()
     }
     if (any)
         run_refresh();
-    if (sSlots.empty() && base_window_closed)
+    if (base_window_closed && slot_running() == 0)
         run_exit();
     return 0;
 }
 
 int slot_terminate_all()
 {
-    if (sSlots.empty()) {
+    if (slot_running() == 0) {
         run_exit();
         return 0;
     }
@@ -208,6 +208,12 @@ int slot_terminate_all()
 int slot_count()
 {
     return static_cast<int>(sSlots.size());
+}
+
+int slot_running()
+{
+    return static_cast<int>(std::count_if(sSlots.begin(), sSlots.end(),
+                                          [](const SlotPanel* p) { return p->request(); }));
 }
 
 SlotPanel* slot_at(int i)

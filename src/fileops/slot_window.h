@@ -51,6 +51,9 @@ int slot_terminate_all();
 void resize_base();
 
 int slot_count();
+// Slots with an operation behind them: the empty slot a failed start leaves on
+// screen must not keep the process alive once the main window is closed.
+int slot_running();
 // Entry i, 0 being the newest; null out of range.
 SlotPanel* slot_at(int i);
 // The live panel with this handle, or null when it is not (or no longer) shown.

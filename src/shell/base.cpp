@@ -25,7 +25,7 @@ BaseWindow* base_window()
 }
 }  // namespace
 
-int (*gRunningOperations)() = slot_count;
+int (*gRunningOperations)() = slot_running;
 
 BaseWindow::BaseWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui::base)
 {

@@ -273,5 +273,18 @@ TEST_F(FopGui, RealCopyAsksThroughTheGuiAndEnds)
     EXPECT_EQ(asked[0].text.toStdString(), "The '" + dst.path() + "/a' file exists.\nWhat do you want to do ?\n");
     EXPECT_EQ(asked[0].labels, QStringList({"&Skip", "&Overwrite", "Overwrite &All", "a&Bort"}));
     EXPECT_EQ(slurp(dst / "a"), "new contents");
+
+    // Copy and Paste of a private folder in the folder that holds it: refused
+    // before anything is touched, the folder as private as before.
+    ASSERT_EQ(mkdir((src / "d").c_str(), 0700), 0);
+    asked.clear();
+    gConfig = &rec;
+    ASSERT_EQ(fop_start_cmd(FOP_COPY, src.path(), {"d"}, src.path()), 0);
+    EXPECT_TRUE(spin_until([] { return slot_count() == 0; }, 5000));
+    gConfig = saved;
+    ASSERT_EQ(asked.size(), 1u);
+    EXPECT_EQ(asked[0].text.toStdString(), "Can't copy file(s) into itself.");
+    EXPECT_EQ(lstat_of(src / "d").st_mode & 07777, 0700u);
+    EXPECT_EQ(dir_names(src / "d"), std::vector<std::string>{});
     fop_set_done_delay_ms(1000);
 }
