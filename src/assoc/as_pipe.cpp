@@ -5,6 +5,8 @@
 #include <csignal>
 #include <fcntl.h>
 #include <pthread.h>
+#include <spawn.h>
+#include <cstring>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -83,27 +85,31 @@ std::FILE* open_child(const char* file, const char* const* argv, const char* mod
         errno = ENOMEM;
         return nullptr;
     }
-    // The fork handlers take the list's lock around the fork itself.
-    pid_t pid = fork();
-    if (pid == 0) {
-        signal(SIGCHLD, SIG_DFL);
-        const int target = reading ? STDOUT_FILENO : STDIN_FILENO;
-        if (theirs == target)
-            fcntl(theirs, F_SETFD, 0);
-        else
-            dup2(theirs, target);
-        if (std::string(file).find('/') != std::string::npos)
-            execv(file, const_cast<char* const*>(argv));
-        else
-            execvp(file, const_cast<char* const*>(argv));
-        _exit(127);
-    }
-    const int saved = errno;
+    // posix_spawn, not fork: in a process with threads the child of a fork may
+    // only make async-signal-safe calls, and the search along PATH allocates.
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_t attr;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawnattr_init(&attr);
+    // The program ignores SIGCHLD, and an ignored signal stays ignored across exec.
+    sigset_t def;
+    sigemptyset(&def);
+    sigaddset(&def, SIGCHLD);
+    posix_spawnattr_setsigdefault(&attr, &def);
+    posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETSIGDEF);
+    // A dup2 onto itself clears close-on-exec.
+    posix_spawn_file_actions_adddup2(&actions, theirs, reading ? STDOUT_FILENO : STDIN_FILENO);
+    pid_t pid = -1;
+    char* const* args = const_cast<char* const*>(argv);
+    int err = std::strchr(file, '/') ? posix_spawn(&pid, file, &actions, &attr, args, environ)
+                                     : posix_spawnp(&pid, file, &actions, &attr, args, environ);
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attr);
     close(theirs);
-    if (pid < 0) {
+    if (err != 0) {
         close(mine);
         delete node;
-        errno = saved;
+        errno = err;
         return nullptr;
     }
     std::FILE* f = fdopen(mine, reading ? "r" : "w");
