@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <cstdio>
 #include <cstdlib>
+#include <malloc.h>
 
 #include "shell/base.h"
 #include "shell/fw_options.h"
@@ -10,6 +11,10 @@
 
 int main(int argc, char** argv)
 {
+    // A fixed threshold: the big tables of a large directory's read (the name set,
+    // the grown record array, the sort's buffer) are mapped apart and go back to
+    // the system when freed, instead of staying resident in the heap.
+    mallopt(M_MMAP_THRESHOLD, 256 * 1024);
     Q_INIT_RESOURCE(vell);
     const std::vector<std::string> args(argv + 1, argv + argc);
     const FwOptions fw = fw_parse_options(args);
