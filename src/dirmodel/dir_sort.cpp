@@ -1,7 +1,11 @@
 // Comparators, the listing sort, and the permission and owner columns.
 #include "dirmodel/dir_sort.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <memory>
+#include <system_error>
+#include <thread>
 #include <cstdlib>
 #include <cstring>
 #include <grp.h>
@@ -22,7 +26,7 @@ bool s_folders_first = false;
 NameCache* sUserCache = nullptr;
 NameCache* sGroupCache = nullptr;
 
-bool all_digits_fast(const std::string& s)
+bool all_digits_fast(const RecName& s)
 {
     // Most names start with a letter; the first byte settles those.
     if (!s.empty() && (s[0] < '0' || s[0] > '9'))
@@ -102,6 +106,135 @@ int _qsort_cmp(const void* pa, const void* pb)
     return r * s_sort_direction;
 }
 
+namespace {
+
+// The merge sort that qsort ran when these orders were settled: halves of n/2 and
+// n - n/2, and a merge that takes from the left run while the comparison is <= 0.
+// The comparisons are not all strict orders (all-digit names compare by value and
+// the rest by bytes; a size ties whenever the first is larger), so the algorithm
+// is part of the result: this one keeps every listing's order as it was.
+template <class T, class Cmp>
+void msort(T* b, T* tmp, std::size_t n, const Cmp& cmp)
+{
+    if (n <= 1)
+        return;
+    std::size_t n1 = n / 2, n2 = n - n1;
+    T* b1 = b;
+    T* b2 = b + n1;
+    msort(b1, tmp, n1, cmp);
+    msort(b2, tmp, n2, cmp);
+    T* t = tmp;
+    while (n1 > 0 && n2 > 0) {
+        if (cmp(*b1, *b2) <= 0) {
+            *t++ = *b1++;
+            --n1;
+        } else {
+            *t++ = *b2++;
+            --n2;
+        }
+    }
+    std::copy(b1, b1 + n1, t);
+    std::copy(tmp, tmp + (n - n2), b);
+}
+
+// Both halves at once on two threads where there are two cores; the result is
+// the same as one thread's, since each half is sorted and merged as before.
+template <class T, class Cmp>
+void msort_top(T* b, std::size_t n, const Cmp& cmp, bool may_split)
+{
+    if (n <= 1)
+        return;
+    std::unique_ptr<T[]> tmp(new T[n]);
+    const std::size_t n1 = n / 2;
+    bool split = false;
+    if (may_split && n >= 32768 && std::thread::hardware_concurrency() >= 2) {
+        try {
+            std::thread left([&] { msort(b, tmp.get(), n1, cmp); });
+            msort(b + n1, tmp.get() + n1, n - n1, cmp);
+            left.join();
+            split = true;
+        } catch (const std::system_error&) {
+        }
+    }
+    if (!split) {
+        msort(b, tmp.get(), n1, cmp);
+        msort(b + n1, tmp.get(), n - n1, cmp);
+    }
+    // The last merge, as msort makes it.
+    std::size_t l = n1, r = n - n1;
+    T* b1 = b;
+    T* b2 = b + n1;
+    T* t = tmp.get();
+    while (l > 0 && r > 0) {
+        if (cmp(*b1, *b2) <= 0) {
+            *t++ = *b1++;
+            --l;
+        } else {
+            *t++ = *b2++;
+            --r;
+        }
+    }
+    std::copy(b1, b1 + l, t);
+    std::copy(tmp.get(), tmp.get() + (n - r), b);
+}
+
+// The name order without chasing every record: the first eight bytes of the name
+// as one big-endian number, and three bits in the pointer's spare low bits.
+struct NameKey {
+    uint64_t prefix;
+    uintptr_t tagged;
+
+    static constexpr uintptr_t kDigits = 1, kDir = 2, kShort = 4, kBits = 7;
+    const FileRecord* record() const { return reinterpret_cast<const FileRecord*>(tagged & ~kBits); }
+};
+static_assert(alignof(FileRecord) >= 8);
+
+NameKey name_key(const FileRecord* r)
+{
+    const std::size_t len = r->name.size();
+    unsigned char bytes[8] = {};
+    std::memcpy(bytes, r->name.c_str(), std::min<std::size_t>(len, 8));
+    uint64_t prefix = 0;
+    for (unsigned char c : bytes)
+        prefix = prefix << 8 | c;
+    uintptr_t bits = 0;
+    if (all_digits_fast(r->name))
+        bits |= NameKey::kDigits;
+    if (S_ISDIR(r->status.st_mode))
+        bits |= NameKey::kDir;
+    if (len < 8)
+        bits |= NameKey::kShort;
+    return {prefix, reinterpret_cast<uintptr_t>(r) | bits};
+}
+
+// dir_cmp_name on keys, then the direction; directories first regardless of it.
+struct NameKeyCmp {
+    bool folders_first;
+    int direction;
+
+    int operator()(const NameKey& a, const NameKey& b) const
+    {
+        if (folders_first) {
+            const bool da = a.tagged & NameKey::kDir, db = b.tagged & NameKey::kDir;
+            if (da != db)
+                return da ? -1 : 1;
+        }
+        int r;
+        if (a.tagged & b.tagged & NameKey::kDigits) {
+            r = dir_cmp_name(a.record(), b.record());
+        } else if (a.prefix != b.prefix) {
+            r = a.prefix < b.prefix ? -1 : 1;
+        } else if (a.tagged & NameKey::kShort) {
+            r = 0;  // the terminator is inside the prefix: the names are equal
+        } else {
+            r = std::strcmp(a.record()->name.c_str() + 8, b.record()->name.c_str() + 8);
+        }
+        return static_cast<int>(static_cast<unsigned>(r) * static_cast<unsigned>(direction));
+    }
+};
+
+}  // namespace
+
 void dir_sort(DirListing& listing, DirCmpFn primary, int ascending, bool folders_first)
 {
     if (!primary || listing.count < 2)
@@ -110,8 +243,18 @@ void dir_sort(DirListing& listing, DirCmpFn primary, int ascending, bool folders
     s_secondary_cmp = primary == dir_cmp_name ? nullptr : dir_cmp_name;
     s_sort_direction = ascending ? 1 : -1;
     s_folders_first = folders_first;
-    std::qsort(listing.records.data(), static_cast<std::size_t>(listing.count), sizeof(FileRecord*),
-               _qsort_cmp);
+    const auto n = static_cast<std::size_t>(listing.count);
+    FileRecord** recs = listing.records.data();
+    if (primary != dir_cmp_name) {
+        msort_top(recs, n, [](FileRecord* a, FileRecord* b) { return _qsort_cmp(&a, &b); }, false);
+        return;
+    }
+    std::unique_ptr<NameKey[]> keys(new NameKey[n]);
+    for (std::size_t i = 0; i < n; ++i)
+        keys[i] = name_key(recs[i]);
+    msort_top(keys.get(), n, NameKeyCmp{folders_first, s_sort_direction}, true);
+    for (std::size_t i = 0; i < n; ++i)
+        recs[i] = const_cast<FileRecord*>(keys[i].record());
 }
 
 void dir_get_permissions(mode_t mode, char* out, int which)

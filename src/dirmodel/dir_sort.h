@@ -23,7 +23,7 @@ int dir_cmp_dir(const FileRecord* a, const FileRecord* b);
 // primary leaves the order alone.
 void dir_sort(DirListing& listing, DirCmpFn primary, int ascending, bool folders_first = false);
 
-// The comparison dir_sort hands to qsort, reading the parameters of the last dir_sort.
+// The comparison of the last dir_sort (its column, direction and folders-first).
 int _qsort_cmp(const void* a, const void* b);
 
 // Three characters (no terminator) for which = 1 owner, 2 group, 3 others; one type
