@@ -367,7 +367,7 @@ int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& e
                         r->set_link(DIR_TEXT_NO_LINK);
                         r->flags |= DIR_F_UNREADABLE;
                     } else {
-                        r->set_link(s.link);
+                        r->set_link(b->links[i]);
                     }
                 }
             }

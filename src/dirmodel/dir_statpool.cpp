@@ -19,6 +19,8 @@ namespace {
 enum : uint8_t { kPending, kRunning, kWriting, kDone, kAbandoned };
 
 constexpr std::size_t kWorkerStack = 256 * 1024;
+// Entries a sleeping reader lets the workers finish before it wakes.
+constexpr std::size_t kWaitRun = 64;
 
 int64_t now_ns()
 {
@@ -37,7 +39,8 @@ struct DirStatJob {
     std::condition_variable done_cv;
     std::deque<std::shared_ptr<DirStatBatch>> queue;
     bool closing = false;
-    std::atomic<bool> main_waiting{false};
+    // The entry the reader sleeps on: the worker that finishes it wakes the reader.
+    std::atomic<const DirStatSlot*> awaited{nullptr};
 
     ~DirStatJob()
     {
@@ -49,7 +52,7 @@ struct DirStatJob {
 namespace {
 
 // One entry's calls, into locals of the caller.
-void stat_entry(DirStatJob& job, const char* name, DirStatSlot& out)
+void stat_entry(DirStatJob& job, const char* name, DirStatSlot& out, std::string& link)
 {
     struct stat st {};
     out.bits = 0;
@@ -72,15 +75,16 @@ void stat_entry(DirStatJob& job, const char* name, DirStatSlot& out)
     ssize_t n = ::readlinkat(job.dirfd, name, buf, sizeof buf - 1);
     if (n < 0) {
         out.bits |= DIR_SB_READLINK_FAILED;
-        out.link.clear();
+        link.clear();
     } else {
-        out.link.assign(buf, static_cast<std::size_t>(n));
+        link.assign(buf, static_cast<std::size_t>(n));
     }
 }
 
 void worker_loop(std::shared_ptr<DirStatJob> job)
 {
     DirStatSlot local;
+    std::string local_link;
     for (;;) {
         std::shared_ptr<DirStatBatch> b;
         {
@@ -103,7 +107,7 @@ void worker_loop(std::shared_ptr<DirStatJob> job)
             uint8_t expect = kPending;
             if (!slot.state.compare_exchange_strong(expect, kRunning))
                 continue;
-            stat_entry(*job, b->name(i), local);
+            stat_entry(*job, b->name(i), local, local_link);
             expect = kRunning;
             if (!slot.state.compare_exchange_strong(expect, kWriting))
                 return;  // the reader gave up on this call and replaced this worker
@@ -111,9 +115,9 @@ void worker_loop(std::shared_ptr<DirStatJob> job)
             slot.err = local.err;
             slot.st = local.st;
             if (local.bits & DIR_SB_LINK)
-                slot.link.swap(local.link);
+                b->links[i].swap(local_link);
             slot.state.store(kDone);
-            if (job->main_waiting.load()) {
+            if (job->awaited.load() == &slot) {
                 std::lock_guard lk(job->m);
                 job->done_cv.notify_one();
             }
@@ -171,6 +175,7 @@ bool DirStatPool::spawn_worker()
 void DirStatPool::submit(const std::shared_ptr<DirStatBatch>& batch)
 {
     batch->entries = std::make_unique<DirStatSlot[]>(batch->size());
+    batch->links = std::make_unique<std::string[]>(batch->size());
     if (inline_)
         return;
     while (started_ < want_threads_) {
@@ -195,17 +200,15 @@ bool DirStatPool::wait(DirStatBatch& batch, std::size_t i, const std::function<v
     using clock = std::chrono::steady_clock;
     DirStatSlot& slot = batch.entries[i];
     if (inline_) {
-        stat_entry(*job_, batch.name(i), slot);
+        stat_entry(*job_, batch.name(i), slot, batch.links[i]);
         slot.state.store(kDone, std::memory_order_relaxed);
         return true;
     }
     if (slot.state.load(std::memory_order_acquire) == kDone)
         return true;
-    for (int k = 0; k < 200; ++k) {
-        if (slot.state.load(std::memory_order_acquire) == kDone)
-            return true;
-        sched_yield();
-    }
+    // Sleep until a run of entries is done (or this one's time-out, or the next
+    // pump), so that the workers have the cores to themselves meanwhile.
+    const DirStatSlot& run_end = batch.entries[std::min(i + kWaitRun, batch.size()) - 1];
     auto pending_since = clock::now();
     for (;;) {
         uint8_t st = slot.state.load();
@@ -219,9 +222,17 @@ bool DirStatPool::wait(DirStatBatch& batch, std::size_t i, const std::function<v
         auto wake = std::min(deadline, last_pump + pump_every);
         {
             std::unique_lock lk(job_->m);
-            job_->main_waiting.store(true);
-            job_->done_cv.wait_until(lk, wake, [&] { return slot.state.load() == kDone; });
-            job_->main_waiting.store(false);
+            const DirStatSlot* target = &run_end;
+            job_->awaited.store(target);
+            job_->done_cv.wait_until(lk, wake, [&] {
+                if (target->state.load() == kDone && target != &slot) {
+                    // The run's end is in; a stuck entry before it is waited on alone.
+                    target = &slot;
+                    job_->awaited.store(target);
+                }
+                return slot.state.load() == kDone && target == &slot;
+            });
+            job_->awaited.store(nullptr);
         }
         if (slot.state.load() == kDone)
             return true;

@@ -16,14 +16,14 @@
 // The status call: fstatat's signature. Tests swap in one that hangs.
 using DirStatFn = std::function<int(int dirfd, const char* name, struct stat* st, int flags)>;
 
-// What a worker found for one entry.
+// What a worker found for one entry. Kept small: the reading thread reads every
+// one of them after another core wrote it.
 struct DirStatSlot {
     std::atomic<uint8_t> state{0};
-    std::atomic<int64_t> started_ns{0};
     uint8_t bits = 0;   // DIR_SB_* below
     int err = 0;        // errno of the failed status call
+    std::atomic<int64_t> started_ns{0};
     FileStatus st;      // the target's status for a link whose target answered
-    std::string link;   // the link text, for a link
 };
 inline constexpr uint8_t DIR_SB_LSTAT_FAILED = 0x1;
 inline constexpr uint8_t DIR_SB_LINK = 0x2;
@@ -35,7 +35,8 @@ struct DirStatBatch {
     std::string names;             // NUL-terminated names back to back
     std::vector<uint32_t> offsets; // start of each name in `names`
     std::unique_ptr<DirStatSlot[]> entries;
-    std::atomic<std::size_t> next{0};
+    std::unique_ptr<std::string[]> links;  // the link text of entry i, for a link
+    alignas(64) std::atomic<std::size_t> next{0};  // its own line: the workers' counter
     std::size_t size() const { return offsets.size(); }
     const char* name(std::size_t i) const { return names.data() + offsets[i]; }
 };
@@ -55,7 +56,9 @@ public:
 
     // Waits for entry i of the batch, calling pump about every pump_every while
     // waiting. True when the entry's result is in its slot, false when its status
-    // call did not return within the time-out.
+    // call did not return within the time-out. A wait that has to sleep sleeps
+    // until a run of entries is done, so the reader wakes once a run and not once
+    // an entry.
     bool wait(DirStatBatch& batch, std::size_t i, const std::function<void()>& pump,
               std::chrono::steady_clock::time_point& last_pump, std::chrono::milliseconds pump_every);
 
