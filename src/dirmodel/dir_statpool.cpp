@@ -16,7 +16,15 @@
 
 namespace {
 
-enum : uint8_t { kPending, kRunning, kWriting, kDone, kAbandoned };
+// kTarget: a link's own status and text are in the slot; its target's status is
+// being asked for.
+enum : uint8_t { kPending, kRunning, kTarget, kWriting, kDone, kAbandoned };
+
+// Workers whose call the reader gave up on and that have not returned yet, in the
+// whole process. Past kMaxStuck no worker is started: a dead mount read again and
+// again costs at most that many threads (and their descriptors), not one per read.
+std::atomic<int> sStuck{0};
+constexpr int kMaxStuck = 4;
 
 constexpr std::size_t kWorkerStack = 256 * 1024;
 // Entries a sleeping reader lets the workers finish before it wakes.
@@ -51,8 +59,13 @@ struct DirStatJob {
 
 namespace {
 
-// One entry's calls, into locals of the caller.
-void stat_entry(DirStatJob& job, const char* name, DirStatSlot& out, std::string& link)
+// One entry's calls. A link's text is read before its target's status (readlink
+// does not touch the target), and `before_target` may publish what is known so far:
+// a target that hangs then costs the entry its target's status, not its text.
+// False when before_target says the reader gave up on the entry.
+template <class BeforeTarget>
+bool stat_entry(DirStatJob& job, const char* name, DirStatSlot& out, std::string& link,
+                BeforeTarget&& before_target)
 {
     struct stat st {};
     out.bits = 0;
@@ -60,17 +73,12 @@ void stat_entry(DirStatJob& job, const char* name, DirStatSlot& out, std::string
     if (job.fn(job.dirfd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
         out.err = errno;
         out.bits = DIR_SB_LSTAT_FAILED;
-        return;
+        return true;
     }
     dir_status_from_stat(out.st, st);
     if (!S_ISLNK(st.st_mode))
-        return;
+        return true;
     out.bits |= DIR_SB_LINK;
-    struct stat target {};
-    if (job.fn(job.dirfd, name, &target, 0) == 0)
-        dir_status_from_stat(out.st, target);
-    else
-        out.bits |= DIR_SB_TARGET_FAILED;
     char buf[1024];
     ssize_t n = ::readlinkat(job.dirfd, name, buf, sizeof buf - 1);
     if (n < 0) {
@@ -79,12 +87,19 @@ void stat_entry(DirStatJob& job, const char* name, DirStatSlot& out, std::string
     } else {
         link.assign(buf, static_cast<std::size_t>(n));
     }
+    if (!before_target())
+        return false;
+    struct stat target {};
+    if (job.fn(job.dirfd, name, &target, 0) == 0)
+        dir_status_from_stat(out.st, target);
+    else
+        out.bits |= DIR_SB_TARGET_FAILED;
+    return true;
 }
 
 void worker_loop(std::shared_ptr<DirStatJob> job)
 {
     DirStatSlot local;
-    std::string local_link;
     for (;;) {
         std::shared_ptr<DirStatBatch> b;
         {
@@ -107,15 +122,23 @@ void worker_loop(std::shared_ptr<DirStatJob> job)
             uint8_t expect = kPending;
             if (!slot.state.compare_exchange_strong(expect, kRunning))
                 continue;
-            stat_entry(*job, b->name(i), local, local_link);
-            expect = kRunning;
-            if (!slot.state.compare_exchange_strong(expect, kWriting))
-                return;  // the reader gave up on this call and replaced this worker
+            // b->links[i] is this worker's until the entry is done or handed over.
+            const bool kept = stat_entry(*job, b->name(i), local, b->links[i], [&] {
+                slot.bits = local.bits | DIR_SB_TARGET_FAILED;  // what stands if the target hangs
+                slot.err = 0;
+                slot.st = local.st;
+                uint8_t running = kRunning;
+                return slot.state.compare_exchange_strong(running, kTarget);
+            });
+            expect = (local.bits & DIR_SB_LINK) && kept ? kTarget : kRunning;
+            if (!kept || !slot.state.compare_exchange_strong(expect, kWriting)) {
+                // The reader gave up on this call and counted this worker as stuck.
+                sStuck.fetch_sub(1);
+                return;
+            }
             slot.bits = local.bits;
             slot.err = local.err;
             slot.st = local.st;
-            if (local.bits & DIR_SB_LINK)
-                b->links[i].swap(local_link);
             slot.state.store(kDone);
             if (job->awaited.load() == &slot) {
                 std::lock_guard lk(job->m);
@@ -153,6 +176,11 @@ DirStatPool::~DirStatPool()
     job_->work_cv.notify_all();
 }
 
+bool DirStatPool::may_start() const
+{
+    return sStuck.load() < kMaxStuck;
+}
+
 bool DirStatPool::spawn_worker()
 {
     pthread_attr_t attr;
@@ -178,13 +206,14 @@ void DirStatPool::submit(const std::shared_ptr<DirStatBatch>& batch)
     batch->links = std::make_unique<std::string[]>(batch->size());
     if (inline_)
         return;
-    while (started_ < want_threads_) {
+    while (started_ < want_threads_ && may_start()) {
         if (!spawn_worker()) {
-            inline_ = started_ == 0;
+            inline_ = started_ == 0;  // the system has no thread to give
             break;
         }
     }
-    if (inline_)
+    starved_ = started_ == 0 && !inline_;
+    if (inline_ || starved_)
         return;
     {
         std::lock_guard lk(job_->m);
@@ -200,12 +229,18 @@ bool DirStatPool::wait(DirStatBatch& batch, std::size_t i, const std::function<v
     using clock = std::chrono::steady_clock;
     DirStatSlot& slot = batch.entries[i];
     if (inline_) {
-        stat_entry(*job_, batch.name(i), slot, batch.links[i]);
+        stat_entry(*job_, batch.name(i), slot, batch.links[i], [] { return true; });
         slot.state.store(kDone, std::memory_order_relaxed);
         return true;
     }
     if (slot.state.load(std::memory_order_acquire) == kDone)
         return true;
+    if (starved_) {
+        // Every worker allowed is stuck: what no worker has taken times out at once.
+        uint8_t expect = kPending;
+        if (slot.state.compare_exchange_strong(expect, kAbandoned))
+            return false;
+    }
     // Sleep until a run of entries is done (or this one's time-out, or the next
     // pump), so that the workers have the cores to themselves meanwhile.
     const DirStatSlot& run_end = batch.entries[std::min(i + kWaitRun, batch.size()) - 1];
@@ -245,18 +280,21 @@ bool DirStatPool::wait(DirStatBatch& batch, std::size_t i, const std::function<v
         if (now < deadline)
             continue;
         st = slot.state.load();
-        if (st == kRunning) {
-            uint8_t expect = kRunning;
+        if (st == kRunning || st == kTarget) {
+            uint8_t expect = st;
             if (slot.state.compare_exchange_strong(expect, kAbandoned)) {
-                // The stuck worker is gone for this read; keep the pool at strength.
+                // The stuck worker is gone for this read; keep the pool at strength
+                // while the process's stuck workers are few.
+                sStuck.fetch_add(1);
                 --started_;
-                if (!spawn_worker() && started_ == 0)
-                    inline_ = true;
-                return false;
+                if (!(may_start() && spawn_worker()) && started_ == 0)
+                    starved_ = true;
+                // A link whose target hangs keeps its own status and its text.
+                return st == kTarget;
             }
         } else if (st == kPending) {
             // Every worker is stuck elsewhere: add one for the entries behind them.
-            if (!spawn_worker()) {
+            if (!(may_start() && spawn_worker())) {
                 uint8_t expect = kPending;
                 if (slot.state.compare_exchange_strong(expect, kAbandoned))
                     return false;

@@ -1,6 +1,7 @@
 // Status calls of the directory reader, run on a few worker threads so that a call
 // that hangs on a dead mount costs one abandoned worker and a time-out, never the
-// GUI. Used by dir_read only; every member is called on the reading (GUI) thread.
+// GUI. A few stuck workers at most in the whole process: past them, what no worker
+// has taken times out at once. Used by dir_read only; every member is called on the reading (GUI) thread.
 #pragma once
 #include <atomic>
 #include <chrono>
@@ -63,11 +64,13 @@ public:
               std::chrono::steady_clock::time_point& last_pump, std::chrono::milliseconds pump_every);
 
 private:
+    bool may_start() const;
     bool spawn_worker();
 
     std::shared_ptr<DirStatJob> job_;
     std::chrono::milliseconds timeout_;
     int want_threads_;
     int started_ = 0;
-    bool inline_ = false;  // no worker could be started: the calls run here
+    bool inline_ = false;   // the system gave no thread at all: the calls run here
+    bool starved_ = false;  // no worker may be started: entries time out at once
 };
