@@ -153,12 +153,9 @@ std::string as_build_cmd(const char* tmpl, const std::vector<std::string>& names
     if (!*t)
         return {};
     int ats = 0;
-    for (const char* p = t; *p; ++p) {
-        if (*p == '\\' && p[1])
-            ++p;
-        else if (*p == '@')
+    for (const char* p = t; *p; ++p)
+        if (*p == '@' && (p == t || p[-1] != '\\'))
             ++ats;
-    }
     std::size_t room = 1;
     for (const std::string& n : names)
         room += static_cast<std::size_t>(add_name(nullptr, n.c_str()));

@@ -1,6 +1,8 @@
 // Command lines, starting processes through the real launch path, the pipe routine
 // and file types.
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/mman.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -48,6 +50,7 @@ TEST(AssocCmd, CommandLines)
         {"mail \\@host @", {"f"}, "mail @host 'f' "},
         {"@ --go", {"f"}, "'f'  --go"},
         {"a\\b @", {"f"}, "a\\b 'f' "},
+        {"cmd \\\\@", {"f"}, "cmd \\\\@ 'f' "},  // an "@" after a backslash is never the place
         {"cmp @ @", {"f"}, "cmp 'f'  'f' "},
         {"view \"@'", {"f"}, "view \"'f' '"},
         {" \t ", {"f"}, ""},
@@ -134,6 +137,18 @@ TEST(AssocPipe, ReadStatusErrorsAndThreads)
     EXPECT_EQ(errno, EINVAL);
     EXPECT_EQ(as_pclose(stdin), -1);
     EXPECT_EQ(errno, EINVAL);
+
+    // No code of this process runs in the child before exec (a forked child of a
+    // threaded process could wait forever on a lock another thread held): the
+    // process's fork handlers are never called in it.
+    static int* child_ran = static_cast<int*>(
+        ::mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    ASSERT_NE(child_ran, MAP_FAILED);
+    *child_ran = 0;
+    pthread_atfork(nullptr, nullptr, [] { *child_ran = 1; });
+    ASSERT_NE(f = as_popen("true", "r"), nullptr);
+    as_pclose(f);
+    EXPECT_EQ(*child_ran, 0);
 
     // Streams opened and closed from several threads while others fork.
     std::vector<std::thread> threads;
