@@ -24,11 +24,8 @@ class ListAdapter : public InterpList {
 public:
     void unselect_all() override { fl_unselect_all(); }
     int find(const char* name, int flags) override { return x_find(gDir, name, 0, flags); }
-    void select_current(int index) override
-    {
-        if (index >= -1)
-            fl_goto_index(index);
-    }
+    // Nothing found (-2) leaves no current entry, so a Return after it opens nothing.
+    void select_current(int index) override { fl_goto_index(index); }
     void open_current() override { fl_open(gDir.current); }
     void run_command(const char* line) override { misc_run(0, 1, line); }
 };

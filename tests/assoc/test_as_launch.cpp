@@ -141,7 +141,7 @@ TEST_F(AssocLaunchTest, StartUpLoadsTheTableAndWinchRefreshes)
     make_file("arrived");
     EXPECT_EQ(row_named("arrived"), -1);
     ::raise(SIGWINCH);
-    QTRY_VERIFY_WITH_TIMEOUT(row_named("arrived") >= 0, 3000);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return row_named("arrived") >= 0; }, 3000));
 }
 
 TEST(AssocStartUp, InvalidLineIsFatal)
