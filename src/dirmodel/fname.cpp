@@ -256,3 +256,17 @@ int fname_utf8_seqlen(const unsigned char* p, std::size_t n)
         return 0;
     return len;
 }
+
+std::size_t fname_utf8_cut(const char* s, std::size_t len)
+{
+    std::size_t i = len, tail = 0;
+    while (i > 0 && tail < 3 && (static_cast<unsigned char>(s[i - 1]) & 0xC0) == 0x80) {
+        --i;
+        ++tail;
+    }
+    if (i == 0)
+        return len;
+    const auto lead = static_cast<unsigned char>(s[i - 1]);
+    const std::size_t need = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 1;
+    return lead >= 0xC0 && need > tail + 1 ? i - 1 : len;
+}

@@ -30,3 +30,6 @@ std::vector<std::string> fname_charsets();
 
 // Length of the valid UTF-8 sequence at p (at most n bytes), or 0 when none starts.
 int fname_utf8_seqlen(const unsigned char* p, std::size_t n);
+// The length of s[0, len) without a UTF-8 sequence cut short at its end: a text cut
+// at a byte count keeps whole characters.
+std::size_t fname_utf8_cut(const char* s, std::size_t len);

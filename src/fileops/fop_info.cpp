@@ -2,6 +2,7 @@
 #include "fop_info.h"
 #include "fop.h"
 #include "fop_ui.h"
+#include "dirmodel/fname.h"
 
 #include <cerrno>
 #include <climits>
@@ -33,6 +34,8 @@ std::string vformat(const char* fmt, va_list ap)
     std::string out(kMessageMax + 1, '\0');
     int n = vsnprintf(out.data(), out.size(), fmt, ap);
     out.resize(n < 0 ? 0 : std::min<std::size_t>(std::size_t(n), kMessageMax));
+    if (n > int(kMessageMax))
+        out.resize(fname_utf8_cut(out.data(), out.size()));  // never half a character at the cut
     return out;
 }
 }  // namespace

@@ -18,6 +18,7 @@
 
 #include "shell/globals.h"
 #include "shell/w_geom.h"
+#include "dirmodel/fname.h"
 #include "shell/w_msg.h"
 
 namespace {
@@ -27,9 +28,12 @@ QString vformat(const char* fmt, va_list ap, int* formatted = nullptr)
 {
     char buf[kTextMax];
     const int n = std::vsnprintf(buf, sizeof buf, fmt, ap);
+    std::size_t len = n < 0 ? 0 : std::min<std::size_t>(std::size_t(n), kTextMax - 1);
     if (formatted)
-        *formatted = n < 0 ? 0 : std::min(n, kTextMax - 1);
-    return QString::fromUtf8(buf);
+        *formatted = static_cast<int>(len);
+    if (n >= kTextMax)
+        len = fname_utf8_cut(buf, len);  // never half a character at the cut
+    return QString::fromUtf8(buf, static_cast<qsizetype>(len));
 }
 
 int show(QWidget* parent, const char* title, const QString& text, const char* buttons)

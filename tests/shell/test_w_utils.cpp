@@ -94,6 +94,12 @@ TEST(Wprintf, WritesTitlesAndTexts)
     EXPECT_EQ(box->title(), "pane t");
     EXPECT_EQ(wprintf(label, "%s", std::string(300, 'y').c_str()), 255);
     EXPECT_EQ(label->text().size(), 255);
+    // A cut at 255 bytes through a two-byte character drops the whole character.
+    std::string accents;
+    for (int i = 0; i < 100; ++i)
+        accents += "\xc3\xa9";
+    wprintf(label, "%s%s", std::string(76, 'y').c_str(), accents.c_str());
+    EXPECT_EQ(label->text(), QString(76, 'y') + QString(89, QChar(0xE9)));
 }
 
 TEST(Wtimer, RearmsAfterEachCallUntilDetached)
