@@ -112,7 +112,7 @@ int cl_apply(ClHistory& list, QComboBox* combo)
     const QString text = combo->currentText();
     combo->clear();
     if (list.count == 0)
-        return 1;
+        return 0;  // emptied, not refilled: the mark stays
     QStringList items;
     for (const std::string& e : list.entries())
         items << QString::fromUtf8(e.c_str());

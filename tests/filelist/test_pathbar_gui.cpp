@@ -34,6 +34,18 @@ TEST_F(FlGuiTest, TypedPathChangesDirectoryAndEntersTheHistory)
     ASSERT_FALSE(messages.isEmpty());
     EXPECT_EQ(messages.last(), QString::fromStdString("Directory '" + dir / "nothing" + "', not found"));
     EXPECT_EQ(gCboxes.path.count, 1);
+
+    // Applying: a refill answers 1 and clears the mark; an empty list only empties
+    // the box, keeps the mark and answers 0; an unchanged list answers 0.
+    ClHistory empty;
+    empty.mark_changed();
+    EXPECT_EQ(cl_apply(empty, box), 0);
+    EXPECT_EQ(box->count(), 0);
+    EXPECT_TRUE(empty.changed());
+    gCboxes.path.mark_changed();
+    EXPECT_EQ(cl_apply(gCboxes.path, box), 1);
+    EXPECT_EQ(box->count(), 1);
+    EXPECT_EQ(cl_apply(gCboxes.path, box), 0);
 }
 
 TEST_F(FlGuiTest, TypedFilterNarrowsTheList)
