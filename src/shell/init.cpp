@@ -23,10 +23,7 @@ int init(const std::vector<std::string>& args)
     else
         init_read_config(*gConfig, gConfigPath);
     init_migrate_options(*gConfig, gOptions);
-    const uint32_t w = gConfig->options();
-    const std::string alt(gConfig->alt_encoding());
-    if ((w & (cfg::OPT_ENC_UTF8_ALTERNATE | cfg::OPT_ENC_ALTERNATE)) && !alt.empty())
-        fname_setup(w, alt.c_str());
+    init_translation(*gConfig);
     init_read_cboxs(gCboxes, gConfigPath.empty() ? nullptr : gConfigPath.c_str());
     // Last: it also routes the process signals.
     as_init(gConfigPath.c_str(), "associate.003");

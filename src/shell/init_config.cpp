@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "dirmodel/fname.h"
 #include "shell/io_util.h"
 
 int32_t ConfigRecord::i32(std::size_t off) const
@@ -93,4 +94,10 @@ int init_save_config(ConfigRecord& rec, const std::string& dir, const char* name
 {
     rec.set_options(rec.options() | cfg::OPT_VERSION_MARK);
     return write_file_atomic(dir + "/" + name, rec.data(), ConfigRecord::size()) ? 0 : -1;
+}
+
+int init_translation(const ConfigRecord& rec)
+{
+    const std::string alt(rec.alt_encoding());
+    return fname_setup(rec.options(), alt.c_str());
 }

@@ -114,6 +114,11 @@ bool init_read_config(ConfigRecord& rec, const std::string& dir, const char* nam
 // kept word hides them.
 void init_migrate_options(ConfigRecord& rec, uint32_t& reader_options);
 
+// Sets up the file-name translation from the record: the mode from its option
+// word always, the alternate character set when one is named (none when empty, and
+// names are then shown as they are). Returns what fname_setup returns.
+int init_translation(const ConfigRecord& rec);
+
 // Writes the record through a temporary file renamed into place, after setting the
 // version mark in rec itself. Returns 0, or -1 when the file cannot be written.
 int init_save_config(ConfigRecord& rec, const std::string& dir, const char* name = "config.003");

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "filebytes.h"
+#include "dirmodel/fname.h"
 #include "shell/init_config.h"
 #include "tmpdir.h"
 
@@ -95,6 +96,19 @@ TEST(ConfigRead, DefaultsAndMigration)
         EXPECT_EQ(rec.editor_command(), "scrib @");
         EXPECT_EQ(rec.alt_encoding(), c.alt);
     }
+
+    // The translation follows the word's encoding bits even with no set named: a
+    // name with a bad byte is then shown as it is, not marked as in UTF-8 mode.
+    ConfigRecord rec;
+    init_config_defaults(rec);
+    const char* bad = "a\xff";
+    for (uint32_t bits : {0u, cfg::OPT_ENC_UTF8_ALTERNATE, cfg::OPT_ENC_ALTERNATE}) {
+        rec.set_options(0xFF000924 | bits);
+        init_translation(rec);
+        EXPECT_STREQ(fname_decode(bad), bits ? bad : "?a?") << bits;
+    }
+    rec.set_options(0xFF000924);
+    init_translation(rec);
 }
 
 TEST(ConfigSave, RoundTripAndFailure)
