@@ -145,7 +145,8 @@ void RecName::assign(std::string_view t)
     const std::size_t n = t.size();
     if (n <= kInline) {
         char* old = on_heap() ? heap_ptr() : nullptr;
-        std::memmove(raw_, t.data(), n);
+        if (n)
+            std::memmove(raw_, t.data(), n);
         raw_[n] = '\0';
         raw_[kInline] = char(kInline - n);  // 0, the terminator, when full
         std::free(old);

@@ -4,8 +4,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <random>
-#include <set>
 
 #include "filelist/fl_complete.h"
 #include "filelist/fl_find.h"
@@ -60,49 +58,6 @@ TEST(XFind, Table)
     EXPECT_EQ(x_find(empty, "x", 0, 0), -2);
 }
 
-TEST(Selection, CountsFollowAPlainSetModel)
-{
-    HandListing l({"d0/", "f1", "d2/", "f3", "f4", "d5/", "f6", "f7"});
-    std::set<int> model;
-    std::mt19937 rng(7);
-    for (int step = 0; step < 2000; ++step) {
-        const int i = static_cast<int>(rng() % 12) - 2;  // some out of range
-        const bool valid = i >= 0 && i < l.count;
-        const int op = static_cast<int>(rng() % 7);
-        if (op <= 1) {
-            EXPECT_EQ(fl_select_index(l, i), i);
-            if (valid)
-                model.insert(i);
-        } else if (op == 2) {
-            fl_unselect_index(l, i);
-            model.erase(i);
-        } else if (op == 3) {
-            fl_invert_index(l, i);
-            if (valid && !model.erase(i))
-                model.insert(i);
-        } else if (rng() % 6 == 0) {  // now and then the whole list at once
-            std::set<int> next;
-            for (int k = 0; k < l.count; ++k)
-                if (op == 5 || (op == 4 && !model.count(k)))
-                    next.insert(k);
-            model = next;
-            if (op == 4)
-                fl_invert_all(l);
-            else if (op == 5)
-                fl_select_all(l);
-            else
-                fl_unselect_all(l);
-        }
-        int dirs = 0;
-        for (int k = 0; k < l.count; ++k) {
-            ASSERT_EQ((l[k].flags & DIR_F_SELECTED) != 0, model.count(k) == 1) << "step " << step;
-            dirs += model.count(k) && S_ISDIR(l[k].status.st_mode);
-        }
-        ASSERT_EQ(l.selected, static_cast<int>(model.size()));
-        ASSERT_EQ(l.selected_dirs, dirs);
-    }
-}
-
 TEST(Selection, ByPattern)
 {
     HandListing l({"a.c", "b.h", "c.c", "lib/", "lib.c"});
@@ -116,6 +71,19 @@ TEST(Selection, ByPattern)
     EXPECT_EQ(l.selected, 3);
     EXPECT_EQ(l.selected_dirs, 1);
     EXPECT_EQ(fl_unselect(l, "*.zip", 0), -2);
+    // The whole list at once, and single entries out of range change nothing.
+    fl_invert_all(l);
+    EXPECT_EQ(l.selected, 2);
+    EXPECT_EQ(l.selected_dirs, 0);
+    fl_invert_index(l, 3);
+    fl_select_index(l, 9);
+    fl_unselect_index(l, -1);
+    EXPECT_EQ(l.selected, 3);
+    EXPECT_EQ(l.selected_dirs, 1);
+    fl_select_all(l);
+    EXPECT_EQ(l.selected, 5);
+    fl_unselect_all(l);
+    EXPECT_EQ(l.selected + l.selected_dirs, 0);
 }
 
 TEST(NavHistory, BoundAndDuplicates)
