@@ -113,16 +113,14 @@ namespace {
 // The comparisons are not all strict orders (all-digit names compare by value and
 // the rest by bytes; a size ties whenever the first is larger), so the algorithm
 // is part of the result: this one keeps every listing's order as it was.
+
+// Merges the sorted runs b[0, n1) and b[n1, n1 + n2) through tmp.
 template <class T, class Cmp>
-void msort(T* b, T* tmp, std::size_t n, const Cmp& cmp)
+void merge(T* b, T* tmp, std::size_t n1, std::size_t n2, const Cmp& cmp)
 {
-    if (n <= 1)
-        return;
-    std::size_t n1 = n / 2, n2 = n - n1;
+    const std::size_t n = n1 + n2;
     T* b1 = b;
     T* b2 = b + n1;
-    msort(b1, tmp, n1, cmp);
-    msort(b2, tmp, n2, cmp);
     T* t = tmp;
     while (n1 > 0 && n2 > 0) {
         if (cmp(*b1, *b2) <= 0) {
@@ -135,6 +133,17 @@ void msort(T* b, T* tmp, std::size_t n, const Cmp& cmp)
     }
     std::copy(b1, b1 + n1, t);
     std::copy(tmp, tmp + (n - n2), b);
+}
+
+template <class T, class Cmp>
+void msort(T* b, T* tmp, std::size_t n, const Cmp& cmp)
+{
+    if (n <= 1)
+        return;
+    const std::size_t n1 = n / 2;
+    msort(b, tmp, n1, cmp);
+    msort(b + n1, tmp, n - n1, cmp);
+    merge(b, tmp, n1, n - n1, cmp);
 }
 
 // Both halves at once on two threads where there are two cores; the result is
@@ -160,22 +169,7 @@ void msort_top(T* b, std::size_t n, const Cmp& cmp, bool may_split)
         msort(b, tmp.get(), n1, cmp);
         msort(b + n1, tmp.get(), n - n1, cmp);
     }
-    // The last merge, as msort makes it.
-    std::size_t l = n1, r = n - n1;
-    T* b1 = b;
-    T* b2 = b + n1;
-    T* t = tmp.get();
-    while (l > 0 && r > 0) {
-        if (cmp(*b1, *b2) <= 0) {
-            *t++ = *b1++;
-            --l;
-        } else {
-            *t++ = *b2++;
-            --r;
-        }
-    }
-    std::copy(b1, b1 + l, t);
-    std::copy(tmp.get(), tmp.get() + (n - r), b);
+    merge(b, tmp.get(), n1, n - n1, cmp);
 }
 
 // The name order without chasing every record: the first eight bytes of the name
