@@ -87,16 +87,16 @@ int es_generate_time_string(char* out, time_t t, int style, time_t now)
     return static_cast<int>(n);
 }
 
-char* es_generate_byte_string(char* out, int32_t size)
+char* es_generate_byte_string(char* out, int64_t size)
 {
-    const long s = size;
+    const long long s = size;
     if (s > 1023999999)
-        std::sprintf(out, "%ld.%1ldGB", s / 1024000000, s % 1024000000);
+        std::sprintf(out, "%lld.%1lldGB", s / 1024000000, s % 1024000000);
     else if (s > 1023999)
-        std::sprintf(out, "%ld.%1ldMB", s / 1024000, s % 1024000);
+        std::sprintf(out, "%lld.%1lldMB", s / 1024000, s % 1024000);
     else if (s > 1023)
-        std::sprintf(out, "%ld.%1ldKB", s / 1024, s % 1024);
+        std::sprintf(out, "%lld.%1lldKB", s / 1024, s % 1024);
     else
-        std::sprintf(out, "%ld byte_count", s);
+        std::sprintf(out, "%lld byte_count", s);
     return out;
 }

@@ -15,6 +15,7 @@ const char* cvt2c(uint64_t size);
 // measured against `now`. `out` holds at least 99 bytes. Returns the length.
 int es_generate_time_string(char* out, time_t t, int style, time_t now = ::time(nullptr));
 
-// Size in GB, MB or KB with the whole remainder after the point, else "N byte_count".
+// Size in GB, MB or KB with the whole remainder after the point, else "N byte_count"
+// (64-bit, so a sum of sizes past 2 GB is not wrapped).
 // Returns out.
-char* es_generate_byte_string(char* out, int32_t size);
+char* es_generate_byte_string(char* out, int64_t size);

@@ -2,6 +2,7 @@
 // cannot occur inside a name, so every "/" in a converted name was a substitution.
 #include "dirmodel/fname.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -269,4 +270,42 @@ std::size_t fname_utf8_cut(const char* s, std::size_t len)
     const auto lead = static_cast<unsigned char>(s[i - 1]);
     const std::size_t need = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 1;
     return lead >= 0xC0 && need > tail + 1 ? i - 1 : len;
+}
+
+const char* fname_merge_edit(const std::string& old_name, const std::string& shown,
+                             const std::string& typed)
+{
+    thread_local std::string merged;
+    if (typed == shown) {
+        merged = old_name;
+        return merged.c_str();
+    }
+    // Only the plain UTF-8 display keeps the name's bytes in place: the mark "?" in
+    // front, then one byte shown for every byte of the name.
+    const bool aligned = !(sMode.load(std::memory_order_relaxed) & FNAME_ALTERNATE) &&
+                         shown.size() == old_name.size() + 1 && shown != old_name;
+    if (!aligned)
+        return fname_encode(typed.c_str());
+    const auto cont = [](const std::string& s, std::size_t i) {
+        return i < s.size() && (static_cast<unsigned char>(s[i]) & 0xC0) == 0x80;
+    };
+    std::size_t pre = 0;
+    const std::size_t limit = std::min(shown.size(), typed.size());
+    while (pre < limit && shown[pre] == typed[pre])
+        ++pre;
+    while (pre > 0 && (cont(shown, pre) || cont(typed, pre)))
+        --pre;
+    std::size_t suf = 0;
+    while (suf < limit - pre && shown[shown.size() - 1 - suf] == typed[typed.size() - 1 - suf])
+        ++suf;
+    while (suf > 0 && (cont(shown, shown.size() - suf) || cont(typed, typed.size() - suf)))
+        --suf;
+    const char* middle = fname_encode(typed.substr(pre, typed.size() - pre - suf).c_str());
+    if (!middle)
+        return nullptr;
+    // Shown position p stands for name byte p - 1; the mark stands for none.
+    const std::size_t head = pre > 0 ? pre - 1 : 0;
+    const std::size_t tail = std::min(suf, old_name.size() - head);
+    merged = old_name.substr(0, head) + middle + old_name.substr(old_name.size() - tail);
+    return merged.c_str();
 }

@@ -33,3 +33,11 @@ int fname_utf8_seqlen(const unsigned char* p, std::size_t n);
 // The length of s[0, len) without a UTF-8 sequence cut short at its end: a text cut
 // at a byte count keeps whole characters.
 std::size_t fname_utf8_cut(const char* s, std::size_t len);
+
+// The bytes of a name the user edited in a field that showed `shown` (what
+// fname_decode gave for `old_name`). Where the edit left the start and the end of
+// the text alone, those parts keep the name's own bytes, so characters that were
+// shown as "?" survive a rename; the changed middle is encoded. An unchanged text
+// gives the old name. Null when the typed part cannot be encoded.
+const char* fname_merge_edit(const std::string& old_name, const std::string& shown,
+                             const std::string& typed);

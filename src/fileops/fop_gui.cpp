@@ -130,9 +130,14 @@ bool GuiFopUi::filename_too_long(const std::string& source_path, const std::stri
     QuestionHold hold;
     bool renamed = false;
     on_gui_thread([&] { renamed = long_filename_ask(nullptr, old_shown, proposal); });
-    if (renamed)
-        new_name = proposal.left(47).toStdString();
-    return renamed;
+    if (!renamed)
+        return false;
+    // The typed name is display text: the file system gets its encoded bytes.
+    const char* bytes = fname_encode(proposal.left(47).toUtf8().constData());
+    if (!bytes)
+        return false;
+    new_name = bytes;
+    return true;
 }
 
 void GuiFopUi::call_locked(const std::function<void()>& fn)

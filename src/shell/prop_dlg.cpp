@@ -1,0 +1,383 @@
+#include "shell/prop_dlg.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <QDialog>
+#include <QKeySequence>
+#include <QMainWindow>
+#include <QPalette>
+#include <QShortcut>
+#include <QTreeView>
+
+#include "assoc/as_run.h"
+#include "dirmodel/dir_sort.h"
+#include "dirmodel/es_format.h"
+#include "dirmodel/es_path.h"
+#include "dirmodel/fname.h"
+#include "filelist/fl_find.h"
+#include "filelist/fl_model.h"
+#include "filelist/fl_panel.h"
+#include "filelist/fl_select.h"
+#include "shell/globals.h"
+#include "shell/init_config.h"
+#include "shell/w_utils.h"
+#include "ui_property_dlg.h"
+
+namespace {
+constexpr std::size_t kNamesMax = 252;  // the joined names of multiple mode
+
+struct ModeBit {
+    QCheckBox* Ui::property_dlg::*toggle;
+    mode_t bit;
+};
+// The sticky toggle is never filled nor read: Done drops the bit on purpose.
+const ModeBit kModeBits[] = {
+    {&Ui::property_dlg::pr_uread, 0400},     {&Ui::property_dlg::pr_uwrite, 0200},
+    {&Ui::property_dlg::pr_uexec, 0100},     {&Ui::property_dlg::pr_gread, 040},
+    {&Ui::property_dlg::pr_gwrite, 020},     {&Ui::property_dlg::pr_gexec, 010},
+    {&Ui::property_dlg::pr_oread, 04},       {&Ui::property_dlg::pr_owrite, 02},
+    {&Ui::property_dlg::pr_oexec, 01},       {&Ui::property_dlg::pr_setuserid, 04000},
+    {&Ui::property_dlg::pr_setgroupid, 02000},
+};
+
+QString shown(const char* bytes)
+{
+    return QString::fromUtf8(fname_decode(bytes));
+}
+
+void x_block_label(QWidget* label, bool on)
+{
+    label->setEnabled(!on);
+}
+
+// A blocked field is read-only and looks it.
+void x_block_text(QLineEdit* text, bool on)
+{
+    text->setReadOnly(on);
+    QPalette p = text->palette();
+    p.setColor(QPalette::Base, QColor(on ? 0xD9D9D9 : 0xFFFFFF));
+    p.setColor(QPalette::Text, QColor(on ? 0x606060 : 0x000000));
+    text->setPalette(p);
+}
+
+std::string full_path(int entry)
+{
+    std::string path;
+    fl_get_fullpath(entry, path);
+    return path;
+}
+
+bool is_dir(const FileRecord& r)
+{
+    return S_ISDIR(r.status.st_mode);
+}
+
+// An owner or group text: empty keeps `current`, else a database name, else a
+// decimal id. False when it is none of those.
+template <class Lookup>
+bool resolve_id(const QString& text, long current, Lookup lookup, long& out)
+{
+    out = current;
+    if (text.isEmpty())
+        return true;
+    const QByteArray bytes = text.toUtf8();
+    long id;
+    if (lookup(bytes.constData(), id)) {
+        out = id;
+        return true;
+    }
+    if (misc_all_digits(bytes.constData())) {
+        out = std::strtol(bytes.constData(), nullptr, 10);
+        return true;
+    }
+    return false;
+}
+}  // namespace
+
+PropertyDlg::PropertyDlg(QWidget* parent) : dlg_(new QDialog(parent)), ui_(new Ui::property_dlg)
+{
+    ui_->setupUi(dlg_.get());
+    QObject::connect(ui_->pr_done, &QPushButton::clicked, dlg_.get(), [this] {
+        prop_done();
+        dlg_->accept();
+    });
+    QObject::connect(ui_->pr_name, &QLineEdit::returnPressed, ui_->pr_done,
+                     &QPushButton::click);
+    QObject::connect(ui_->pr_cancel, &QPushButton::clicked, dlg_.get(), &QDialog::reject);
+    QObject::connect(dlg_.get(), &QDialog::rejected, dlg_.get(), [this] { prop_cancel(); });
+    auto* done = new QShortcut(QKeySequence(QStringLiteral("Alt+D")), dlg_.get());
+    QObject::connect(done, &QShortcut::activated, ui_->pr_done, &QPushButton::click);
+    auto* cancel = new QShortcut(QKeySequence(QStringLiteral("Alt+C")), dlg_.get());
+    QObject::connect(cancel, &QShortcut::activated, ui_->pr_cancel, &QPushButton::click);
+}
+
+PropertyDlg::~PropertyDlg() = default;
+
+int PropertyDlg::prop_setup()
+{
+    if (gDir.selected <= 0)
+        return -1;
+    wcenter(dlg_->parentWidget(), dlg_.get());
+    for (const ModeBit& m : kModeBits)
+        (ui_.get()->*m.toggle)->setChecked(false);
+    ui_->pr_setsticky->setChecked(false);
+    x_block_text(ui_->pr_name, false);
+    x_block_text(ui_->pr_owner, false);
+    x_block_text(ui_->pr_group, false);
+    for (QLabel* l : dlg_->findChildren<QLabel*>())
+        x_block_label(l, false);
+    if (gDir.selected == 1) {
+        for (int i = 0; i < gDir.count; ++i)
+            if (gDir[i].flags & DIR_F_SELECTED) {
+                one_entry = i;
+                break;
+            }
+        x_prop_setup_one(one_entry);
+        ui_->pr_name->setFocus();
+    } else {
+        one_entry = -1;
+        x_block_text(ui_->pr_name, true);
+        x_prop_setup_multi();
+    }
+    wblock(gBase, 1);
+    return 0;
+}
+
+void PropertyDlg::x_prop_setup_one(int entry)
+{
+    const FileRecord& r = gDir[entry];
+    ui_->pr_icon->setPixmap(FlModel::image(fl_model()->image_of(r)).pixmap(32, 32));
+    shown_name_ = fname_decode(r.name.c_str());
+    ui_->pr_name->setText(QString::fromStdString(shown_name_));
+    const std::string path = full_path(entry);
+    std::string type;
+    if (as_get_filetype(path.c_str(), r.status.st_mode, type))
+        ui_->pr_filetype->setText(QString::fromStdString(type).trimmed());
+    ui_->pr_size->setText(QString::number(r.status.st_size));
+    char date[32];
+    const time_t t = r.status.st_mtime;
+    struct tm tm;
+    localtime_r(&t, &tm);
+    std::strftime(date, sizeof date, "%A %B %d, %Y", &tm);
+    ui_->pr_modified->setText(QString::fromLocal8Bit(date));
+    ui_->pr_location->setText(shown(gDir.path.c_str()));
+    char target[DIR_LINK_BUF];
+    const ssize_t n = ::readlink(path.c_str(), target, sizeof target - 1);
+    if (n >= 0) {
+        target[n] = '\0';
+        ui_->pr_symbolic->setText(shown(target));
+    } else {
+        x_block_label(ui_->pr_symbolic_title, true);
+        x_block_label(ui_->pr_symbolic, true);
+    }
+    x_setup_permission_fields(static_cast<long>(static_cast<int>(r.status.st_uid)),
+                              static_cast<long>(static_cast<int>(r.status.st_gid)));
+    _show_mode(r.status.st_mode);
+}
+
+void PropertyDlg::x_prop_setup_multi()
+{
+    std::string names;
+    int files = 0, dirs = 0;
+    int64_t size = 0;
+    long uid = -2, gid = -2;  // -2: no entry seen yet
+    mode_t mode = ~mode_t{0};
+    bool names_full = false;
+    for (int i = 0; i < gDir.count; ++i) {
+        const FileRecord& r = gDir[i];
+        if (!(r.flags & DIR_F_SELECTED))
+            continue;
+        const std::string name = fname_decode(r.name.c_str());
+        const std::size_t add = (names.empty() ? 0 : 2) + name.size();
+        if (!names_full && names.size() + add <= kNamesMax)
+            names += (names.empty() ? "" : ", ") + name;
+        else
+            names_full = true;
+        if (is_dir(r)) {
+            ++dirs;
+        } else {
+            ++files;
+            size += r.status.st_size;
+        }
+        const long u = static_cast<int>(r.status.st_uid), g = static_cast<int>(r.status.st_gid);
+        uid = uid == -2 || uid == u ? u : -1;
+        gid = gid == -2 || gid == g ? g : -1;
+        mode &= r.status.st_mode;
+    }
+    ui_->pr_name->setText(QString::fromStdString(names));
+    char summary[96];
+    if (files == 0)
+        std::snprintf(summary, sizeof summary, "(%d directories)", dirs);
+    else if (dirs != 0)
+        std::snprintf(summary, sizeof summary, "(%d items: %d director%s, %d file%s)",
+                      files + dirs, dirs, dirs == 1 ? "y" : "ies", files, files == 1 ? "" : "s");
+    else
+        std::snprintf(summary, sizeof summary, "(%d files)", files);
+    ui_->pr_comment->setText(QString::fromLatin1(summary));
+    if (size > 0) {
+        char text[64];
+        ui_->pr_size->setText(QString::fromLatin1(es_generate_byte_string(text, size)));
+    } else {
+        x_block_label(ui_->pr_size_title, true);
+        x_block_label(ui_->pr_size, true);
+    }
+    x_setup_permission_fields(uid, gid);
+    for (QLabel* l : {ui_->pr_filetype_title, ui_->pr_filetype, ui_->pr_modified_title,
+                      ui_->pr_modified, ui_->pr_symbolic_title, ui_->pr_symbolic})
+        x_block_label(l, true);
+    ui_->pr_location->setText(shown(gDir.path.c_str()));
+    _show_mode(mode);
+}
+
+void PropertyDlg::x_setup_permission_fields(long uid, long gid)
+{
+    x_block_text(ui_->pr_owner, true);
+    x_block_text(ui_->pr_group, true);
+    char name[16];
+    if (uid != -1) {
+        dir_get_username(static_cast<uid_t>(uid), name);
+        ui_->pr_owner->setText(QString::fromUtf8(name));
+    } else {
+        ui_->pr_owner->clear();
+    }
+    if (gid != -1) {
+        dir_get_groupname(static_cast<gid_t>(gid), name);
+        ui_->pr_group->setText(QString::fromUtf8(name));
+    } else {
+        ui_->pr_group->clear();
+    }
+}
+
+void PropertyDlg::_show_mode(mode_t mode)
+{
+    for (const ModeBit& m : kModeBits)
+        (ui_.get()->*m.toggle)->setChecked((mode & m.bit) != 0);
+}
+
+mode_t PropertyDlg::toggled_mode() const
+{
+    mode_t mode = 0;
+    for (const ModeBit& m : kModeBits)
+        if ((ui_.get()->*m.toggle)->isChecked())
+            mode |= m.bit;
+    return mode;
+}
+
+int PropertyDlg::x_prop_done_one(int entry, const QString* new_name, const QString& owner,
+                                 const QString& group)
+{
+    const FileRecord& r = gDir[entry];
+    std::string path = full_path(entry);
+    std::string display = fname_decode(r.name.c_str());
+    if (new_name) {
+        const QByteArray typed = new_name->toUtf8();
+        const char* bytes = fname_merge_edit(r.name.c_str(), shown_name_, typed.toStdString());
+        if (!bytes) {
+            const std::string_view enc = gConfig->alt_encoding();
+            wreport(gBase, "Error", "Unable to translate '%s' into '%.*s' encoding.",
+                    typed.constData(), int(enc.size()), enc.data());
+            return 1;
+        }
+        if (*bytes && r.name.view() != bytes) {
+            std::string to;
+            fl_get_fullpath(-1, to);
+            to += bytes;
+            struct stat st;
+            if (::lstat(to.c_str(), &st) == 0) {
+                wreport(gBase, "Error", "File name '%s' already exists", typed.constData());
+                return 1;
+            }
+            if (::rename(path.c_str(), to.c_str()) != 0) {
+                wreport(gBase, "Error", "Unable to rename '%s'.", typed.constData());
+                return 1;
+            }
+            path = to;
+            display = typed.toStdString();
+        }
+    }
+    const long cur_uid = static_cast<int>(r.status.st_uid), cur_gid = static_cast<int>(r.status.st_gid);
+    long uid, gid;
+    if (!resolve_id(owner, cur_uid, [](const char* n, long& id) {
+            const passwd* pw = ::getpwnam(n);
+            return pw ? (id = pw->pw_uid, true) : false;
+        }, uid)) {
+        wreport(gBase, "Error", "Invalid owner_id '%s'", owner.toUtf8().constData());
+        return 1;
+    }
+    if (!resolve_id(group, cur_gid, [](const char* n, long& id) {
+            const struct group* gr = ::getgrnam(n);
+            return gr ? (id = gr->gr_gid, true) : false;
+        }, gid)) {
+        wreport(gBase, "Error", "Invalid group '%s'", group.toUtf8().constData());
+        return 1;
+    }
+    if ((uid != cur_uid || gid != cur_gid) &&
+        ::chown(path.c_str(), static_cast<uid_t>(uid), static_cast<gid_t>(gid)) != 0) {
+        wreport(gBase, "Error", "Unable to change ownership of '%s'", display.c_str());
+        return 1;
+    }
+    const mode_t mode = (r.status.st_mode & ~mode_t{07777}) | toggled_mode();
+    if (mode != r.status.st_mode && ::chmod(path.c_str(), mode & 07777) != 0) {
+        wreport(gBase, "Error", "Unable to change permissions of '%s'", display.c_str());
+        return 1;
+    }
+    return 0;
+}
+
+void PropertyDlg::prop_done()
+{
+    const QString owner = ui_->pr_owner->text();
+    const QString group = ui_->pr_group->text();
+    std::string go_to;
+    if (one_entry >= 0) {
+        const QString name = ui_->pr_name->text();
+        go_to = gDir[one_entry].name.c_str();
+        if (x_prop_done_one(one_entry, &name, owner, group) == 0 && !name.isEmpty()) {
+            const char* now = fname_merge_edit(go_to, shown_name_, name.toStdString());
+            if (now && *now)
+                go_to = now;
+        }
+    } else {
+        bool first = true;
+        for (int i = 0; i < gDir.count; ++i) {
+            if (!(gDir[i].flags & DIR_F_SELECTED))
+                continue;
+            if (first)
+                go_to = gDir[i].name.c_str();
+            first = false;
+            x_prop_done_one(i, nullptr, owner, group);
+        }
+    }
+    fl_refresh();
+    if (!go_to.empty())
+        fl_goto(go_to.c_str(), 0, FIND_EXACT);
+    prop_cancel();
+}
+
+void PropertyDlg::prop_cancel()
+{
+    one_entry = -1;
+    wblock(gBase, 0);
+}
+
+int PropertyDlg::run()
+{
+    if (prop_setup() != 0)
+        return -1;
+    const int done = dlg_->exec() == QDialog::Accepted ? 0 : -1;
+    misc_give_focus(fl_list());
+    return done;
+}
+
+int em_properties()
+{
+    PropertyDlg dlg(gBase);
+    return dlg.run();
+}

@@ -1,0 +1,184 @@
+// Preferences and Properties driven through their named widgets over a main window
+// on a temporary directory; the effects are read back from the files and the list.
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialog>
+#include <QFontDialog>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTimer>
+
+#include "../filelist/fl_gui_fixture.h"
+#include "dirmodel/fname.h"
+#include "filelist/fl_find.h"
+#include "filelist/fl_select.h"
+#include "shell/w_utils.h"
+#include "read_text.h"
+#include "shell/config_dlg.h"
+#include "shell/prop_dlg.h"
+
+namespace {
+template <class T> T* w(QDialog* d, const char* name)
+{
+    T* found = d->findChild<T*>(name);
+    EXPECT_NE(found, nullptr) << name;
+    return found;
+}
+void click(QDialog* d, const char* name) { w<QPushButton>(d, name)->click(); }
+mode_t mode_of(const std::string& path)
+{
+    struct stat st {};
+    ::stat(path.c_str(), &st);
+    return st.st_mode & 07777;
+}
+}  // namespace
+
+using DialogTest = FlGuiTest;
+
+TEST_F(DialogTest, PreferencesApplyAtOnceAndReachTheFile)
+{
+    gConfig->set_options(gConfig->options() | cfg::OPT_HIDE_DOT);
+    gOptions &= ~cfg::kReaderDotBits;
+    make_file(".hidden");
+    make_file(std::string("caf\xe9"));
+    open();
+    EXPECT_EQ(row_named(".hidden"), -1);
+    {
+        ConfigDlg c(window);
+        c.config_setup();
+        QDialog* d = c.dialog();
+        EXPECT_TRUE(w<QCheckBox>(d, "cdot")->isChecked());
+        w<QCheckBox>(d, "cdot")->setChecked(false);
+        w<QCheckBox>(d, "cdirs")->setChecked(true);
+        w<QLineEdit>(d, "cto")->setText("abc");
+        auto* cenc = w<QComboBox>(d, "cenc");
+        EXPECT_EQ(cenc->itemText(0), "Not Specified");
+        cenc->setCurrentText("ISO-8859-1");
+        w<QRadioButton>(d, "cenc_alternate")->setChecked(true);
+        click(d, "capply");
+    }
+    EXPECT_NE(row_named(".hidden"), -1);
+    EXPECT_NE(row_named("café"), -1);
+    EXPECT_EQ(gConfig->key_timeout(), 0);
+    EXPECT_EQ(gConfig->alt_encoding(), "ISO-8859-1");
+
+    // "Not Specified" names no set: no translation, even in alternate mode; Done
+    // without other changes still re-reads the list.
+    make_file("late");
+    {
+        ConfigDlg c(window);
+        c.config_setup();
+        EXPECT_EQ(w<QComboBox>(c.dialog(), "cenc")->currentText(), "ISO-8859-1");
+        w<QComboBox>(c.dialog(), "cenc")->setCurrentIndex(0);
+        click(c.dialog(), "capply");
+    }
+    EXPECT_NE(row_named("late"), -1);
+    EXPECT_EQ(gConfig->alt_encoding(), "");
+    EXPECT_TRUE(gConfig->options() & cfg::OPT_ENC_ALTERNATE);
+    EXPECT_STREQ(fname_decode("caf\xe9"), "caf\xe9");
+    fname_setup(0, nullptr);
+
+    // At exit the record holds folders-first 2 and dot files stay shown after a restart.
+    base_closing();
+    const std::string saved = read_text(cfgdir / "config.003");
+    ASSERT_EQ(saved.size(), cfg::kRecordSize);
+    EXPECT_EQ(saved[cfg::kFoldersFirst], 2);
+    ConfigRecord again;
+    init_read_config(again, cfgdir.path());
+    uint32_t reader = cfg::kReaderInitialOptions;
+    init_migrate_options(again, reader);
+    EXPECT_EQ(reader & cfg::kReaderDotBits, cfg::kReaderDotBits);
+}
+
+TEST_F(DialogTest, PreferencesFontChosenThenCancelledChangesNothing)
+{
+    open();
+    const std::string before(gConfig->filelist_font());
+    const QFont list_font = list()->font();
+    ConfigDlg c(window);
+    c.config_setup();
+    // The chooser is modal: it is answered once it is on screen.
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, [&poll] {
+        auto* fd = qobject_cast<QFontDialog*>(QApplication::activeModalWidget());
+        if (!fd)
+            return;
+        poll.stop();
+        EXPECT_EQ(fd->windowTitle(), "Select File List Font");
+        QFont f = fd->currentFont();
+        f.setPointSize(f.pointSize() + 7);
+        fd->setCurrentFont(f);
+        fd->accept();
+    });
+    poll.start(5);
+    click(c.dialog(), "clist_select");
+    EXPECT_NE(w<QLabel>(c.dialog(), "clist_font")->text().toStdString(), before);
+    click(c.dialog(), "ccancel");
+    EXPECT_EQ(gConfig->filelist_font(), before);
+    EXPECT_EQ(list()->font(), list_font);
+}
+
+TEST_F(DialogTest, PropertiesOfManyEntries)
+{
+    make_file("a", 1, 0644);
+    make_file("b", 1, 0755);
+    for (const char* d : {"d1", "d2", "d3"})
+        make_dir(d);
+    open();
+    {
+        PropertyDlg p(window);
+        EXPECT_EQ(p.prop_setup(), -1);  // nothing selected
+    }
+    const auto summary = [&](const char* pattern) {
+        fl_unselect_all();
+        fl_select(pattern, 0);
+        PropertyDlg p(window);
+        EXPECT_EQ(p.prop_setup(), 0);
+        QString text = w<QLabel>(p.dialog(), "pr_comment")->text();
+        if (!w<QLabel>(p.dialog(), "pr_size")->isEnabled())
+            text += " greyed";
+        p.prop_cancel();
+        return text;
+    };
+    EXPECT_EQ(summary("d*"), "(3 directories) greyed");
+    EXPECT_EQ(summary("a|d1"), "(2 items: 1 directory, 1 file)");
+    EXPECT_EQ(summary("[ab]"), "(2 files)");
+
+    PropertyDlg p(window);
+    p.prop_setup();
+    EXPECT_TRUE(w<QLineEdit>(p.dialog(), "pr_name")->isReadOnly());
+    EXPECT_EQ(w<QLineEdit>(p.dialog(), "pr_name")->text(), "a, b");
+    EXPECT_FALSE(w<QCheckBox>(p.dialog(), "pr_uexec")->isChecked());
+    EXPECT_TRUE(w<QCheckBox>(p.dialog(), "pr_gread")->isChecked());
+    click(p.dialog(), "pr_done");
+    EXPECT_EQ(mode_of(dir / "a"), 0644u);
+    EXPECT_EQ(mode_of(dir / "b"), 0644u);
+}
+
+TEST_F(DialogTest, PropertiesRename)
+{
+    make_file("one", 3);
+    make_file("two", 5);
+    const std::string odd = std::string("x\xff") + "y.txt";
+    make_file(odd, 1);
+    open();
+    const auto rename = [&](const std::string& from, const QString& to) {
+        fl_goto(from.c_str(), 0, FIND_EXACT);
+        PropertyDlg p(window);
+        EXPECT_EQ(p.prop_setup(), 0);
+        auto* name = w<QLineEdit>(p.dialog(), "pr_name");
+        EXPECT_FALSE(name->isReadOnly());
+        QString text = name->text();
+        name->setText(to.isNull() ? text.replace(".txt", ".md") : to);
+        click(p.dialog(), "pr_done");
+    };
+    rename("one", "two");
+    EXPECT_EQ(messages, QStringList({"File name 'two' already exists"}));
+    EXPECT_EQ(read_text(dir / "one"), "xxx");
+    EXPECT_EQ(read_text(dir / "two"), "xxxxx");
+
+    rename(odd, QString());  // only the end of the name is edited
+    EXPECT_TRUE(std::filesystem::exists(dir / "x\xffy.md"));
+    EXPECT_STREQ(gDir[gDir.current].name.c_str(), "x\xffy.md");
+}
