@@ -1,23 +1,18 @@
 // A status call that fails or never returns: the entry is marked, the rest is read,
-// and the GUI's events keep being processed meanwhile. Once through a seam, once through a
-// real FUSE mount whose daemon does not answer.
+// and the GUI's events keep being processed meanwhile.
 #include <atomic>
 #include <cerrno>
 #include <dirent.h>
 #include <chrono>
-#include <csignal>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <future>
 #include <memory>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <thread>
 
 #include "dir_test_util.h"
 #include "tmpdir.h"
 
-extern char** environ;
 
 namespace {
 
@@ -97,65 +92,6 @@ TEST(DirReadHang, StatusCallThatFailsOrHangs)
     EXPECT_LE(thread_count(), threads_before + 4 + 2);
     EXPECT_LE(inside->load(), 4 + 2);
     gate.set_value();
-}
-
-bool wait_mounted(const std::string& dir)
-{
-    for (int i = 0; i < 100; ++i) {
-        std::ifstream mounts("/proc/self/mounts");
-        std::string line;
-        while (std::getline(mounts, line))
-            if (line.find(" " + dir + " ") != std::string::npos)
-                return true;
-        std::this_thread::sleep_for(20ms);
-    }
-    return false;
-}
-
-TEST(DirReadHang, RealFuseMountThatDoesNotAnswer)
-{
-#if !defined(VELL_HANGFS)
-    GTEST_SKIP() << "libfuse3 not found at build time";
-#elif defined(VELL_SANITIZED)
-    // Forking the unmount from a sanitized process with a thread stuck in the
-    // mount can deadlock the sanitizer's own locks; the plain build runs it.
-    GTEST_SKIP() << "not run in sanitizer builds";
-#else
-    TmpDir t;
-    const std::string mnt = t / "mnt";
-    ::mkdir(mnt.c_str(), 0755);
-    pid_t pid = 0;
-    const char* argv[] = {VELL_HANGFS, "-f", mnt.c_str(), nullptr};
-    if (posix_spawn(&pid, VELL_HANGFS, nullptr, nullptr, const_cast<char**>(argv), environ) != 0)
-        GTEST_SKIP() << "cannot start the FUSE helper";
-    if (!wait_mounted(mnt)) {
-        ::kill(pid, SIGKILL);
-        ::waitpid(pid, nullptr, 0);
-        GTEST_SKIP() << "FUSE cannot be mounted on this machine";
-    }
-    DirReadEnv env;
-    env.stat_timeout = 1s;
-    int pumps = 0;
-    env.pump_events = [&] { ++pumps; };
-    DirListing l;
-    int rc = read_dir(l, mnt, "*", env);
-    ::chdir("/");
-    // Unmounting makes the stuck call fail, so the abandoned worker ends too.
-    ::kill(pid, SIGKILL);
-    ::waitpid(pid, nullptr, 0);
-    std::system(("fusermount3 -u -z " + mnt + " 2>/dev/null").c_str());
-
-    ASSERT_EQ(rc, 0);
-    EXPECT_EQ(names_of(l), (std::vector<std::string>{"hang", "ok"}));
-    const FileRecord* hang = find_record(l, "hang");
-    ASSERT_TRUE(hang);
-    EXPECT_EQ(hang->flags, DIR_F_LINK | DIR_F_UNREADABLE);
-    EXPECT_STREQ(hang->link_text(), DIR_TEXT_TIMEOUT);
-    // The kernel may queue the lookup of "ok" behind the stuck one in the same
-    // directory, so only its presence is certain; the seam test checks the rest.
-    EXPECT_TRUE(find_record(l, "ok"));
-    EXPECT_GE(pumps, 5);
-#endif
 }
 
 }  // namespace
