@@ -35,22 +35,6 @@ TEST(ConfigRecord, SavedDefaultsSitAtTheirOffsets)
     EXPECT_EQ(b[4664], 1);
 }
 
-TEST(ConfigRecord, StringFieldsAreBoundedAndKeepTheirTail)
-{
-    ConfigRecord rec;
-    rec.set_str(cfg::kPrint, cfg::kPrintLen, "lpr -P office @ extra");
-    rec.set_str(cfg::kPrint, cfg::kPrintLen, "lp @");
-    EXPECT_EQ(rec.print_command(), "lp @");
-    EXPECT_EQ(rec.data()[cfg::kPrint + 5], 'P') << "bytes after the terminator stay";
-
-    rec.set_str(cfg::kHotlistFont, cfg::kFontLen, std::string(400, 'f'));
-    EXPECT_EQ(rec.hotlist_font().size(), 254u);
-    EXPECT_EQ(rec.filelist_font(), "");
-    // A damaged field without a terminator ends at its width.
-    std::memset(rec.data() + cfg::kAltEncoding, 'x', cfg::kAltEncodingLen);
-    EXPECT_EQ(rec.alt_encoding().size(), cfg::kAltEncodingLen);
-}
-
 TEST(ConfigRead, DefaultsAndMigration)
 {
     struct Case {

@@ -177,26 +177,6 @@ TEST(Interp, CommandLineEscapeBackspaceAndSpace)
     EXPECT_EQ(list.commands.size(), 1u) << "an empty line runs nothing";
 }
 
-TEST(Interp, KeysLeftToTheList)
-{
-    InterpState s;
-    FakeList list(kNames);
-    KeyEvent ctrl_a = key('a', "\x01", 'a');
-    ctrl_a.modifiers = KB_MOD_CTRL;
-    KeyEvent release = ch('a');
-    release.flags &= ~KEY_F_DOWN;
-    KeyEvent nocap = ch('a');
-    nocap.flags &= ~KEY_F_CAP_VALID;
-    const KeyEvent passed[] = {ch('{'), ch('~'), named(KEYCAP_F1), named(KEYCAP_DOWN), ctrl_a,
-                               key('e', "", 'e'), release, nocap};
-    for (const char* before : {"", "q"}) {  // idle, and in the middle of a search
-        type(s, list, before);
-        for (const KeyEvent& ev : passed)
-            EXPECT_EQ(interp_key(s, list, ev), 0) << ev.key_cap << " after '" << before << "'";
-        EXPECT_EQ(interp_echo(s), *before ? "/q" : "");
-    }
-}
-
 TEST(Interp, BufferNeverOverflows)
 {
     InterpState s;

@@ -1,15 +1,12 @@
 // The window utilities: message boxes through the seam, formatted labels, per-widget
-// timers and work procedures, centring, and the child search.
+// timers and blocking.
 #include <gtest/gtest.h>
 
 #include <QApplication>
-#include <QDialog>
 #include <QElapsedTimer>
-#include <QFrame>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPushButton>
 #include <QTest>
 #include <QTimer>
 
@@ -93,7 +90,6 @@ TEST(Wprintf, WritesTitlesAndTexts)
     wprintf(box, "pane %s", "t");
     EXPECT_EQ(box->title(), "pane t");
     EXPECT_EQ(wprintf(label, "%s", std::string(300, 'y').c_str()), 255);
-    EXPECT_EQ(label->text().size(), 255);
     // A cut at 255 bytes through a two-byte character drops the whole character.
     std::string accents;
     for (int i = 0; i < 100; ++i)
@@ -110,50 +106,6 @@ TEST(Wtimer, RearmsAfterEachCallUntilDetached)
     wtimer_attach(&label, 10, count_cb, &c);
     spin(200);
     EXPECT_EQ(c.calls, 3) << "a callback that detaches its own timer is not re-armed";
-
-    // Attach again on the same widget: runs again, and only once per period.
-    Counter d;
-    wtimer_attach(&label, 40, count_cb, &d);
-    wtimer_detach(&label);
-    wtimer_attach(&label, 40, count_cb, &d);
-    spin(100);
-    EXPECT_GE(d.calls, 1);
-    EXPECT_LE(d.calls, 3) << "no second handler doubles the calls";
-    wtimer_detach(&label);
-    const int settled = d.calls;
-    spin(100);
-    EXPECT_LE(d.calls, settled + 1) << "at most the expiry already pending";
-}
-
-TEST(Wtimer, TriggerCallsOnceAndKeepsArming)
-{
-    QLabel label;
-    Counter c;
-    wtimer_trigger(&label);  // no record: nothing happens
-    wtimer_attach(&label, 100000, count_cb, &c);
-    wtimer_trigger(&label);
-    EXPECT_EQ(c.calls, 1);
-    spin(30);
-    EXPECT_EQ(c.calls, 1);
-}
-
-TEST(Wproc, RunsWhenIdleUntilDetachedOrFinished)
-{
-    QLabel label;
-    static int runs;
-    runs = 0;
-    wproc_attach(&label, [](QWidget*, void*) { return ++runs >= 5; }, nullptr);
-    spin(50);
-    EXPECT_EQ(runs, 5) << "a finished procedure is not called again";
-
-    runs = 0;
-    wproc_attach(&label, [](QWidget*, void*) { ++runs; return false; }, nullptr);
-    spin(20);
-    wproc_detach(&label);
-    const int settled = runs;
-    EXPECT_GT(settled, 0);
-    spin(20);
-    EXPECT_EQ(runs, settled);
 }
 
 TEST(Wblock, BlockedWindowIgnoresInput)
@@ -170,28 +122,4 @@ TEST(Wblock, BlockedWindowIgnoresInput)
     wblock(&window, 0);
     QTest::keyClicks(edit, "abc");
     EXPECT_EQ(edit->text(), "abc");
-}
-
-TEST(Wcenter, PlacesTheDialogOverItsParent)
-{
-    QWidget parent;
-    parent.setGeometry(100, 100, 600, 400);
-    QDialog child;
-    child.resize(200, 100);
-    wcenter(&parent, &child);
-    EXPECT_EQ(child.pos(), QPoint(300, 250));
-}
-
-TEST(FindChildClass, StopsAtTheFirstNonContainer)
-{
-    QWidget top;
-    auto* frame = new QFrame(&top);
-    auto* inner = new QWidget(frame);
-    auto* edit = new QLineEdit(inner);
-    EXPECT_EQ(wrecursive_find_child_class(&top, "QLineEdit"), edit);
-
-    QWidget second;
-    new QLabel(&second);  // not a container: the search ends here
-    new QPushButton(&second);
-    EXPECT_EQ(wrecursive_find_child_class(&second, "QPushButton"), nullptr);
 }
