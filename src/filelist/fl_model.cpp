@@ -1,5 +1,7 @@
 #include "filelist/fl_model.h"
 
+#include <QApplication>
+#include <QPalette>
 #include <array>
 #include <cstdio>
 #include <ctime>
@@ -63,6 +65,17 @@ int FlModel::index_of(int row) const
     if (row < 0 || row >= count_ + off)
         return -2;
     return row - off;
+}
+
+void FlModel::set_drop_row(int row)
+{
+    if (row == drop_row_)
+        return;
+    const int old = drop_row_;
+    drop_row_ = row;
+    for (int r : {old, row})
+        if (r >= 0 && r < rowCount())
+            emit dataChanged(index(r, 0), index(r, FL_COLUMNS - 1), {Qt::BackgroundRole});
 }
 
 void FlModel::set_sort_marker(int column, bool ascending)
@@ -149,6 +162,10 @@ QVariant FlModel::data(const QModelIndex& index, int role) const
         if (col != 0)
             return {};
         return image(i == -1 ? FL_IMG_PARENT : image_of((*dir_)[i]));
+    case Qt::BackgroundRole:
+        if (index.row() == drop_row_)
+            return QApplication::palette().highlight().color().lighter(160);
+        return {};
     case Qt::TextAlignmentRole:
         if (col == 1)
             return QVariant(Qt::AlignRight | Qt::AlignVCenter);

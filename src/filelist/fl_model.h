@@ -45,6 +45,9 @@ public:
 
     // Which records are marked as cut (the clipboard's business); null: none.
     void set_cut_query(std::function<bool(const FileRecord&)> query) { cut_ = std::move(query); }
+    // The row drawn as the target of a drag over the list; -1: none.
+    void set_drop_row(int row);
+    int drop_row() const { return drop_row_; }
     // The header that shows the sort image (0-based) and its direction.
     void set_sort_marker(int column, bool ascending);
     int sort_marker_column() const { return sort_column_; }
@@ -68,4 +71,5 @@ private:
     int sort_column_ = 0;
     bool sort_ascending_ = true;
     std::function<bool(const FileRecord&)> cut_;
+    int drop_row_ = -1;
 };

@@ -42,6 +42,7 @@ QPointer<QLabel> sStatus1;
 QPointer<QLabel> sStatus2;
 QPointer<QTimer> sTimer;
 FlNotifyFn sNotify_f = nullptr;
+void (*sUpdateHook)() = nullptr;
 
 const DirCmpFn kSortFunctions[7] = {dir_cmp_name,  dir_cmp_size,        dir_cmp_date, dir_cmp_user,
                                     dir_cmp_group, dir_cmp_permissions, dir_cmp_link};
@@ -146,10 +147,17 @@ void fl_notify()
         sNotify_f(sList);
 }
 
+void fl_set_update_hook(void (*fn)())
+{
+    sUpdateHook = fn;
+}
+
 void fl_update()
 {
     if (!sList || !sModel)
         return;
+    if (sUpdateHook)
+        sUpdateHook();
     const int top = sList->verticalScrollBar()->value();
     set_status(sStatus1, QStringLiteral("Displaying Directory"));
     const bool parent_row = (gOptions & FL_OPT_PARENT_ROW) && !gDir.path.empty() && gDir.path != "/";

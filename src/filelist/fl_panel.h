@@ -27,6 +27,8 @@ QTreeView* fl_list();
 FlModel* fl_model();
 
 void fl_update();
+// Called at the start of every fl_update (the clipboard reloads its cut list).
+void fl_set_update_hook(void (*fn)());
 void fl_refresh();
 // 0 when the directory changed; -1 when the path failed the check or is the
 // current one.

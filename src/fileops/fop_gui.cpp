@@ -61,6 +61,8 @@ std::string base_name(const std::string& path)
 
 FopStarter sStart = fop;
 FopFlagsFn sFlags = fop_flags_from_options;
+std::function<void()> sBeforeOp;
+FopItemFn sAfterItem;
 }  // namespace
 
 GuiFopUi::GuiFopUi(Decoder decode) : decode_(std::move(decode)) {}
@@ -193,6 +195,12 @@ void fop_gui_apply_view(void* slot, const FopRequest* r, const FopSlotView& view
     ui->slot_progress_bar->setValue(std::clamp(view.percent, 0, 100));
 }
 
+void fop_gui_set_item_hooks(std::function<void()> before_op, FopItemFn after_item)
+{
+    sBeforeOp = std::move(before_op);
+    sAfterItem = std::move(after_item);
+}
+
 void fop_gui_set_engine(FopStarter start, FopFlagsFn flags)
 {
     sStart = start ? std::move(start) : FopStarter(fop);
@@ -213,9 +221,9 @@ int fop_start_cmd(int kind, const std::string& srcdir, const std::vector<std::st
     }
     const uint32_t options = gConfig ? gConfig->options() : 0;
     const uint32_t flags = sFlags(options, kind, single_non_directory);
-    // Move and delete will take finished items off the clipboard's cut list once
-    // the clipboard exists; until then no item callback.
-    std::function<void(const std::string&, const std::string&)> item_cb;
+    if (sBeforeOp)
+        sBeforeOp();
+    FopItemFn item_cb = kind == FOP_COPY ? FopItemFn() : sAfterItem;
     FopRequest* r = sStart(kind, srcdir, names, dest, flags, panel, item_cb, fop_gui_ui());
     if (!r) {
         const int e = errno;

@@ -69,6 +69,11 @@ using FopFlagsFn = std::function<uint32_t(uint32_t options_word, int kind, bool 
 // Replaces them (tests); an empty function puts the engine's own back.
 void fop_gui_set_engine(FopStarter start, FopFlagsFn flags);
 
+// Called before every operation starts, and after each item that a move or a
+// delete has finished (on the GUI thread, through call_locked).
+using FopItemFn = std::function<void(const std::string& dir, const std::string& name)>;
+void fop_gui_set_item_hooks(std::function<void()> before_op, FopItemFn after_item);
+
 // GUI thread: adds a slot, starts the operation and binds its request to the
 // slot. 0 on success; -1 when no slot could be added or the start failed (the
 // empty slot then stays on screen).

@@ -10,6 +10,7 @@
 #include <QTreeView>
 #include <QTreeWidget>
 
+#include "clipboard/clip.h"
 #include "fileops/slot_window.h"
 #include "filelist/fl_panel.h"
 #include "filelist/tb_path.h"
@@ -91,6 +92,7 @@ void base_setup(BaseWindow* w, int phase)
         ui->tree->setFont(w_font(QString::fromUtf8(gConfig->hotlist_font())));
         cl_apply(gCboxes.path, ui->tb_curpath);
         fl_setup(ui->filelist);
+        clip_setup(ui->filelist);
         fl_set_notify_cb([](QTreeView*) { base_update(); });
         base_set_divider_metrics(*gConfig);
     } else {

@@ -1,0 +1,301 @@
+#include "clipboard/clip.h"
+
+#include <QAbstractButton>
+#include <QClipboard>
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QMainWindow>
+#include <QMimeData>
+#include <QPointer>
+#include <QShortcut>
+#include <QTimer>
+#include <QTreeView>
+#include <cstring>
+
+#include "dirmodel/fname.h"
+#include "fileops/fop_gui.h"
+#include "filelist/fl_model.h"
+#include "filelist/fl_panel.h"
+#include "filelist/fl_select.h"
+#include "shell/globals.h"
+#include "shell/init_config.h"
+#include "shell/w_msg.h"
+#include "shell/w_utils.h"
+
+int one_dir_packed = 0;
+
+namespace {
+CutList sCut;
+QByteArray sCutBytes;            // the "mvfiles" bytes sCut was read from
+QPointer<QMimeData> sOurs;       // what this program last put on the clipboard
+bool sMustBeMoved = false;
+bool sPublishing = false;
+QTimer* sPublishTimer = nullptr;
+QElapsedTimer sSincePublish;
+
+constexpr char kUriList[] = "text/uri-list";
+constexpr char kGnome[] = "x-special/gnome-copied-files";
+constexpr char kKdeCut[] = "application/x-kde-cutselection";
+
+QClipboard* clipboard()
+{
+    return QGuiApplication::clipboard();
+}
+
+QByteArray bytes(const std::string& s)
+{
+    return QByteArray(s.data(), static_cast<qsizetype>(s.size()));
+}
+
+std::string_view view(const QByteArray& b)
+{
+    return {b.constData(), static_cast<std::size_t>(b.size())};
+}
+
+bool owned()
+{
+    return sOurs && clipboard()->mimeData() == sOurs.data();
+}
+
+// One entry of the record, the other format present and empty, and for other
+// programs the same files as URIs (and as paths for text fields).
+void publish(const FileTransf& t, bool cut)
+{
+    auto* m = new QMimeData;
+    const QByteArray packed = t.count ? bytes(transf_pack(t)) : QByteArray();
+    m->setData(kMimeFiles, cut ? QByteArray() : packed);
+    m->setData(kMimeMvFiles, cut ? packed : QByteArray());
+    if (t.count) {
+        m->setData(kUriList, bytes(transf_uri_list(t)));
+        m->setData(kGnome, bytes(transf_gnome_list(t, cut)));
+        if (cut)
+            m->setData(kKdeCut, "1");
+        std::string paths;
+        for (const std::string& n : t.names)
+            paths += (paths.empty() ? "" : "\n") + (t.srcdir == "/" ? "/" + n : t.srcdir + "/" + n);
+        m->setData("text/plain", bytes(paths));
+    }
+    if (cut) {
+        sCutBytes = packed;
+        sCut.assign(t);
+    }
+    sPublishing = true;
+    clipboard()->setMimeData(m);
+    sPublishing = false;
+    sOurs = m;
+    sSincePublish.start();
+}
+
+// Reloads the cut list; a clipboard that another program holds is asked only
+// when `foreign` (an operation is about to start), never for a redraw.
+void load_cut(bool foreign)
+{
+    QByteArray mv;
+    if (owned())
+        mv = sOurs->data(kMimeMvFiles);
+    else if (foreign && clipboard()->mimeData())
+        mv = clipboard()->mimeData()->data(kMimeMvFiles);
+    if (mv == sCutBytes && (!mv.isEmpty() || sCut.empty()))
+        return;
+    FileTransf t;
+    sCutBytes = mv;
+    if (mv.isEmpty() || !transf_unpack(view(mv), t))
+        sCut.clear();
+    else
+        sCut.assign(std::move(t));
+}
+
+void publish_rest()
+{
+    if (sPublishTimer)
+        sPublishTimer->stop();
+    if (owned())
+        publish(sCut.remaining(), true);
+}
+
+void refresh_marks()
+{
+    if (QTreeView* list = fl_list())
+        list->viewport()->update();
+}
+
+// Files another program copied or cut. Returns false when there were none.
+bool paste_foreign(const QMimeData* m)
+{
+    QByteArray text;
+    bool cut = false;
+    if (m->hasFormat(kGnome)) {
+        text = m->data(kGnome);
+        const qsizetype nl = text.indexOf('\n');
+        cut = text.left(nl < 0 ? text.size() : nl).trimmed() == "cut";
+        text = nl < 0 ? QByteArray() : text.mid(nl + 1);
+    } else if (m->hasFormat(kUriList)) {
+        text = m->data(kUriList);
+        cut = m->data(kKdeCut).trimmed() == "1";
+    } else {
+        return false;
+    }
+    std::vector<FileTransf> groups;
+    std::string bad;
+    if (!transf_from_uri_lines(view(text), groups, bad)) {
+        wreport(gBase, "Paste", "Only files on this computer can be pasted:\n'%s'", bad.c_str());
+        return true;
+    }
+    for (const FileTransf& g : groups)
+        if (g.srcdir != gDir.path)
+            fop_start_cmd(cut ? FOP_MOVE : FOP_COPY, g.srcdir, g.names, gDir.path);
+    // The other program's cut is used up: a second Paste would find nothing to move.
+    if (cut && !groups.empty())
+        clipboard()->clear();
+    return true;
+}
+}  // namespace
+
+FileTransf fl_pack_transf()
+{
+    bool one_dir = false;
+    FileTransf t = transf_from_selection(gDir, &one_dir);
+    one_dir_packed = one_dir ? 1 : 0;
+    return t;
+}
+
+int em_copy()
+{
+    const bool cut = sMustBeMoved;
+    sMustBeMoved = false;
+    if (gDir.selected <= 0)
+        return 0;
+    const bool had_cut = !sCut.empty();
+    publish(fl_pack_transf(), cut);
+    if (cut) {
+        fl_unselect_all();
+        fl_update();
+    } else if (had_cut) {
+        fl_update();
+    }
+    return 0;
+}
+
+int em_cut()
+{
+    sMustBeMoved = true;
+    return em_copy();
+}
+
+int em_paste()
+{
+    const QMimeData* m = clipboard()->mimeData();
+    if (!m)
+        return 0;
+    FileTransf t;
+    int kind = -1;
+    const QByteArray files = m->data(kMimeFiles);
+    if (!files.isEmpty() && transf_unpack(view(files), t)) {
+        kind = FOP_COPY;
+    } else {
+        const QByteArray mv = m->data(kMimeMvFiles);
+        if (!mv.isEmpty() && transf_unpack(view(mv), t))
+            kind = FOP_MOVE;
+    }
+    if (kind < 0) {
+        if (!m->hasFormat(kMimeFiles) && !m->hasFormat(kMimeMvFiles))
+            paste_foreign(m);
+        return 0;
+    }
+    if (t.count > 0 && t.srcdir != gDir.path)
+        fop_start_cmd(kind, t.srcdir, t.names, gDir.path);
+    return 0;
+}
+
+int em_delete()
+{
+    if (gDir.selected <= 0)
+        return 0;
+    FileTransf t = fl_pack_transf();
+    if (t.count <= 0)
+        return -1;
+    const uint32_t o = gConfig ? gConfig->options() : cfg::kDefaultOptions;
+    QString text;
+    if (t.count == 1) {
+        if ((o & cfg::OPT_RM1_PROMPT) || (one_dir_packed && (o & cfg::OPT_RM_PROMPT)))
+            text = QStringLiteral("Do you wish to delete '%1'?\n")
+                       .arg(QString::fromUtf8(fname_decode(t.names[0].c_str())));
+    } else if (o & cfg::OPT_RM_PROMPT) {
+        text = QStringLiteral("Do you wish to delete these %1 files?\n").arg(t.count);
+    }
+    if (!text.isEmpty() && w_message(w_make_message(gBase, "Delete", text, "@&Delete|#&Cancel")) != 1)
+        return 0;
+    fop_start_cmd(FOP_DELETE, t.srcdir, t.names, "");
+    return 0;
+}
+
+int em_check_clipboard_for_type(int, const char* type)
+{
+    const QMimeData* m = clipboard()->mimeData();
+    if (!m)
+        return 0;
+    if (type)
+        return !m->data(std::strcmp(type, "mvfiles") == 0 ? kMimeMvFiles : kMimeFiles).isEmpty();
+    if (m->hasFormat(kMimeFiles) || m->hasFormat(kMimeMvFiles))
+        return !m->data(kMimeFiles).isEmpty() || !m->data(kMimeMvFiles).isEmpty();
+    return m->hasFormat(kGnome) || m->hasFormat(kUriList);
+}
+
+void file_get_cut_files()
+{
+    load_cut(true);
+}
+
+bool file_is_cut(const std::string& dir, const std::string& name)
+{
+    return sCut.contains(dir, name);
+}
+
+int file_uncut(const std::string& dir, const std::string& name)
+{
+    if (!sCut.remove(dir, name))
+        return 0;
+    // A long cut list is re-published at most every 200 ms while a move takes it
+    // apart, so the clipboard does not cost the square of its length.
+    if (sCut.empty() || sCut.record().names.size() < 2000 || sSincePublish.elapsed() >= 200) {
+        publish_rest();
+    } else if (sPublishTimer && !sPublishTimer->isActive()) {
+        sPublishTimer->start(200);
+    }
+    return 1;
+}
+
+void clip_setup(QTreeView* list)
+{
+    if (!sPublishTimer) {
+        sPublishTimer = new QTimer(qApp);
+        sPublishTimer->setSingleShot(true);
+        QObject::connect(sPublishTimer, &QTimer::timeout, [] { publish_rest(); });
+        // Another program took the clipboard: our cut is no longer on it.
+        QObject::connect(clipboard(), &QClipboard::dataChanged, [] {
+            if (sPublishing || sCut.empty() || owned())
+                return;
+            sCut.clear();
+            sCutBytes.clear();
+            refresh_marks();
+        });
+    }
+    fl_model()->set_cut_query([](const FileRecord& r) { return file_is_cut(gDir.path, std::string(r.name.view())); });
+    fl_set_update_hook([] { load_cut(false); });
+    fop_gui_set_item_hooks([] { load_cut(true); }, [](const std::string& d, const std::string& n) {
+        if (file_uncut(d, n))
+            refresh_marks();
+    });
+    const std::pair<QKeySequence, int (*)()> keys[] = {
+        {QKeySequence::Copy, em_copy}, {QKeySequence::Cut, em_cut}, {QKeySequence::Paste, em_paste},
+        {QKeySequence(Qt::Key_Delete), em_delete}};
+    for (const auto& [seq, fn] : keys) {
+        auto* s = new QShortcut(seq, list, nullptr, nullptr, Qt::WidgetShortcut);
+        QObject::connect(s, &QShortcut::activated, list, [fn = fn] { fn(); });
+    }
+    const std::pair<const char*, int (*)()> buttons[] = {{"tb_cut", em_cut}, {"tb_copy", em_copy}, {"tb_paste", em_paste}};
+    for (const auto& [name, fn] : buttons)
+        if (auto* b = list->window()->findChild<QAbstractButton*>(name))
+            QObject::connect(b, &QAbstractButton::clicked, list, [fn = fn] { fn(); });
+    fl_dnd_install(list);
+}

@@ -1,0 +1,49 @@
+// Copy, Cut, Paste and Delete of the file list's selection, the cut list, and
+// drag and drop on `filelist`. All of it runs on the GUI thread; file_uncut is
+// reached from workers through the engine's call_locked hand-off.
+#pragma once
+#include <cstdint>
+#include <string>
+
+#include "clipboard/transf.h"
+
+class QMimeData;
+class QTreeView;
+
+// Clipboard formats of the packed record: to be copied, to be moved (the cut list).
+inline constexpr char kMimeFiles[] = "application/x-vell-files";
+inline constexpr char kMimeMvFiles[] = "application/x-vell-mvfiles";
+
+// The last packing held exactly one item and it is a directory.
+extern int one_dir_packed;
+// Milliseconds (steady clock) at which this list last started a drag.
+extern int64_t dnd_start_timestamp;
+extern int dnd_active;
+
+// Hooks the clipboard into the list (cut marks, the reload before each redraw,
+// keys, drag and drop, the toolbar's Cut, Copy and Paste) and into the engine
+// (the reload before each operation, file_uncut after each moved or deleted item).
+void clip_setup(QTreeView* list);
+
+FileTransf fl_pack_transf();
+
+int em_copy();
+int em_cut();
+int em_paste();
+// -1 when nothing could be packed.
+int em_delete();
+// 1 when the clipboard holds a non-empty entry of `type` ("files", "mvfiles");
+// with no type, of either, or files that another program copied or cut.
+int em_check_clipboard_for_type(int group, const char* type);
+
+void file_get_cut_files();
+bool file_is_cut(const std::string& dir, const std::string& name);
+// 1 after the clipboard changed, 0 when nothing matched, -1 when no cut of ours
+// is on the clipboard.
+int file_uncut(const std::string& dir, const std::string& name);
+
+// Starts the operation a drop of `data` onto `row` (-2: the list itself) asks
+// for. kind: FOP_MOVE, or FOP_COPY with Ctrl. Returns 0 when one was started,
+// -1 when the drop was ignored or refused.
+int fl_drop(const QMimeData* data, int row, int kind);
+void fl_dnd_install(QTreeView* list);

@@ -1,0 +1,200 @@
+// Drag and drop on `filelist`. A drag leaves the list when the pointer does, with
+// the button held and something selected (inside the list the same gesture
+// selects rows). Drops are taken on the list, on ".." and on directory rows.
+#include <QApplication>
+#include <QDrag>
+#include <QDropEvent>
+#include <QMainWindow>
+#include <QMimeData>
+#include <QMouseEvent>
+#include <QTreeView>
+#include <chrono>
+#include <cstring>
+#include <sys/stat.h>
+
+#include "clipboard/clip.h"
+#include "dirmodel/es_path.h"
+#include "fileops/fop_gui.h"
+#include "filelist/fl_model.h"
+#include "filelist/fl_panel.h"
+#include "shell/globals.h"
+#include "shell/w_utils.h"
+
+int64_t dnd_start_timestamp = 0;
+int dnd_active = 0;
+
+namespace {
+constexpr char kUriList[] = "text/uri-list";
+
+int64_t now_ms()
+{
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+std::string join(const std::string& dir, const std::string& name)
+{
+    return dir == "/" ? "/" + name : dir + "/" + name;
+}
+
+// What a drop at `pos` lands on: -1 the ".." row, a directory record's index, or
+// -2 the list itself.
+int target_at(QTreeView* list, const QPoint& pos)
+{
+    const QModelIndex at = list->indexAt(pos);
+    if (!at.isValid())
+        return -2;
+    const int i = fl_model()->index_of(at.row());
+    if (i == -1 || (i >= 0 && i < gDir.count && S_ISDIR(gDir[i].status.st_mode)))
+        return i;
+    return -2;
+}
+
+Qt::DropAction action_for(const QDropEvent* e)
+{
+    return (e->modifiers() & Qt::ControlModifier) ? Qt::CopyAction : Qt::MoveAction;
+}
+
+class DndFilter : public QObject {
+public:
+    explicit DndFilter(QTreeView* list) : QObject(list), list_(list) {}
+
+protected:
+    bool eventFilter(QObject*, QEvent* ev) override
+    {
+        switch (ev->type()) {
+        case QEvent::MouseButtonPress:
+            armed_ = static_cast<QMouseEvent*>(ev)->button() == Qt::LeftButton;
+            return false;
+        case QEvent::MouseButtonRelease:
+            armed_ = false;
+            return false;
+        case QEvent::MouseMove: {
+            auto* me = static_cast<QMouseEvent*>(ev);
+            if (armed_ && (me->buttons() & Qt::LeftButton) && gDir.selected > 0 &&
+                !list_->viewport()->rect().contains(me->position().toPoint())) {
+                armed_ = false;
+                start_drag(me->position().toPoint(), me->globalPosition().toPoint());
+                return true;
+            }
+            return false;
+        }
+        case QEvent::DragEnter: {
+            auto* e = static_cast<QDragEnterEvent*>(ev);
+            dnd_active = 1;
+            if (e->mimeData()->hasFormat(kMimeFiles) || e->mimeData()->hasFormat(kUriList)) {
+                e->setDropAction(action_for(e));
+                e->accept();
+                list_->setFocus();
+            } else {
+                e->ignore();
+            }
+            return true;
+        }
+        case QEvent::DragMove: {
+            auto* e = static_cast<QDragMoveEvent*>(ev);
+            const int t = target_at(list_, e->position().toPoint());
+            fl_model()->set_drop_row(t == -2 ? -1 : fl_model()->row_of(t));
+            e->setDropAction(action_for(e));
+            e->accept();
+            return true;
+        }
+        case QEvent::DragLeave:
+            dnd_active = 0;
+            fl_model()->set_drop_row(-1);
+            return true;
+        case QEvent::Drop: {
+            auto* e = static_cast<QDropEvent*>(ev);
+            dnd_active = 0;
+            fl_model()->set_drop_row(-1);
+            // A drag of this list that comes straight back is a slip, not a move.
+            const int kind = action_for(e) == Qt::CopyAction ? FOP_COPY : FOP_MOVE;
+            if (now_ms() - dnd_start_timestamp > 999 &&
+                fl_drop(e->mimeData(), target_at(list_, e->position().toPoint()), kind) == 0) {
+                e->setDropAction(action_for(e));
+                e->accept();
+            } else {
+                e->ignore();
+            }
+            return true;
+        }
+        default:
+            return false;
+        }
+    }
+
+private:
+    void start_drag(const QPoint& pos, const QPoint& global)
+    {
+        const FileTransf t = fl_pack_transf();
+        if (t.count <= 0)
+            return;
+        auto* m = new QMimeData;
+        const std::string packed = transf_pack(t), uris = transf_uri_list(t);
+        m->setData(kMimeFiles, QByteArray(packed.data(), static_cast<qsizetype>(packed.size())));
+        m->setData(kUriList, QByteArray(uris.data(), static_cast<qsizetype>(uris.size())));
+        auto* drag = new QDrag(list_);
+        drag->setMimeData(m);
+        drag->setPixmap(FlModel::image(one_dir_packed ? FL_IMG_FOLDER : FL_IMG_FILE).pixmap(32));
+        dnd_start_timestamp = now_ms();
+        drag->exec(Qt::CopyAction | Qt::MoveAction, Qt::MoveAction);
+        // The drag took the button's release: end the view's selecting gesture.
+        QMouseEvent release(QEvent::MouseButtonRelease, pos, global, Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
+        QApplication::sendEvent(list_->viewport(), &release);
+    }
+
+    QTreeView* list_;
+    bool armed_ = false;
+};
+}  // namespace
+
+int fl_drop(const QMimeData* data, int target, int kind)
+{
+    std::vector<FileTransf> groups;
+    FileTransf t;
+    const QByteArray packed = data->data(kMimeFiles);
+    if (!packed.isEmpty() && transf_unpack({packed.constData(), static_cast<std::size_t>(packed.size())}, t)) {
+        groups.push_back(std::move(t));
+    } else if (data->hasFormat(kUriList)) {
+        const QByteArray text = data->data(kUriList);
+        std::string bad;
+        if (!transf_from_uri_lines({text.constData(), static_cast<std::size_t>(text.size())}, groups, bad)) {
+            wreport(gBase, "Drop", "Only files on this computer can be dropped here:\n'%s'", bad.c_str());
+            return -1;
+        }
+    }
+    if (groups.empty() || gDir.path.empty())
+        return -1;
+    std::string dest = gDir.path;
+    if (target == -1) {
+        es_remove_subdirectory(dest.data());
+        dest.resize(std::strlen(dest.c_str()));
+    } else if (target >= 0 && target < gDir.count) {
+        dest = join(gDir.path, std::string(gDir[target].name.view()));
+    }
+    int started = 0;
+    for (const FileTransf& g : groups) {
+        if (g.count <= 0)
+            continue;
+        if (target >= 0 && g.srcdir == gDir.path) {
+            const std::string_view row = gDir[target].name.view();
+            bool onto_itself = false;
+            for (const std::string& n : g.names)
+                onto_itself = onto_itself || n == row;
+            if (onto_itself)
+                continue;
+        }
+        if (target == -2 && g.srcdir == gDir.path)
+            continue;
+        if (fop_start_cmd(kind, g.srcdir, g.names, dest) == 0)
+            ++started;
+    }
+    return started ? 0 : -1;
+}
+
+void fl_dnd_install(QTreeView* list)
+{
+    list->setAcceptDrops(true);
+    list->viewport()->setAcceptDrops(true);
+    list->viewport()->installEventFilter(new DndFilter(list));
+}

@@ -1,0 +1,194 @@
+// Copy, Cut, Paste, Delete and drops through the real clipboard of the offscreen
+// platform, the real engine and real files.
+#include <QClipboard>
+#include <QDropEvent>
+#include <QMimeData>
+
+#include "../filelist/fl_gui_fixture.h"
+#include "clipboard/clip.h"
+#include "fileops/fop_engine.h"
+#include "fileops/slot_window.h"
+#include "filelist/fl_select.h"
+
+namespace {
+class ClipTest : public FlGuiTest {
+protected:
+    void SetUp() override
+    {
+        FlGuiTest::SetUp();
+        fop_set_done_delay_ms(0);
+        QGuiApplication::clipboard()->clear();
+    }
+    void TearDown() override
+    {
+        fop_set_done_delay_ms(1000);
+        FlGuiTest::TearDown();
+    }
+    void select(std::initializer_list<const char*> names)
+    {
+        fl_unselect_all();
+        for (const char* n : names)
+            for (int i = 0; i < gDir.count; ++i)
+                if (gDir[i].name.view() == n)
+                    fl_select_index(i);
+    }
+    QByteArray clip(const char* format) { return QGuiApplication::clipboard()->mimeData()->data(format); }
+    bool operations_end() { return QTest::qWaitFor([] { return slot_count() == 0; }, 10000); }
+    bool exists(const std::string& p) { return std::filesystem::exists(std::filesystem::symlink_status(p)); }
+};
+}  // namespace
+
+TEST_F(ClipTest, CutShowsUntilCopyReplacesItAndOtherProgramsReadTheBytes)
+{
+    for (const char* n : {"caf\xe9", "a b#c", "plain"})
+        make_file(n);
+    open();
+    select({"caf\xe9", "a b#c"});
+    em_cut();
+    EXPECT_EQ(gDir.selected, 0);
+    EXPECT_EQ(model()->index(row_named("a b#c"), 0).data(FlImageRole).toInt(), FL_IMG_FILE_CUT);
+    EXPECT_EQ(model()->index(row_named("plain"), 0).data(FlImageRole).toInt(), FL_IMG_FILE);
+    EXPECT_TRUE(clip(kMimeFiles).isEmpty());
+    EXPECT_EQ(em_check_clipboard_for_type(-1, "mvfiles"), 1);
+    const std::string uri = "file://" + dir.path();
+    EXPECT_EQ(clip("x-special/gnome-copied-files").toStdString(),
+              "cut\n" + uri + "/a%20b%23c\n" + uri + "/caf%E9");
+    EXPECT_EQ(clip("application/x-kde-cutselection"), "1");
+
+    select({"plain"});
+    em_copy();
+    EXPECT_TRUE(clip(kMimeMvFiles).isEmpty());
+    EXPECT_EQ(clip("text/uri-list").toStdString(), uri + "/plain\r\n");
+    EXPECT_EQ(em_check_clipboard_for_type(-1, "files"), 1);
+    EXPECT_EQ(model()->index(row_named("a b#c"), 0).data(FlImageRole).toInt(), FL_IMG_FILE);
+}
+
+TEST_F(ClipTest, CutAndPasteMovesFileByFileAndPasteAtHomeDoesNothing)
+{
+    make_dir("src");
+    make_dir("dst");
+    for (int i = 0; i < 5; ++i)
+        make_file("src/f" + std::to_string(i), 1000);
+    gStartPath = dir / "src";
+    open();
+    fl_select_all();
+    em_cut();
+    em_paste();  // into the directory they came from
+    EXPECT_EQ(slot_count(), 0);
+
+    int changes = 0;
+    QObject::connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, [&] { ++changes; });
+    ASSERT_EQ(fl_newpath(list(), (dir / "dst").c_str()), 0);
+    em_paste();
+    ASSERT_TRUE(operations_end());
+    for (int i = 0; i < 5; ++i)
+        EXPECT_TRUE(exists(dir / ("dst/f" + std::to_string(i)))) << i;
+    EXPECT_FALSE(exists(dir / "src/f0"));
+    EXPECT_GE(changes, 5) << "the cut list shrinks with every moved file";
+    EXPECT_TRUE(clip(kMimeMvFiles).isEmpty());
+    EXPECT_EQ(em_check_clipboard_for_type(-1, nullptr), 0);
+}
+
+TEST_F(ClipTest, DeleteAsksByTheSettings)
+{
+    for (const char* n : {"one", "two", "three"})
+        make_file(n);
+    open();
+    std::vector<WMessage> asked;
+    int answer = 2;
+    w_set_message_handler([&](const WMessage& m) {
+        asked.push_back(m);
+        return answer;
+    });
+    select({"one"});
+    em_delete();
+    ASSERT_EQ(asked.size(), 1u);
+    EXPECT_EQ(asked[0].title, "Delete");
+    EXPECT_EQ(asked[0].text, "Do you wish to delete 'one'?\n");
+    EXPECT_EQ(asked[0].labels, QStringList({"&Delete", "&Cancel"}));
+    EXPECT_EQ(asked[0].default_button, 1);
+    EXPECT_EQ(asked[0].escape_button, 2);
+    select({"one", "two"});
+    em_delete();
+    EXPECT_EQ(asked.back().text, "Do you wish to delete these 2 files?\n");
+    EXPECT_EQ(slot_count(), 0);
+    EXPECT_TRUE(exists(dir / "one"));
+
+    gConfig->set_options((gConfig->options() & ~cfg::OPT_RM1_PROMPT) | cfg::OPT_RM1_NO_PROMPT);
+    select({"three"});
+    em_delete();
+    EXPECT_EQ(asked.size(), 2u);
+    ASSERT_TRUE(operations_end());
+    EXPECT_FALSE(exists(dir / "three"));
+}
+
+TEST_F(ClipTest, DropsOnParentRowDirectoryRowAndListAndTheQuickReturnIsIgnored)
+{
+    make_dir("here/sub");
+    for (const char* n : {"here/a", "here/b", "here/c", "elsewhere"})
+        make_file(n);
+    gStartPath = dir / "here";
+    open();
+    auto drop = [&](std::initializer_list<const char*> names, const char* onto, Qt::KeyboardModifiers mods) {
+        select(names);
+        QMimeData data;
+        const std::string packed = transf_pack(fl_pack_transf());
+        data.setData(kMimeFiles, QByteArray(packed.data(), packed.size()));
+        const QRect r = list()->visualRect(model()->index(onto ? row_named(onto) : 0, 0));
+        const QPoint at = onto ? r.center() : QPoint(5, list()->viewport()->height() - 5);
+        QDragEnterEvent enter(at, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, mods);
+        QApplication::sendEvent(list()->viewport(), &enter);
+        QDropEvent e(at, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, mods);
+        QApplication::sendEvent(list()->viewport(), &e);
+        return operations_end();
+    };
+    dnd_start_timestamp = 0;
+    ASSERT_TRUE(drop({"a"}, "..", {}));
+    EXPECT_TRUE(exists(dir / "a"));
+    EXPECT_FALSE(exists(dir / "here/a"));
+    ASSERT_TRUE(drop({"b"}, "sub", Qt::ControlModifier));
+    EXPECT_TRUE(exists(dir / "here/sub/b"));
+    EXPECT_TRUE(exists(dir / "here/b"));
+    drop({"c"}, nullptr, {});  // onto the list it came from
+    drop({"sub"}, "sub", {});  // onto itself
+    EXPECT_TRUE(exists(dir / "here/c"));
+    EXPECT_FALSE(exists(dir / "here/sub/sub"));
+
+    dnd_start_timestamp = std::chrono::duration_cast<std::chrono::milliseconds>(
+                              std::chrono::steady_clock::now().time_since_epoch()).count();
+    drop({"c"}, "..", {});
+    EXPECT_TRUE(exists(dir / "here/c"));
+}
+
+TEST_F(ClipTest, FilesFromOtherPrograms)
+{
+    make_dir("from");
+    make_dir("to");
+    make_file("from/moved");
+    make_file("from/copied");
+    gStartPath = dir / "to";
+    open();
+    auto offer = [](const char* format, const std::string& text) {
+        auto* m = new QMimeData;
+        m->setData(format, QByteArray::fromStdString(text));
+        QGuiApplication::clipboard()->setMimeData(m);
+    };
+    const std::string uri = "file://" + dir.path() + "/from/";
+    offer("x-special/gnome-copied-files", "cut\n" + uri + "moved");
+    EXPECT_EQ(em_check_clipboard_for_type(-1, nullptr), 1);
+    em_paste();
+    ASSERT_TRUE(operations_end());
+    EXPECT_TRUE(exists(dir / "to/moved"));
+    EXPECT_FALSE(exists(dir / "from/moved"));
+    offer("text/uri-list", uri + "copied\r\n");
+    em_paste();
+    ASSERT_TRUE(operations_end());
+    EXPECT_TRUE(exists(dir / "to/copied"));
+    EXPECT_TRUE(exists(dir / "from/copied"));
+
+    offer("text/uri-list", uri + "copied\r\nhttps://example.org/x\r\n");
+    em_paste();
+    EXPECT_EQ(slot_count(), 0);
+    ASSERT_FALSE(messages.isEmpty());
+    EXPECT_EQ(messages.last(), "Only files on this computer can be pasted:\n'https://example.org/x'");
+}
