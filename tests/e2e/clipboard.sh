@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# The X clipboard between vell and another program (xclip): files copied here are read
+# back as URIs with their exact bytes, and files the other program copied or cut are
+# copied or moved by Paste.
+# Usage: clipboard.sh VELL_BINARY. Exit 77 (skipped) when no X server can be started.
+set -u
+vell=$1
+. "$(dirname "$0")/x_session.sh"
+need xclip
+start_x
+mkdir -p "$work/dir" "$work/from"
+touch "$work/dir/a b#c" "$work/dir/$(printf 'caf\xe9')" "$work/dir/zeta" "$work/from/moved" "$work/from/copied"
+start_vell "$vell" "$work/dir"
+
+keys() { xdotool windowactivate --sync "$win" >/dev/null 2>&1; xdotool "$@"; sleep 0.5; }
+clip_out() { xclip -o -selection clipboard -t "$1" 2>/dev/null; }
+wait_for() { for _ in $(seq 50); do [ -e "$1" ] && return 0; sleep 0.2; done; fail "$1 did not appear"; }
+
+# Type-ahead selects "a b#c", Shift+Down adds "caf\xe9" below it.
+keys type --delay 50 "a b"
+keys key shift+Down ctrl+c
+want=$(printf 'file://%s/dir/a%%20b%%23c\r\nfile://%s/dir/caf%%E9\r\n' "$work" "$work" | od -An -c)
+got=$(clip_out text/uri-list | od -An -c)
+[ "$got" = "$want" ] || fail "text/uri-list after Copy: $got"
+echo "copy: text/uri-list carries the exact bytes"
+
+printf 'cut\nfile://%s/from/moved' "$work" | xclip -selection clipboard -t x-special/gnome-copied-files -i
+sleep 0.3
+keys key ctrl+v
+wait_for "$work/dir/moved"
+[ -e "$work/from/moved" ] && fail "a cut from another program was copied, not moved"
+echo "paste: x-special/gnome-copied-files cut moved the file"
+
+printf 'file://%s/from/copied\r\n' "$work" | xclip -selection clipboard -t text/uri-list -i
+sleep 0.3
+keys key ctrl+v
+wait_for "$work/dir/copied"
+[ -e "$work/from/copied" ] || fail "a text/uri-list was moved, not copied"
+echo "paste: text/uri-list copied the file"
+
+keys type --delay 50 "zeta"
+keys key ctrl+x
+[ "$(clip_out x-special/gnome-copied-files)" = "$(printf 'cut\nfile://%s/dir/zeta' "$work")" ] || fail "Cut is not seen as a cut"
+echo "cut: x-special/gnome-copied-files says cut"
