@@ -12,13 +12,17 @@
 #include <QTimer>
 #include <QTreeView>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <cstdio>
+#include <vector>
 #include <fcntl.h>
 #include <filesystem>
 #include <string>
 #include <unistd.h>
 
+#include "clipboard/clip.h"
 #include "dirmodel/dir_sort.h"
+#include "filelist/fl_model.h"
 #include "filelist/fl_panel.h"
 #include "filelist/fl_select.h"
 #include "shell/globals.h"
@@ -73,6 +77,7 @@ int main(int argc, char** argv)
     w.setCentralWidget(central);
     w.resize(800, 600);
     fl_setup(list);
+    clip_setup(list);
     w.show();
     gBase = &w;
 
@@ -105,12 +110,41 @@ int main(int argc, char** argv)
     }
     const double scroll_ms = ms(t);
 
+    // The selection of every entry packed and put on the clipboard, then cut: every
+    // row drawn asks the cut list, page after page.
+    t.restart();
+    em_copy();
+    const double copy_ms = ms(t);
+    fl_select_all();
+    t.restart();
+    em_cut();
+    const double cut_ms = ms(t);
+    // The same pages drawn with and without the cut list, medians of each.
+    std::vector<double> with_cut, without_cut;
+    for (int round = 0; round < 2; ++round) {
+        for (int v = 0, n = 0; v <= bar->maximum() && n < 200; v += bar->pageStep(), ++n) {
+            page.restart();
+            bar->setValue(v);
+            list->viewport()->repaint();
+            (round ? without_cut : with_cut).push_back(ms(page));
+        }
+        fl_model()->set_cut_query({});
+    }
+    auto median = [](std::vector<double> v) {
+        std::sort(v.begin(), v.end());
+        return v[v.size() / 2];
+    };
+
     std::printf("entries            %d\n", gDir.count);
     std::printf("dir_read alone     %.1f ms\n", read_ms);
     std::printf("fl_setpath (read + view) %.1f ms\n", open_ms);
     std::printf("fl_update alone    %.1f ms\n", update_ms);
     std::printf("select all         %.1f ms\n", select_ms);
     std::printf("scroll %d pages    %.1f ms, worst page %.2f ms\n", pages, scroll_ms, worst);
+    std::printf("copy (pack + publish) %.1f ms\n", copy_ms);
+    std::printf("cut (pack + publish + redraw) %.1f ms\n", cut_ms);
+    std::printf("page of cut rows %.2f ms, same page without the cut list %.2f ms (medians)\n",
+                median(with_cut), median(without_cut));
     std::printf("view / read ratio\n%.3f\n", (open_ms - read_ms) / read_ms);
     std::filesystem::remove_all(root);
     return 0;

@@ -58,27 +58,66 @@ bool owned()
 }
 
 // One entry of the record, the other format present and empty, and for other
-// programs the same files as URIs (and as paths for text fields).
-void publish(const FileTransf& t, bool cut)
+// programs the same files as URIs (and as paths for text fields). Those are made
+// only when a program asks: QMimeData would parse a URI list given to it into
+// URLs, a cost that a selection of 100,000 files would pay on every Copy.
+class TransfMime : public QMimeData {
+public:
+    TransfMime(FileTransf t, bool cut) : t_(std::move(t)), cut_(cut)
+    {
+        if (t_.count)
+            packed_ = bytes(transf_pack(t_));
+    }
+    const QByteArray& packed() const { return packed_; }
+    QStringList formats() const override
+    {
+        QStringList f{kMimeFiles, kMimeMvFiles};
+        if (t_.count)
+            f << kUriList << kGnome << QStringLiteral("text/plain");
+        if (t_.count && cut_)
+            f << kKdeCut;
+        return f;
+    }
+    bool hasFormat(const QString& format) const override { return formats().contains(format); }
+
+protected:
+    QVariant retrieveData(const QString& format, QMetaType) const override
+    {
+        if (format == kMimeFiles)
+            return cut_ ? QByteArray() : packed_;
+        if (format == kMimeMvFiles)
+            return cut_ ? packed_ : QByteArray();
+        if (!t_.count)
+            return {};
+        if (format == kUriList)
+            return bytes(transf_uri_list(t_));
+        if (format == kGnome)
+            return bytes(transf_gnome_list(t_, cut_));
+        if (format == kKdeCut && cut_)
+            return QByteArray("1");
+        if (format == QLatin1String("text/plain")) {
+            std::string paths;
+            const std::string dir = t_.srcdir == "/" ? "/" : t_.srcdir + "/";
+            for (const std::string& n : t_.names)
+                ((paths.empty() ? paths : paths += '\n') += dir) += n;
+            return bytes(paths);
+        }
+        return {};
+    }
+
+private:
+    FileTransf t_;
+    bool cut_;
+    QByteArray packed_;
+};
+
+void publish(FileTransf t, bool cut)
 {
-    auto* m = new QMimeData;
-    const QByteArray packed = t.count ? bytes(transf_pack(t)) : QByteArray();
-    m->setData(kMimeFiles, cut ? QByteArray() : packed);
-    m->setData(kMimeMvFiles, cut ? packed : QByteArray());
-    if (t.count) {
-        m->setData(kUriList, bytes(transf_uri_list(t)));
-        m->setData(kGnome, bytes(transf_gnome_list(t, cut)));
-        if (cut)
-            m->setData(kKdeCut, "1");
-        std::string paths;
-        for (const std::string& n : t.names)
-            paths += (paths.empty() ? "" : "\n") + (t.srcdir == "/" ? "/" + n : t.srcdir + "/" + n);
-        m->setData("text/plain", bytes(paths));
-    }
-    if (cut) {
-        sCutBytes = packed;
+    if (cut)
         sCut.assign(t);
-    }
+    auto* m = new TransfMime(std::move(t), cut);
+    if (cut)
+        sCutBytes = m->packed();
     sPublishing = true;
     clipboard()->setMimeData(m);
     sPublishing = false;
@@ -280,7 +319,7 @@ void clip_setup(QTreeView* list)
             refresh_marks();
         });
     }
-    fl_model()->set_cut_query([](const FileRecord& r) { return file_is_cut(gDir.path, std::string(r.name.view())); });
+    fl_model()->set_cut_query([](const FileRecord& r) { return sCut.contains(gDir.path, r.name.view()); });
     fl_set_update_hook([] { load_cut(false); });
     fop_gui_set_item_hooks([] { load_cut(true); }, [](const std::string& d, const std::string& n) {
         if (file_uncut(d, n))
