@@ -135,7 +135,6 @@ private:
         m->setData(kUriList, QByteArray(uris.data(), static_cast<qsizetype>(uris.size())));
         auto* drag = new QDrag(list_);
         drag->setMimeData(m);
-        drag->setPixmap(FlModel::image(one_dir_packed ? FL_IMG_FOLDER : FL_IMG_FILE).pixmap(32));
         dnd_start_timestamp = now_ms();
         drag->exec(Qt::CopyAction | Qt::MoveAction, Qt::MoveAction);
         // The drag took the button's release: end the view's selecting gesture.
