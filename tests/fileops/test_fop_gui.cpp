@@ -34,16 +34,13 @@ auto on_worker(F fn)
 TEST_F(FopGui, QuestionsOneAtATimeAndNoticesYield)
 {
     GuiFopUi ui;
-    // Three operations post progress five hundred times a second, fifty times the
-    // engine's rate; sleeping between posts keeps them from starving the GUI
-    // thread of a core, which would measure the scheduler instead.
+    // Three operations post progress at fifty times the engine's rate.
     std::vector<std::unique_ptr<FakeOp>> ops;
     for (int i = 0; i < 3; ++i)
         ops.push_back(std::make_unique<FakeOp>(ui, slot_add()));
-    // Two more ask at once. A timer answers each later, the way a person would,
-    // inside the box's own event loop, where a second hand-off would be
-    // delivered if nothing kept it out. While a question is up a notice from
-    // another worker is dropped, and its worker does not wait.
+    // Two more ask at once; each is answered later from inside the box's own event
+    // loop, where a second hand-off would arrive if nothing kept it out. A notice
+    // from another worker meanwhile is dropped without its worker waiting.
     std::vector<WMessage> seen;
     int up = 0, most_up = 0, closes = 0;
     bool on_gui = true;
