@@ -28,6 +28,9 @@ namespace {
 CutList sCut;
 QByteArray sCutBytes;            // the "mvfiles" bytes sCut was read from
 QPointer<QMimeData> sOurs;       // what this program last put on the clipboard
+// The cut list stands for the clipboard's "mvfiles" entry: ours, or another
+// instance's that a Paste is moving. Cleared when another program takes the clipboard.
+bool sCutLive = false;
 bool sMustBeMoved = false;
 bool sPublishing = false;
 QTimer* sPublishTimer = nullptr;
@@ -116,8 +119,10 @@ void publish(FileTransf t, bool cut)
     if (cut)
         sCut.assign(t);
     auto* m = new TransfMime(std::move(t), cut);
-    if (cut)
+    if (cut) {
         sCutBytes = m->packed();
+        sCutLive = !sCut.empty();
+    }
     sPublishing = true;
     clipboard()->setMimeData(m);
     sPublishing = false;
@@ -125,30 +130,27 @@ void publish(FileTransf t, bool cut)
     sSincePublish.start();
 }
 
-// Reloads the cut list; a clipboard that another program holds is asked only
-// when `foreign` (an operation is about to start), never for a redraw.
-void load_cut(bool foreign)
+// Reloads the cut list from our own clipboard entry. Another program's clipboard
+// is never asked here: this runs before every redraw and every operation, and an
+// owner that does not answer would hold the GUI thread for the X time-out.
+void load_cut()
 {
-    QByteArray mv;
-    if (owned())
-        mv = sOurs->data(kMimeMvFiles);
-    else if (foreign && clipboard()->mimeData())
-        mv = clipboard()->mimeData()->data(kMimeMvFiles);
+    if (!owned())
+        return;
+    const QByteArray mv = sOurs->data(kMimeMvFiles);
     if (mv == sCutBytes && (!mv.isEmpty() || sCut.empty()))
         return;
     FileTransf t;
     sCutBytes = mv;
-    if (mv.isEmpty() || !transf_unpack(view(mv), t))
-        sCut.clear();
-    else
-        sCut.assign(std::move(t));
+    sCutLive = !mv.isEmpty() && transf_unpack(view(mv), t);
+    sCut.assign(sCutLive ? std::move(t) : FileTransf{});
 }
 
 void publish_rest()
 {
     if (sPublishTimer)
         sPublishTimer->stop();
-    if (owned())
+    if (sCutLive)
         publish(sCut.remaining(), true);
 }
 
@@ -158,8 +160,8 @@ void refresh_marks()
         list->viewport()->update();
 }
 
-// Files another program copied or cut. Returns false when there were none.
-bool paste_foreign(const QMimeData* m)
+// Files another program copied or cut, as URIs.
+void paste_foreign(const QMimeData* m)
 {
     QByteArray text;
     bool cut = false;
@@ -172,13 +174,13 @@ bool paste_foreign(const QMimeData* m)
         text = m->data(kUriList);
         cut = m->data(kKdeCut).trimmed() == "1";
     } else {
-        return false;
+        return;
     }
     std::vector<FileTransf> groups;
     std::string bad;
     if (!transf_from_uri_lines(view(text), groups, bad)) {
         wreport(gBase, "Paste", "Only files on this computer can be pasted:\n'%s'", bad.c_str());
-        return true;
+        return;
     }
     for (const FileTransf& g : groups)
         if (g.srcdir != gDir.path)
@@ -186,7 +188,6 @@ bool paste_foreign(const QMimeData* m)
     // The other program's cut is used up: a second Paste would find nothing to move.
     if (cut && !groups.empty())
         clipboard()->clear();
-    return true;
 }
 }  // namespace
 
@@ -233,8 +234,14 @@ int em_paste()
         kind = FOP_COPY;
     } else {
         const QByteArray mv = m->data(kMimeMvFiles);
-        if (!mv.isEmpty() && transf_unpack(view(mv), t))
+        if (!mv.isEmpty() && transf_unpack(view(mv), t)) {
             kind = FOP_MOVE;
+            if (!owned()) {  // another instance's cut: this move takes it apart
+                sCut.assign(t);
+                sCutBytes = mv;
+                sCutLive = true;
+            }
+        }
     }
     if (kind < 0) {
         if (!m->hasFormat(kMimeFiles) && !m->hasFormat(kMimeMvFiles))
@@ -282,7 +289,7 @@ int em_check_clipboard_for_type(int, const char* type)
 
 void file_get_cut_files()
 {
-    load_cut(true);
+    load_cut();
 }
 
 bool file_is_cut(const std::string& dir, const std::string& name)
@@ -312,16 +319,17 @@ void clip_setup(QTreeView* list)
         QObject::connect(sPublishTimer, &QTimer::timeout, [] { publish_rest(); });
         // Another program took the clipboard: our cut is no longer on it.
         QObject::connect(clipboard(), &QClipboard::dataChanged, [] {
-            if (sPublishing || sCut.empty() || owned())
+            if (sPublishing || owned() || !sCutLive)
                 return;
+            sCutLive = false;
             sCut.clear();
             sCutBytes.clear();
             refresh_marks();
         });
     }
     fl_model()->set_cut_query([](const FileRecord& r) { return sCut.contains(gDir.path, r.name.view()); });
-    fl_set_update_hook([] { load_cut(false); });
-    fop_gui_set_item_hooks([] { load_cut(true); }, [](const std::string& d, const std::string& n) {
+    fl_set_update_hook(load_cut);
+    fop_gui_set_item_hooks(load_cut, [](const std::string& d, const std::string& n) {
         if (file_uncut(d, n))
             refresh_marks();
     });
