@@ -98,9 +98,7 @@ int NewDlg::run()
 {
     sNewKind = kind_;
     new_setup();
-    const int done = dlg_->exec() == QDialog::Accepted ? 0 : -1;
-    misc_give_focus(fl_list());
-    return done;
+    return wexec(dlg_.get(), fl_list());
 }
 
 int new_file_setup()

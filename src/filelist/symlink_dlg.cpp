@@ -98,9 +98,7 @@ bool SymlinkDlg::fm_create_symlink_cb()
 int SymlinkDlg::run()
 {
     symlink_dlg_setup_f();
-    const int done = dlg_->exec() == QDialog::Accepted ? 0 : -1;
-    misc_give_focus(fl_list());
-    return done;
+    return wexec(dlg_.get(), fl_list());
 }
 
 int fm_symlink()

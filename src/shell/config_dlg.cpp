@@ -199,9 +199,7 @@ int ConfigDlg::run()
     config_setup();
     dlg_->adjustSize();
     wcenter(dlg_->parentWidget(), dlg_.get());
-    const int done = dlg_->exec() == QDialog::Accepted ? 0 : -1;
-    misc_give_focus(fl_list());
-    return done;
+    return wexec(dlg_.get(), fl_list());
 }
 
 int em_preferences()

@@ -371,9 +371,7 @@ int PropertyDlg::run()
 {
     if (prop_setup() != 0)
         return -1;
-    const int done = dlg_->exec() == QDialog::Accepted ? 0 : -1;
-    misc_give_focus(fl_list());
-    return done;
+    return wexec(dlg_.get(), fl_list());
 }
 
 int em_properties()

@@ -3,6 +3,7 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
+#include <QDialog>
 #include <QGroupBox>
 #include <QHash>
 #include <QLabel>
@@ -275,6 +276,13 @@ void misc_give_focus(QWidget* w)
         gBase->activateWindow();
     if (w)
         w->setFocus(Qt::OtherFocusReason);
+}
+
+int wexec(QDialog* dlg, QWidget* after)
+{
+    const int done = dlg->exec() == QDialog::Accepted ? 0 : -1;
+    misc_give_focus(after);
+    return done;
 }
 
 void wtimer_attach(QWidget* w, int period_ms, WTimerFn fn, void* data)

@@ -5,6 +5,7 @@
 #include <QFont>
 #include <QString>
 
+class QDialog;
 class QWidget;
 
 // One button "&Continue"; the message is cut to 255 characters. Returns 1.
@@ -23,6 +24,9 @@ bool wis_blocked(const QWidget* window);
 void wcenter(QWidget* parent, QWidget* child);
 void wfocus(QWidget* w);
 void misc_give_focus(QWidget* w);
+// Runs a dialog modally, then gives the focus back to `after`. 0 when it was
+// accepted, -1 when cancelled.
+int wexec(QDialog* dlg, QWidget* after);
 
 // A widget carries either a timer record or a work-procedure record.
 using WTimerFn = void (*)(QWidget* w, void* data);
