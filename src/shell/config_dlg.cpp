@@ -5,9 +5,7 @@
 
 #include <QDialog>
 #include <QFontDialog>
-#include <QKeySequence>
 #include <QMainWindow>
-#include <QShortcut>
 #include <QTreeWidget>
 #include <QTreeView>
 
@@ -46,12 +44,6 @@ QString field(std::string_view s)
 {
     return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size()));
 }
-
-void add_shortcut(QDialog* dlg, const char* keys, QAbstractButton* button)
-{
-    auto* sc = new QShortcut(QKeySequence(QString::fromLatin1(keys)), dlg);
-    QObject::connect(sc, &QShortcut::activated, button, &QAbstractButton::click);
-}
 }  // namespace
 
 ConfigDlg::ConfigDlg(QWidget* parent) : dlg_(new QDialog(parent)), ui_(new Ui::config_dlg)
@@ -67,8 +59,8 @@ ConfigDlg::ConfigDlg(QWidget* parent) : dlg_(new QDialog(parent)), ui_(new Ui::c
                      [this] { config_list_font(); });
     QObject::connect(ui_->ctree_select, &QPushButton::clicked, dlg_.get(),
                      [this] { config_tree_font(); });
-    add_shortcut(dlg_.get(), "Alt+D", ui_->capply);
-    add_shortcut(dlg_.get(), "Alt+C", ui_->ccancel);
+    wshortcut(dlg_.get(), "Alt+D", ui_->capply);
+    wshortcut(dlg_.get(), "Alt+C", ui_->ccancel);
 }
 
 ConfigDlg::~ConfigDlg() = default;

@@ -10,10 +10,8 @@
 #include <unistd.h>
 
 #include <QDialog>
-#include <QKeySequence>
 #include <QMainWindow>
 #include <QPalette>
-#include <QShortcut>
 #include <QTreeView>
 
 #include "assoc/as_run.h"
@@ -112,10 +110,8 @@ PropertyDlg::PropertyDlg(QWidget* parent) : dlg_(new QDialog(parent)), ui_(new U
                      &QPushButton::click);
     QObject::connect(ui_->pr_cancel, &QPushButton::clicked, dlg_.get(), &QDialog::reject);
     QObject::connect(dlg_.get(), &QDialog::rejected, dlg_.get(), [this] { prop_cancel(); });
-    auto* done = new QShortcut(QKeySequence(QStringLiteral("Alt+D")), dlg_.get());
-    QObject::connect(done, &QShortcut::activated, ui_->pr_done, &QPushButton::click);
-    auto* cancel = new QShortcut(QKeySequence(QStringLiteral("Alt+C")), dlg_.get());
-    QObject::connect(cancel, &QShortcut::activated, ui_->pr_cancel, &QPushButton::click);
+    wshortcut(dlg_.get(), "Alt+D", ui_->pr_done);
+    wshortcut(dlg_.get(), "Alt+C", ui_->pr_cancel);
 }
 
 PropertyDlg::~PropertyDlg() = default;

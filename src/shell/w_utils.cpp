@@ -10,6 +10,7 @@
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QPointer>
+#include <QShortcut>
 #include <QScreen>
 #include <QTimer>
 #include <QTimerEvent>
@@ -283,6 +284,12 @@ int wexec(QDialog* dlg, QWidget* after)
     const int done = dlg->exec() == QDialog::Accepted ? 0 : -1;
     misc_give_focus(after);
     return done;
+}
+
+void wshortcut(QWidget* window, const char* keys, QAbstractButton* button)
+{
+    auto* sc = new QShortcut(QKeySequence(QString::fromLatin1(keys)), window);
+    QObject::connect(sc, &QShortcut::activated, button, &QAbstractButton::click);
 }
 
 void wtimer_attach(QWidget* w, int period_ms, WTimerFn fn, void* data)

@@ -5,6 +5,7 @@
 #include <QFont>
 #include <QString>
 
+class QAbstractButton;
 class QDialog;
 class QWidget;
 
@@ -27,6 +28,8 @@ void misc_give_focus(QWidget* w);
 // Runs a dialog modally, then gives the focus back to `after`. 0 when it was
 // accepted, -1 when cancelled.
 int wexec(QDialog* dlg, QWidget* after);
+// A key sequence ("Alt+D") anywhere in `window` that clicks `button`.
+void wshortcut(QWidget* window, const char* keys, QAbstractButton* button);
 
 // A widget carries either a timer record or a work-procedure record.
 using WTimerFn = void (*)(QWidget* w, void* data);
