@@ -42,3 +42,13 @@ keys type --delay 50 "zeta"
 keys key ctrl+x
 [ "$(clip_out x-special/gnome-copied-files)" = "$(printf 'cut\nfile://%s/dir/zeta' "$work")" ] || fail "Cut is not seen as a cut"
 echo "cut: x-special/gnome-copied-files says cut"
+
+# A second instance pastes that cut: the move runs there and empties the cut entry.
+mkdir -p "$work/second"
+start_vell "$vell" "$work/second"
+keys key ctrl+v
+wait_for "$work/second/zeta"
+[ -e "$work/dir/zeta" ] && fail "the cut file is still in the first instance's directory"
+sleep 0.5
+[ "$(clip_out application/x-vell-mvfiles | wc -c)" -eq 0 ] || fail "the cut entry is not empty after the move"
+echo "paste in a second instance: moved, and the cut entry ended empty"

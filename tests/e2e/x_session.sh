@@ -3,7 +3,7 @@
 # Source it after `set -u`; it sets $work, $disp and $vpid, $win after start_vell.
 work=$(mktemp -d "${TMPDIR:-/tmp}/vell-e2e.XXXXXX")
 pids=()
-cleanup() { kill "${pids[@]}" 2>/dev/null; rm -rf "$work"; }
+cleanup() { kill "${pids[@]}" 2>/dev/null; wait 2>/dev/null; rm -rf "$work"; }
 trap cleanup EXIT
 skip() { echo "SKIPPED: $*"; exit 77; }
 need() { for tool in "$@"; do command -v "$tool" >/dev/null || skip "$tool is not installed"; done; }
@@ -41,7 +41,7 @@ start_vell() {
     for _ in $(seq 300); do
         sleep 0.1
         kill -0 "$vpid" 2>/dev/null || { cat "$work/vell.log"; echo "vell exited"; exit 1; }
-        [ -n "$win" ] || win=$(xdotool search --onlyvisible --pid "$vpid" --name "File Manager" 2>/dev/null | head -1)
+        [ -n "$win" ] || win=$(xdotool search --all --onlyvisible --pid "$vpid" --name "File Manager" 2>/dev/null | head -1)
         [ -n "$win" ] || continue
         cpu=$(awk '{print $14 + $15}' "/proc/$vpid/stat")
         if [ "$cpu" = "$last" ]; then still=$((still + 1)); else still=0; last=$cpu; fi
