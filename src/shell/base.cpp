@@ -14,6 +14,7 @@
 #include "fileops/slot_window.h"
 #include "filelist/fl_panel.h"
 #include "filelist/tb_path.h"
+#include "hotlist/tree.h"
 #include "shell/globals.h"
 #include "shell/init_config.h"
 #include "shell/w_utils.h"
@@ -89,7 +90,8 @@ void base_setup(BaseWindow* w, int phase)
         fl_setspec("*");
         ui->hotlist_panel->setMinimumSize(96, 100);
         ui->filelist_panel->setMinimumSize(120, 100);
-        ui->tree->setFont(w_font(QString::fromUtf8(gConfig->hotlist_font())));
+        tree_setup(ui->tree);
+        tree_load(gConfigPath, "hotlist.001");
         cl_apply(gCboxes.path, ui->tb_curpath);
         fl_setup(ui->filelist);
         clip_setup(ui->filelist);
@@ -173,6 +175,7 @@ void base_closing()
     }
     init_save_cboxs(gCboxes, gConfigPath.c_str());
     init_destroy_cboxs(gCboxes);
+    tree_save(gConfigPath, "hotlist.001");
 }
 
 int fm_exit()

@@ -1,0 +1,496 @@
+#include "hotlist/dtm.h"
+
+#include <QAbstractListModel>
+#include <QApplication>
+#include <QKeyEvent>
+#include <QListView>
+#include <QMainWindow>
+#include <QMenu>
+#include <QPainter>
+#include <QPointer>
+#include <QScreen>
+#include <QScrollBar>
+#include <QStyledItemDelegate>
+#include <QTimer>
+#include <QWidgetAction>
+#include <algorithm>
+#include <atomic>
+#include <fcntl.h>
+
+#include "dirmodel/fname.h"
+#include "hotlist/dtm_scan.h"
+#include "shell/globals.h"
+#include "shell/w_msg.h"
+
+namespace {
+std::atomic<int> sStarted{0};
+std::atomic<int> sRunning{0};
+
+enum RowState : char { kUnchecked = 0, kPlain = 1, kCascading = 2 };
+constexpr int kStateRole = Qt::UserRole;
+constexpr int kMaxRows = 32;
+
+QString label_of(const std::string& name)
+{
+    QString s = QString::fromUtf8(fname_decode(name.c_str()));
+    if (!s.endsWith('/'))
+        s += '/';
+    return s;
+}
+
+std::string join(const std::string& dir, const std::string& name)
+{
+    std::string p = dir;
+    if (p.empty() || p.back() != '/')
+        p += '/';
+    return p + name;
+}
+
+// The subdirectories of one directory. Labels are made when a row is drawn, so a
+// directory of tens of thousands costs the GUI only the rows on screen.
+class DirRows : public QAbstractListModel {
+public:
+    std::vector<std::string> names;
+    std::vector<char> state;
+
+    int rowCount(const QModelIndex& parent) const override
+    {
+        return parent.isValid() ? 0 : int(names.size());
+    }
+    QVariant data(const QModelIndex& i, int role) const override
+    {
+        const std::size_t r = std::size_t(i.row());
+        if (role == Qt::DisplayRole)
+            return label_of(names[r]);
+        if (role == Qt::ForegroundRole && state[r] == kUnchecked)
+            return QColor(QRgb(0x909090));  // not looked into yet
+        if (role == kStateRole)
+            return int(state[r]);
+        return {};
+    }
+    void set_states(std::size_t first, const std::vector<char>& has_sub)
+    {
+        const std::size_t n = std::min(has_sub.size(), state.size() - std::min(first, state.size()));
+        if (n == 0)
+            return;
+        for (std::size_t k = 0; k < n; ++k)
+            state[first + k] = has_sub[k] ? kCascading : kPlain;
+        emit dataChanged(index(int(first)), index(int(first + n - 1)));
+    }
+};
+
+// Draws the cascading arrow of a row that has subdirectories.
+class ArrowDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+    void paint(QPainter* p, const QStyleOptionViewItem& o, const QModelIndex& i) const override
+    {
+        QStyledItemDelegate::paint(p, o, i);
+        if (i.data(kStateRole).toInt() != kCascading)
+            return;
+        QStyleOption a;
+        a.palette = o.palette;
+        a.state = o.state;
+        const int h = o.rect.height();
+        a.rect = QRect(o.rect.right() - h, o.rect.top() + h / 4, h / 2, h / 2);
+        QWidget* w = const_cast<QWidget*>(o.widget);
+        (w ? w->style() : QApplication::style())->drawPrimitive(QStyle::PE_IndicatorArrowRight, &a, p, w);
+    }
+    QSize sizeHint(const QStyleOptionViewItem& o, const QModelIndex& i) const override
+    {
+        QSize s = QStyledItemDelegate::sizeHint(o, i);
+        return {s.width() + s.height(), s.height() + 4};  // room for the arrow, menu-like height
+    }
+};
+
+void close_all_popups()
+{
+    for (int guard = 0; guard < 64; ++guard) {
+        QWidget* p = QApplication::activePopupWidget();
+        if (!p)
+            break;
+        p->close();
+    }
+}
+
+void choose(const DtmHandler& handler, const std::string& path)
+{
+    close_all_popups();
+    if (handler) {
+        const std::string copy = path;  // the menus are gone by the time it runs
+        handler(copy);
+    }
+}
+
+// The submenu of one directory: "..." until its scan has listed the
+// subdirectories, then a scrolling list of them. Each row cascades in turn into a
+// menu of this kind, opened on demand.
+class DirMenu : public QMenu {
+public:
+    DirMenu(QWidget* parent, std::string path, int flags, DtmHandler handler, DirMenu* opener)
+        : QMenu(parent), path_(std::move(path)), flags_(flags & ~DTM_CHECK),
+          handler_(std::move(handler)), opener_(opener)
+    {
+        placeholder_ = addAction(QStringLiteral("..."));
+        placeholder_->setEnabled(false);
+        connect(this, &QMenu::aboutToShow, this, &DirMenu::start);
+        hover_.setSingleShot(true);
+        hover_.setInterval(style()->styleHint(QStyle::SH_Menu_SubMenuPopupDelay, nullptr, this));
+        connect(&hover_, &QTimer::timeout, this, [this] { open_row(hover_row_, false); });
+    }
+    ~DirMenu() override
+    {
+        // Its thread ends at the next directory entry; steps it still sends find
+        // this menu gone and are dropped.
+        if (scan_)
+            scan_->stop = true;
+    }
+
+    QAction* entry = nullptr;  // the plain menu's item that cascades into this one
+    int opener_row = -1;
+
+    void choose_self() { choose(handler_, path_); }
+
+protected:
+    void hideEvent(QHideEvent* e) override
+    {
+        hover_.stop();
+        if (child_)
+            child_->hide();
+        QMenu::hideEvent(e);
+    }
+    void keyPressEvent(QKeyEvent* e) override
+    {
+        if (opener_ && (e->key() == Qt::Key_Left || e->key() == Qt::Key_Escape)) {
+            back_to_opener();
+            return;
+        }
+        QMenu::keyPressEvent(e);
+    }
+    // A menu opened from a row is no submenu to the toolkit, so the pointer's
+    // moves and presses over the menus it came from are handed to them here.
+    void mouseMoveEvent(QMouseEvent* e) override
+    {
+        if (!(opener_ && !rect().contains(e->position().toPoint()) && forward(e)))
+            QMenu::mouseMoveEvent(e);
+    }
+    void mousePressEvent(QMouseEvent* e) override
+    {
+        if (!(opener_ && !rect().contains(e->position().toPoint()) && forward(e)))
+            QMenu::mousePressEvent(e);
+    }
+    void mouseDoubleClickEvent(QMouseEvent* e) override
+    {
+        if (!(opener_ && !rect().contains(e->position().toPoint()) && forward(e)))
+            QMenu::mouseDoubleClickEvent(e);
+    }
+    bool eventFilter(QObject* o, QEvent* e) override
+    {
+        if (o == view_ && e->type() == QEvent::KeyPress) {
+            auto* k = static_cast<QKeyEvent*>(e);
+            const int row = view_->currentIndex().row();
+            switch (k->key()) {
+            case Qt::Key_Right:
+                open_row(row, true);
+                return true;
+            case Qt::Key_Return:
+            case Qt::Key_Enter:
+                activate(row);
+                return true;
+            case Qt::Key_Left:
+            case Qt::Key_Escape:
+                if (opener_)
+                    back_to_opener();
+                else
+                    hide();
+                return true;
+            default:
+                break;
+            }
+        }
+        return QMenu::eventFilter(o, e);
+    }
+
+private:
+    void start()
+    {
+        disconnect(this, &QMenu::aboutToShow, this, &DirMenu::start);
+        auto scan = std::make_shared<DtmScan>();
+        scan->path = path_;
+        scan->flags = flags_;
+        QPointer<DirMenu> me(this);
+        scan->on_listed = [me](std::vector<std::string>&& names) {
+            QMetaObject::invokeMethod(
+                qApp, [me, n = std::move(names)]() mutable { if (me) me->listed(std::move(n)); },
+                Qt::QueuedConnection);
+        };
+        scan->on_checked = [me](std::size_t first, std::vector<char>&& has) {
+            QMetaObject::invokeMethod(
+                qApp, [me, first, h = std::move(has)] { if (me) me->checked(first, h); },
+                Qt::QueuedConnection);
+        };
+        scan->on_notice = [me](const char* title, const char* text) {
+            QMetaObject::invokeMethod(
+                qApp, [me, t = std::string(title), m = std::string(text)] {
+                    if (me)
+                        dtm_errinfo(t.c_str(), m.c_str());
+                },
+                Qt::QueuedConnection);
+        };
+        scan_ = scan;
+        ++sStarted;
+        ++sRunning;
+        auto counted = std::shared_ptr<DtmScan>(scan.get(), [scan](DtmScan*) { --sRunning; });
+        if (dtm_start_scan(counted) != 0) {
+            scan_.reset();
+            dtm_errinfo("Directory Scanning", "Unable to start scanning procedure!");
+        }
+    }
+
+    void listed(std::vector<std::string>&& names)
+    {
+        if (names.empty()) {
+            become_plain();
+            return;
+        }
+        rows_ = new DirRows;
+        rows_->setParent(this);
+        rows_->state.assign(names.size(), kUnchecked);
+        rows_->names = std::move(names);
+        view_ = new QListView;
+        view_->setObjectName(QStringLiteral("dtm_list"));
+        view_->setModel(rows_);
+        view_->setItemDelegate(new ArrowDelegate(view_));
+        view_->setUniformItemSizes(true);
+        view_->setMouseTracking(true);
+        view_->setFrameShape(QFrame::NoFrame);
+        view_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        view_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+        view_->setSelectionMode(QAbstractItemView::SingleSelection);
+        view_->viewport()->setAutoFillBackground(false);
+        view_->setStyleSheet(QStringLiteral("QListView { background: transparent; }"));
+        view_->installEventFilter(this);
+        connect(view_, &QListView::entered, this, [this](const QModelIndex& i) { hover(i.row()); });
+        connect(view_, &QListView::clicked, this, [this](const QModelIndex& i) { activate(i.row()); });
+        connect(view_, &QListView::doubleClicked, this,
+                [this](const QModelIndex& i) { choose(handler_, join(path_, rows_->names[i.row()])); });
+        size_view();
+        auto* holder = new QWidgetAction(this);
+        holder->setDefaultWidget(view_);
+        const QPoint at = pos();
+        const bool shown = isVisible();
+        removeAction(placeholder_);
+        delete placeholder_;
+        placeholder_ = nullptr;
+        addAction(holder);
+        if (shown) {
+            // Keep it where it opened, inside the screen, with the list focused.
+            adjustSize();
+            const QRect s = screen()->availableGeometry();
+            move(std::clamp(at.x(), s.left(), std::max(s.left(), s.right() - width())),
+                 std::clamp(at.y(), s.top(), std::max(s.top(), s.bottom() - height())));
+            setActiveAction(holder);
+            view_->setFocus();
+            view_->setCurrentIndex(rows_->index(0));
+        }
+    }
+
+    // Width from the longest names only: measuring every label of a huge
+    // directory would cost the GUI more than the scan.
+    void size_view()
+    {
+        std::vector<std::size_t> idx(rows_->names.size());
+        for (std::size_t i = 0; i < idx.size(); ++i)
+            idx[i] = i;
+        const std::size_t k = std::min<std::size_t>(idx.size(), 24);
+        std::partial_sort(idx.begin(), idx.begin() + k, idx.end(), [this](std::size_t a, std::size_t b) {
+            return rows_->names[a].size() > rows_->names[b].size();
+        });
+        const QFontMetrics fm(view_->font());
+        int w = 0;
+        for (std::size_t i = 0; i < k; ++i)
+            w = std::max(w, fm.horizontalAdvance(label_of(rows_->names[idx[i]])));
+        const int row_h = view_->sizeHintForRow(0);
+        const int rows = std::min<int>(int(rows_->names.size()), kMaxRows);
+        const int bar = int(rows_->names.size()) > rows ? view_->verticalScrollBar()->sizeHint().width() : 0;
+        const int max_w = screen() ? screen()->availableGeometry().width() / 2 : 800;
+        view_->setFixedSize(std::min(w + row_h + 16 + bar, max_w), rows * row_h + 2);
+    }
+
+    void checked(std::size_t first, const std::vector<char>& has)
+    {
+        if (rows_)
+            rows_->set_states(first, has);
+    }
+
+    // No subdirectories: the entry acts directly from now on.
+    void become_plain()
+    {
+        if (entry) {
+            entry->setMenu(nullptr);
+            hide();
+            deleteLater();
+        } else if (opener_) {
+            opener_->set_plain(opener_row);
+            back_to_opener();
+        }
+    }
+
+    void set_plain(int row)
+    {
+        if (rows_ && row >= 0 && std::size_t(row) < rows_->state.size())
+            rows_->set_states(std::size_t(row), {0});
+    }
+
+    void back_to_opener()
+    {
+        hide();
+        if (opener_ && opener_->view_) {
+            opener_->activateWindow();
+            opener_->view_->setFocus();
+        }
+    }
+
+    void hover(int row)
+    {
+        view_->setCurrentIndex(rows_->index(row));
+        hover_row_ = row;
+        if (child_ && child_->opener_row == row)
+            hover_.stop();
+        else
+            hover_.start();
+    }
+
+    void activate(int row)
+    {
+        if (row < 0 || !rows_)
+            return;
+        if (rows_->state[std::size_t(row)] == kCascading)
+            open_row(row, true);
+        else
+            choose(handler_, join(path_, rows_->names[std::size_t(row)]));
+    }
+
+    void open_row(int row, bool focus)
+    {
+        if (!rows_ || row < 0 || std::size_t(row) >= rows_->names.size())
+            return;
+        if (child_ && child_->opener_row == row) {
+            if (focus && child_->view_)
+                child_->view_->setFocus();
+            return;
+        }
+        delete child_;  // a menu of another row: its scan is told to stop
+        if (rows_->state[std::size_t(row)] != kCascading)
+            return;
+        child_ = new DirMenu(this, join(path_, rows_->names[std::size_t(row)]), flags_, handler_, this);
+        child_->opener_row = row;
+        // Beside this menu (right of its scroll bar), level with the row.
+        const QRect r = view_->visualRect(rows_->index(row));
+        child_->popup(QPoint(mapToGlobal(rect().topRight()).x(), view_->viewport()->mapToGlobal(r.topLeft()).y()));
+        if (!focus)
+            view_->setFocus();
+    }
+
+    // Gives a pointer event outside this menu to the directory menu under it, or
+    // to the plain menu this chain hangs from.
+    bool forward(QMouseEvent* e)
+    {
+        const QPoint g = e->globalPosition().toPoint();
+        for (DirMenu* d = opener_; d; d = d->opener_) {
+            if (d->geometry().contains(g) && d->view_) {
+                const QModelIndex i = d->view_->indexAt(d->view_->viewport()->mapFromGlobal(g));
+                if (!i.isValid())
+                    return true;
+                if (e->type() == QEvent::MouseMove) {
+                    d->hover(i.row());
+                } else if (e->type() == QEvent::MouseButtonDblClick) {
+                    choose(d->handler_, join(d->path_, d->rows_->names[std::size_t(i.row())]));
+                } else {
+                    d->view_->setCurrentIndex(i);
+                    d->activate(i.row());
+                }
+                return true;
+            }
+            if (!d->opener_) {
+                QMouseEvent m(e->type(), d->mapFromGlobal(g), g, e->button(), e->buttons(), e->modifiers());
+                QCoreApplication::sendEvent(d, &m);
+                return true;
+            }
+        }
+        return false;
+    }
+
+    std::string path_;
+    int flags_;
+    DtmHandler handler_;
+    DirMenu* opener_;
+    QAction* placeholder_ = nullptr;
+    std::shared_ptr<DtmScan> scan_;
+    DirRows* rows_ = nullptr;
+    QListView* view_ = nullptr;
+    QPointer<DirMenu> child_;
+    QTimer hover_;
+    int hover_row_ = -1;
+};
+
+// A double click on an entry that cascades chooses its own directory.
+class DoubleClickChooser : public QObject {
+public:
+    using QObject::QObject;
+    bool eventFilter(QObject* o, QEvent* e) override
+    {
+        if (e->type() != QEvent::MouseButtonDblClick)
+            return false;
+        auto* menu = static_cast<QMenu*>(o);
+        QAction* a = menu->actionAt(static_cast<QMouseEvent*>(e)->position().toPoint());
+        auto* d = a ? dynamic_cast<DirMenu*>(a->menu()) : nullptr;
+        if (!d)
+            return false;
+        d->choose_self();
+        return true;
+    }
+};
+}  // namespace
+
+void dtm_errinfo(const char* title, const char* text)
+{
+    w_message(w_make_message(gBase, QString::fromUtf8(title), QString::fromUtf8(text), "&Close"));
+}
+
+int dtm_scans_started()
+{
+    return sStarted;
+}
+
+int dtm_scans_running()
+{
+    return sRunning;
+}
+
+QAction* dtm_add_item(QMenu* parent, const std::string& path, const QString& label, int flags,
+                      DtmHandler handler)
+{
+    if (!parent)
+        return nullptr;
+    QString text = label;
+    if (!text.endsWith('/'))
+        text += '/';
+    const bool cascades = (flags & DTM_CHECK) &&
+                          dtm_has_subdir(AT_FDCWD, path.c_str(), flags & DTM_HIDE_DOT) > 0;
+    auto* a = parent->addAction(text);
+    QObject::connect(a, &QAction::triggered, a, [a, path, handler] {
+        if (!a->menu())  // an entry that cascades is chosen in its submenu
+            choose(handler, path);
+    });
+    if (cascades) {
+        auto* sub = new DirMenu(parent, path, flags, handler, nullptr);
+        sub->entry = a;
+        a->setMenu(sub);
+        if (!parent->property("dtm_dblclick").toBool()) {
+            parent->installEventFilter(new DoubleClickChooser(parent));
+            parent->setProperty("dtm_dblclick", true);
+        }
+    }
+    return a;
+}

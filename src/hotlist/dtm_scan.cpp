@@ -1,0 +1,192 @@
+#include "hotlist/dtm_scan.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <new>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+#ifdef VELL_SANITIZED
+constexpr std::size_t kStack = 1 << 20;
+#else
+constexpr std::size_t kStack = 0x10000;
+#endif
+// How long answers are gathered before they are handed over: short enough to
+// look live, long enough that a big directory costs the GUI few steps.
+constexpr auto kBatch = std::chrono::milliseconds(15);
+
+bool all_digits(const char* s)
+{
+    for (; *s; ++s)
+        if (*s < '0' || *s > '9')
+            return false;
+    return true;
+}
+
+// Compares two digit strings by value without overflowing on long ones.
+int cmp_numbers(const char* a, const char* b)
+{
+    while (*a == '0')
+        ++a;
+    while (*b == '0')
+        ++b;
+    const std::size_t la = std::strlen(a), lb = std::strlen(b);
+    if (la != lb)
+        return la < lb ? -1 : 1;
+    return std::strcmp(a, b);
+}
+
+bool skip_name(const char* n, bool hide_dot)
+{
+    if (n[0] != '.')
+        return false;
+    return hide_dot || n[1] == '\0' || (n[1] == '.' && n[2] == '\0');
+}
+
+// Whether entry e of the open directory dfd is a directory, links followed.
+// The type the stream delivers saves the status call for all but links.
+bool entry_is_dir(int dfd, const struct dirent* e)
+{
+    if (e->d_type == DT_DIR)
+        return true;
+    if (e->d_type != DT_LNK && e->d_type != DT_UNKNOWN)
+        return false;
+    struct stat st {};
+    return ::fstatat(dfd, e->d_name, &st, 0) == 0 && S_ISDIR(st.st_mode);
+}
+
+struct DirCloser {
+    void operator()(DIR* d) const { ::closedir(d); }
+};
+using DirPtr = std::unique_ptr<DIR, DirCloser>;
+
+DirPtr open_dir(int at, const char* path)
+{
+    const int fd = ::openat(at, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return nullptr;
+    DIR* d = ::fdopendir(fd);
+    if (!d)
+        ::close(fd);
+    return DirPtr(d);
+}
+
+void notice(const DtmScan& s, const char* title, const char* text)
+{
+    if (s.on_notice)
+        s.on_notice(title, text);
+}
+
+void* thread_main(void* arg)
+{
+    std::unique_ptr<std::shared_ptr<DtmScan>> hold(static_cast<std::shared_ptr<DtmScan>*>(arg));
+    dtm_scanning_thread(*hold);
+    return nullptr;
+}
+}  // namespace
+
+int _list_cmp(const char* a, const char* b)
+{
+    if (*a && !all_digits(a))
+        return std::strcmp(a, b);
+    if (all_digits(b))
+        return cmp_numbers(a, b);
+    return std::strcmp(a, b);
+}
+
+int dtm_has_subdir(int at, const char* path, bool hide_dot, const std::atomic<bool>* stop)
+{
+    DirPtr dir = open_dir(at, path);
+    if (!dir)
+        return -1;
+    const int dfd = ::dirfd(dir.get());
+    while (const struct dirent* e = ::readdir(dir.get())) {
+        if (stop && stop->load(std::memory_order_relaxed))
+            return 0;
+        if (!skip_name(e->d_name, hide_dot) && entry_is_dir(dfd, e))
+            return 1;
+    }
+    return 0;
+}
+
+void dtm_scanning_thread(const std::shared_ptr<DtmScan>& scan)
+{
+    DtmScan& s = *scan;
+    s.running = true;
+    const bool hide_dot = s.flags & DTM_HIDE_DOT;
+    std::vector<std::string> names;
+    DirPtr dir;
+    try {
+        dir = open_dir(AT_FDCWD, s.path.c_str());
+        if (dir) {
+            const int dfd = ::dirfd(dir.get());
+            while (const struct dirent* e = ::readdir(dir.get())) {
+                if (s.stop.load(std::memory_order_relaxed)) {
+                    s.finished = true;
+                    return;
+                }
+                if (!skip_name(e->d_name, hide_dot) && entry_is_dir(dfd, e))
+                    names.emplace_back(e->d_name);
+            }
+            // Stable: numbers and other names do not form one total order ("2" < "10" < "1a" < "2").
+            std::stable_sort(names.begin(), names.end(), [](const std::string& a, const std::string& b) {
+                return _list_cmp(a.c_str(), b.c_str()) < 0;
+            });
+        }
+    } catch (const std::bad_alloc&) {
+        notice(s, "Memory Allocation", "Not enough memory!");
+        s.finished = true;
+        return;
+    }
+    // The children are checked through the directory already open, by name.
+    std::vector<std::string> order = names;
+    const std::size_t count = order.size();
+    if (s.on_listed)
+        s.on_listed(std::move(names));
+    const int dfd = dir ? ::dirfd(dir.get()) : -1;
+    std::size_t first = 0;
+    std::vector<char> answers;
+    auto last = std::chrono::steady_clock::now();
+    for (std::size_t i = 0; i < count && !s.stop.load(std::memory_order_relaxed); ++i) {
+        answers.push_back(dtm_has_subdir(dfd, order[i].c_str(), hide_dot, &s.stop) > 0);
+        const auto now = std::chrono::steady_clock::now();
+        if (i + 1 == count || now - last >= kBatch) {
+            if (s.stop.load(std::memory_order_relaxed))
+                break;
+            if (s.on_checked)
+                s.on_checked(first, std::move(answers));
+            first = i + 1;
+            answers.clear();
+            last = now;
+        }
+    }
+    s.finished = true;
+}
+
+int dtm_start_scan(std::shared_ptr<DtmScan> scan)
+{
+    auto* arg = new (std::nothrow) std::shared_ptr<DtmScan>(std::move(scan));
+    if (!arg)
+        return -1;
+    pthread_attr_t attr;
+    int rc = pthread_attr_init(&attr);
+    if (rc == 0) {
+        pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
+        rc = pthread_attr_setstacksize(&attr, kStack);
+        pthread_t tid;
+        if (rc == 0)
+            rc = pthread_create(&tid, &attr, thread_main, arg);
+        pthread_attr_destroy(&attr);
+    }
+    if (rc != 0) {
+        delete arg;
+        return -1;
+    }
+    return 0;
+}

@@ -1,0 +1,55 @@
+#include "hotlist/hl_file.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+#include "shell/io_util.h"
+
+int HotList::add(const std::string& path)
+{
+    if (contains(path))
+        return -1;
+    entries.push_back(path);
+    return 0;
+}
+
+bool HotList::remove(const std::string& path)
+{
+    auto it = std::find(entries.begin(), entries.end(), path);
+    if (it == entries.end())
+        return false;
+    entries.erase(it);
+    return true;
+}
+
+bool HotList::contains(const std::string& path) const
+{
+    return std::find(entries.begin(), entries.end(), path) != entries.end();
+}
+
+int hotlist_read(const std::string& file, HotList& out)
+{
+    out.entries.clear();
+    std::unique_ptr<FILE, int (*)(FILE*)> f(std::fopen(file.c_str(), "r"), std::fclose);
+    if (!f) {
+        out.entries.emplace_back("/");
+        return -1;
+    }
+    char buf[1025];
+    while (std::fgets(buf, sizeof buf, f.get())) {
+        std::string line(buf);
+        if (!line.empty() && line.back() == '\n')
+            line.pop_back();
+        out.add(line);
+    }
+    return 0;
+}
+
+int hotlist_write(const std::string& file, const HotList& list)
+{
+    std::string text;
+    for (const std::string& e : list.entries)
+        text.append(e).push_back('\n');
+    return write_file_atomic(file, text.data(), text.size()) ? 0 : -1;
+}

@@ -1,0 +1,125 @@
+#include "hotlist/mgen.h"
+
+#include <QInputDialog>
+#include <QLineEdit>
+#include <QMainWindow>
+#include <QMenu>
+#include <QTreeView>
+
+#include "clipboard/clip.h"
+#include "dirmodel/fname.h"
+#include "fileops/fop_gui.h"
+#include "fileops/fop_request.h"
+#include "filelist/fl_panel.h"
+#include "hotlist/dtm.h"
+#include "hotlist/dtm_scan.h"
+#include "hotlist/tree.h"
+#include "shell/globals.h"
+#include "shell/init_config.h"
+#include "shell/w_msg.h"
+#include "shell/w_utils.h"
+
+namespace {
+QString sLastDest;  // the prompt opens with what was typed last
+
+// The bookmarks, added when the submenu is first shown.
+void mgen_add_tree(QMenu* sub, void (*handler)(const std::string&))
+{
+    if (gTree.list.entries.empty())
+        return;
+    sub->addSeparator();
+    const int flags = ((gConfig->options() & cfg::OPT_HIDE_DOT) ? DTM_HIDE_DOT : 0) | DTM_CHECK;
+    for (const std::string& e : gTree.list.entries)
+        if (const char* fs = fname_encode(e.c_str()))  // an untranslatable one is left out
+            dtm_add_item(sub, fs, QString::fromStdString(e), flags, handler);
+}
+
+QMenu* add_cascade(QMenu* menu, const QString& text, void (*handler)(const std::string&))
+{
+    auto* sub = menu->addMenu(text);
+    sub->addAction(QStringLiteral("&Other..."), [handler] { handler(std::string()); });
+    QObject::connect(sub, &QMenu::aboutToShow, sub, [sub, handler] {
+        if (sub->property("mgen_filled").toBool())
+            return;
+        sub->setProperty("mgen_filled", true);
+        mgen_add_tree(sub, handler);
+    });
+    return sub;
+}
+
+void to_dest(int kind, const std::string& dest)
+{
+    const bool copy = kind == FOP_COPY;
+    FileTransf t = fl_pack_transf();
+    if (t.count <= 0)
+        return;
+    std::string target = dest;
+    if (!target.empty()) {
+        const QString what = t.count > 1 ? QStringLiteral("%1 files").arg(t.count)
+                                         : QString::fromUtf8(fname_decode(t.names[0].c_str())).left(1023);
+        if (!confirm(copy ? "copy" : "move", what, QString::fromUtf8(fname_decode(dest.c_str()))))
+            return;
+    } else {
+        const QString typed = input_dest(copy ? QStringLiteral("Copy to") : QStringLiteral("Move to"));
+        if (typed.isEmpty())
+            return;
+        const QByteArray text = typed.toUtf8();
+        const char* fs = fname_encode(text.constData());
+        if (!fs) {
+            const std::string_view enc = gConfig->alt_encoding();
+            wreport(gBase, "Error", "Unable to translate '%s' into '%.*s' encoding.", text.constData(),
+                    int(enc.size()), enc.data());
+            return;
+        }
+        target = fs;
+    }
+    fop_start_cmd(kind, t.srcdir, t.names, target);
+}
+}  // namespace
+
+int mgen_work_insert(QMenu* menu)
+{
+    if (gDir.selected <= 0)
+        return 0;
+    add_cascade(menu, QStringLiteral("&Copy To"), x_copy_to_dest)->setObjectName(QStringLiteral("mgen_copy"));
+    add_cascade(menu, QStringLiteral("&Move To"), x_move_to_dest)->setObjectName(QStringLiteral("mgen_move"));
+    return 3;
+}
+
+void x_copy_to_dest(const std::string& dest)
+{
+    to_dest(FOP_COPY, dest);
+}
+
+void x_move_to_dest(const std::string& dest)
+{
+    to_dest(FOP_MOVE, dest);
+}
+
+int confirm(const char* verb, const QString& what, const QString& dest)
+{
+    const QString text = QStringLiteral("Do you want to %1 %2 to\n'%3'\n").arg(QString::fromLatin1(verb), what, dest);
+    return w_message(w_make_message(gBase, QString::fromLatin1(verb), text, "#&No|@&Yes")) == 2 ? 1 : 0;
+}
+
+QString input_dest(const QString& title)
+{
+    QInputDialog dlg(gBase);
+    dlg.setObjectName(QStringLiteral("input_dest"));
+    dlg.setWindowTitle(title);
+    dlg.setLabelText(QStringLiteral("Destination directory:"));
+    dlg.setOkButtonText(QStringLiteral("&OK"));
+    dlg.setCancelButtonText(QStringLiteral("&Cancel"));
+    dlg.setTextValue(sLastDest);
+    if (auto* field = dlg.findChild<QLineEdit*>())
+        field->setMaxLength(1025);
+    dlg.resize(400, dlg.sizeHint().height());
+    if (wexec(&dlg, fl_list()) != 0)
+        return {};
+    sLastDest = dlg.textValue();
+    if (sLastDest.trimmed().isEmpty())
+        return {};
+    if (!sLastDest.endsWith('/'))
+        sLastDest += '/';
+    return sLastDest;
+}

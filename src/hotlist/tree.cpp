@@ -1,0 +1,474 @@
+#include "hotlist/tree.h"
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QApplication>
+#include <QDrag>
+#include <QDragMoveEvent>
+#include <QElapsedTimer>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMainWindow>
+#include <QMenu>
+#include <QMimeData>
+#include <QMouseEvent>
+#include <QTreeWidget>
+#include <cstdio>
+#include <dirent.h>
+#include <sys/stat.h>
+#include <vector>
+
+#include "dirmodel/fname.h"
+#include "dirmodel/fs_query.h"
+#include "filelist/fl_panel.h"
+#include "filelist/tb_path.h"
+#include "hotlist/dtm.h"
+#include "hotlist/dtm_scan.h"
+#include "shell/globals.h"
+#include "shell/init_config.h"
+#include "shell/w_utils.h"
+
+HotlistTree gTree;
+
+namespace {
+constexpr char kMimeHotlist[] = "application/x-vell-hotlist";
+// Bits of the reader's option word that the tree reads.
+constexpr uint32_t kTreeOptNoLinks = 0x400;
+constexpr uint32_t kTreeOptDots = 0x800;
+constexpr uint32_t kTreeOptSorted = 0x1000;
+constexpr int kImageRole = Qt::UserRole;
+enum Image { kClosed = 0, kOpen = 1, kInvalid = 2, kFile = 3 };
+
+QTreeWidget* sTree = nullptr;
+QMenu* sCmenu = nullptr;
+QTreeWidgetItem* sDragItem = nullptr;
+QPoint sPressPos;
+QIcon sIcons[4];
+
+QTreeWidgetItem* sibling(QTreeWidget* tree, QTreeWidgetItem* parent, int i)
+{
+    return parent ? parent->child(i) : tree->topLevelItem(i);
+}
+
+void set_image(QTreeWidgetItem* it, int pair_first)
+{
+    it->setData(0, kImageRole, pair_first);
+    it->setIcon(0, sIcons[pair_first == kOpen ? kClosed : pair_first]);
+}
+
+bool is_under(const QTreeWidgetItem* it, const QTreeWidgetItem* top)
+{
+    for (; it; it = it->parent())
+        if (it == top)
+            return true;
+    return false;
+}
+
+void forget(QTreeWidgetItem* it, bool with_item)
+{
+    auto gone = [&](const QTreeWidgetItem* p) { return p && is_under(p, it) && (with_item || p != it); };
+    if (gone(gTree.context))
+        gTree.context = nullptr;
+    if (gone(sDragItem))
+        sDragItem = nullptr;
+}
+
+void tree_state_collapsed(QTreeWidgetItem* it)
+{
+    forget(it, false);
+    qDeleteAll(it->takeChildren());  // the next expansion reads the directory afresh
+    if (it->data(0, kImageRole).toInt() == kOpen)
+        it->setIcon(0, sIcons[kClosed]);
+}
+
+void tree_state_expanded(QTreeWidgetItem* it)
+{
+    if (it->data(0, kImageRole).toInt() == kOpen)
+        it->setIcon(0, sIcons[kOpen]);
+    if (it->childCount() == 0)
+        x_tree_expand(it);
+}
+
+void tree_selection_cb()
+{
+    const QList<QTreeWidgetItem*> items = sTree->selectedItems();
+    if (items.isEmpty())
+        return;
+    std::string path;
+    x_get_fullpath(items.first(), path);
+    const char* fs = fname_encode(path.c_str());
+    if (fs && gDir.path != fs)
+        fl_newpath(fl_list(), fs);
+    sTree->clearSelection();
+}
+
+void rebuild_list()
+{
+    gTree.list.entries.clear();
+    for (int i = 0; i < sTree->topLevelItemCount(); ++i)
+        gTree.list.entries.push_back(sTree->topLevelItem(i)->text(0).toStdString());
+}
+
+void tree_dnd_drop(QDropEvent* e)
+{
+    QTreeWidgetItem* target = sTree->itemAt(e->position().toPoint());
+    if (target && !target->parent() && sDragItem && target != sDragItem) {
+        const bool after = e->position().y() >= sTree->visualItemRect(target).center().y();
+        QTreeWidgetItem* moved = sTree->takeTopLevelItem(sTree->indexOfTopLevelItem(sDragItem));
+        const int at = sTree->indexOfTopLevelItem(target) + (after ? 1 : 0);
+        sTree->insertTopLevelItem(at, moved);
+        rebuild_list();
+        gTree.context = nullptr;
+        sTree->setCurrentItem(moved, 0, QItemSelectionModel::NoUpdate);
+        e->acceptProposedAction();
+    } else {
+        e->ignore();
+    }
+    sTree->clearSelection();
+}
+
+class TreeInput : public QObject {
+public:
+    using QObject::QObject;
+    bool eventFilter(QObject*, QEvent* e) override
+    {
+        switch (e->type()) {
+        case QEvent::MouseButtonPress: {
+            auto* m = static_cast<QMouseEvent*>(e);
+            QTreeWidgetItem* it = sTree->itemAt(m->position().toPoint());
+            sDragItem = it && !it->parent() ? it : nullptr;
+            sPressPos = m->position().toPoint();
+            if (m->button() == Qt::RightButton) {
+                gTree.context = it;
+                if (sCmenu)
+                    sCmenu->popup(m->globalPosition().toPoint());
+                return true;
+            }
+            return false;
+        }
+        case QEvent::MouseMove: {
+            auto* m = static_cast<QMouseEvent*>(e);
+            if (!(m->buttons() & Qt::LeftButton) || !sDragItem ||
+                (m->position().toPoint() - sPressPos).manhattanLength() < QApplication::startDragDistance())
+                return false;
+            auto* data = new QMimeData;
+            data->setData(kMimeHotlist, "This is vell hotlist entry");
+            auto* drag = new QDrag(sTree);
+            drag->setMimeData(data);
+            drag->exec(Qt::MoveAction);
+            return true;
+        }
+        case QEvent::DragEnter: {
+            auto* d = static_cast<QDragEnterEvent*>(e);
+            if (d->mimeData()->hasFormat(kMimeHotlist))
+                d->acceptProposedAction();
+            else
+                d->ignore();
+            return true;
+        }
+        case QEvent::DragMove: {
+            auto* d = static_cast<QDragMoveEvent*>(e);
+            QTreeWidgetItem* it = sTree->itemAt(d->position().toPoint());
+            if (it && it->parent()) {
+                std::fputc('\a', stdout);  // only top-level entries can be reordered
+                std::fflush(stdout);
+                d->ignore();
+            } else {
+                d->acceptProposedAction();
+            }
+            return true;
+        }
+        case QEvent::Drop:
+            tree_dnd_drop(static_cast<QDropEvent*>(e));
+            return true;
+        default:
+            return false;
+        }
+    }
+};
+
+QTreeWidgetItem* top_item(const std::string& path)
+{
+    const QString label = QString::fromStdString(path);
+    for (int i = 0; i < sTree->topLevelItemCount(); ++i)
+        if (sTree->topLevelItem(i)->text(0) == label)
+            return sTree->topLevelItem(i);
+    return nullptr;
+}
+
+void after_change()
+{
+    tb_update();
+}
+
+std::string current_display()
+{
+    return fname_decode(gDir.path.c_str());
+}
+}  // namespace
+
+int x_get_fullpath(const QTreeWidgetItem* item, std::string& out)
+{
+    out.clear();
+    if (!item)
+        return 0;
+    std::vector<const QTreeWidgetItem*> chain;
+    for (const QTreeWidgetItem* i = item; i; i = i->parent())
+        chain.push_back(i);
+    out = chain.back()->text(0).toStdString();
+    for (auto it = chain.rbegin() + 1; it != chain.rend(); ++it) {
+        const std::string label = (*it)->text(0).toStdString();
+        if (label == "..") {
+            while (out.size() > 1 && out.back() == '/')
+                out.pop_back();
+            const std::size_t cut = out.rfind('/');
+            out.resize(cut == std::string::npos ? 0 : (cut == 0 ? 1 : cut));
+            continue;
+        }
+        if (out.empty() || out.back() != '/')
+            out += '/';
+        out += label;
+    }
+    return int(out.size());
+}
+
+QTreeWidgetItem* x_add_item(QTreeWidget* tree, QTreeWidgetItem* parent, const QString& label, bool sorted)
+{
+    const int n = parent ? parent->childCount() : tree->topLevelItemCount();
+    const int first = n > 0 && sibling(tree, parent, 0)->text(0) == QLatin1String("..") ? 1 : 0;
+    int pos = first;
+    if (label != QLatin1String("..")) {
+        pos = n;
+        if (sorted) {
+            // A sorted branch stays in order, so the place is found by halving.
+            const QByteArray key = label.toUtf8();
+            int lo = first, hi = n;
+            while (lo < hi) {
+                const int mid = (lo + hi) / 2;
+                if (sibling(tree, parent, mid)->text(0).toUtf8() < key)
+                    lo = mid + 1;
+                else
+                    hi = mid;
+            }
+            if (lo < n && sibling(tree, parent, lo)->text(0).toUtf8() == key)
+                return nullptr;
+            pos = lo;
+        }
+    }
+    std::string parent_path;
+    x_get_fullpath(parent, parent_path);
+    const int flags = ((gOptions & kTreeOptDots) ? 2 : 0) | ((gOptions & kTreeOptNoLinks) ? 1 : 0);
+    const QByteArray name = label.toUtf8();
+    const int sub = fs_path_has_subdirectories(parent ? parent_path.c_str() : nullptr, name.constData(), flags);
+    if (sub == -2 && sorted)
+        return nullptr;
+    auto* it = new QTreeWidgetItem(QStringList{label});
+    set_image(it, sub == -1 ? kFile : sub == -2 ? kInvalid : kOpen);
+    it->setChildIndicatorPolicy(sub > 0 ? QTreeWidgetItem::ShowIndicator
+                                        : QTreeWidgetItem::DontShowIndicator);
+    if (parent)
+        parent->insertChild(pos, it);
+    else
+        tree->insertTopLevelItem(pos, it);
+    return it;
+}
+
+void x_tree_expand(QTreeWidgetItem* item)
+{
+    std::string path;
+    x_get_fullpath(item, path);
+    const char* fs = fname_encode(path.c_str());
+    if (!fs) {
+        const std::string_view enc = gConfig->alt_encoding();
+        wreport(gBase, "Error", "Unable to translate '%s' into '%.*s' encoding.", path.c_str(),
+                int(enc.size()), enc.data());
+        return;
+    }
+    const std::string dirpath = fs;
+    auto* status = gBase ? gBase->findChild<QLabel*>(QStringLiteral("status1")) : nullptr;
+    wblock(gBase, 1);
+    if (status)
+        wtimer_attach(status, 300, [](QWidget*, void*) {}, nullptr);
+    if (DIR* d = ::opendir(dirpath.c_str())) {
+        const bool dots = gOptions & kTreeOptDots;
+        const bool sorted = gOptions & kTreeOptSorted;
+        QElapsedTimer pump;
+        pump.start();
+        while (const struct dirent* e = ::readdir(d)) {
+            const char* n = e->d_name;
+            if (n[0] == '.' && (n[1] == '\0' || (n[1] == '.' && n[2] == '\0') || !dots))
+                continue;
+            struct stat st {};
+            if (::fstatat(::dirfd(d), n, &st, 0) != 0 || !S_ISDIR(st.st_mode))
+                continue;
+            x_add_item(sTree, item, QString::fromUtf8(fname_decode(n)), sorted);
+            // The window stays alive on a big directory without paying for an
+            // event round after every entry.
+            if (pump.elapsed() >= 20) {
+                QCoreApplication::processEvents();
+                pump.restart();
+            }
+        }
+        ::closedir(d);
+    }
+    if (status) {
+        wtimer_trigger(status);
+        wtimer_detach(status);
+    }
+    wblock(gBase, 0);
+}
+
+int tree_add(HotlistTree& t, const std::string& path)
+{
+    if (t.list.add(path) != 0)
+        return -1;
+    if (sTree)
+        x_add_item(sTree, nullptr, QString::fromStdString(path), false);
+    return 0;
+}
+
+void tree_remove(HotlistTree& t, const std::string& path)
+{
+    t.list.remove(path);
+    if (!sTree)
+        return;
+    if (QTreeWidgetItem* it = top_item(path)) {
+        forget(it, true);
+        delete sTree->takeTopLevelItem(sTree->indexOfTopLevelItem(it));
+    }
+}
+
+int tree_lookup(const char* path)
+{
+    return path && gTree.list.contains(path) ? 1 : 0;
+}
+
+int tree_load(const std::string& config_dir, const char* file)
+{
+    HotList read;
+    const int rc = config_dir.empty() ? (read.entries = {"/"}, -1)
+                                      : hotlist_read(config_dir + "/" + file, read);
+    gTree.list.entries.clear();
+    gTree.context = nullptr;
+    sDragItem = nullptr;
+    if (sTree)
+        sTree->clear();
+    for (const std::string& e : read.entries)
+        tree_add(gTree, e);
+    return rc;
+}
+
+int tree_save(const std::string& config_dir, const char* file)
+{
+    if (config_dir.empty())
+        return -1;
+    return hotlist_write(config_dir + "/" + file, gTree.list);
+}
+
+int hm_add()
+{
+    tree_add(gTree, current_display());
+    after_change();
+    return 0;
+}
+
+int hm_remove()
+{
+    tree_remove(gTree, gDir.path);
+    after_change();
+    return 0;
+}
+
+int tree_add_cb()
+{
+    return hm_add();
+}
+
+int tree_delete_cb()
+{
+    std::string path;
+    x_get_fullpath(gTree.context, path);
+    tree_remove(gTree, path);
+    gTree.context = nullptr;
+    after_change();
+    return 0;
+}
+
+void hm_setup(QMenu* menu)
+{
+    QAction* add = nullptr;
+    QAction* del = nullptr;
+    for (QAction* a : menu->actions())
+        (a->objectName() == QLatin1String("hm_add") ? add : a->objectName() == QLatin1String("hm_delete") ? del : a) = a;
+    if (!add || !del)
+        return;
+    add->setEnabled(true);
+    del->setEnabled(true);
+    (tree_lookup(gDir.path.c_str()) ? add : del)->setEnabled(false);
+}
+
+void hm_populate(QMenu* menu)
+{
+    // The entries made when it last opened go first, with their submenus.
+    const QList<QAction*> all = menu->actions();
+    for (QAction* a : all)
+        if (a->property("hm_generated").toBool()) {
+            delete a->menu();
+            delete a;
+        }
+    if (gTree.list.entries.empty())
+        return;
+    menu->addSeparator()->setProperty("hm_generated", true);
+    const int flags = ((gConfig->options() & cfg::OPT_HIDE_DOT) ? DTM_HIDE_DOT : 0) | DTM_CHECK;
+    for (const std::string& e : gTree.list.entries) {
+        const char* fs = fname_encode(e.c_str());
+        QAction* a = dtm_add_item(menu, fs ? fs : e, QString::fromStdString(e), flags,
+                                  [](const std::string& p) { fl_newpath(fl_list(), p.c_str()); });
+        if (a)
+            a->setProperty("hm_generated", true);
+    }
+}
+
+void tree_setup(QTreeWidget* tree)
+{
+    sTree = tree;
+    const char* files[4] = {":/images/closed_folder.svg", ":/images/open_folder.svg",
+                            ":/images/invalid_folder.svg", ":/images/file.svg"};
+    for (int i = 0; i < 4; ++i)
+        sIcons[i] = QIcon(QString::fromLatin1(files[i]));
+    if (gConfig)
+        tree->setFont(w_font(QString::fromUtf8(gConfig->hotlist_font())));
+    tree->setSelectionMode(QAbstractItemView::SingleSelection);
+    tree->viewport()->setAcceptDrops(true);
+    tree->viewport()->installEventFilter(new TreeInput(tree));
+    QObject::connect(tree, &QTreeWidget::itemExpanded, tree, tree_state_expanded);
+    QObject::connect(tree, &QTreeWidget::itemCollapsed, tree, tree_state_collapsed);
+    QObject::connect(tree, &QTreeWidget::itemSelectionChanged, tree, tree_selection_cb);
+    tb_set_hotlist_query([](const char* p) { return tree_lookup(p) == 1; });
+
+    QWidget* base = tree->window();
+    sCmenu = new QMenu(base);
+    sCmenu->setObjectName(QStringLiteral("hotlist_cmenu"));
+    QAction* hcm_add = sCmenu->addAction(QStringLiteral("Add"), [] { tree_add_cb(); });
+    hcm_add->setObjectName(QStringLiteral("hcm_add"));
+    QAction* hcm_delete = sCmenu->addAction(QStringLiteral("Remove"), [] { tree_delete_cb(); });
+    hcm_delete->setObjectName(QStringLiteral("hcm_delete"));
+    // Shown as hints; the window's Bookmarks menu owns the keys themselves.
+    for (auto [a, k] : {std::pair{hcm_add, "Ctrl+D"}, std::pair{hcm_delete, "Ctrl+R"}}) {
+        a->setShortcut(QKeySequence(QString::fromLatin1(k)));
+        a->setShortcutContext(Qt::WidgetShortcut);
+    }
+
+    if (auto* menu = base->findChild<QMenu*>(QStringLiteral("hotlist_menu"))) {
+        if (auto* a = base->findChild<QAction*>(QStringLiteral("hm_add")))
+            QObject::connect(a, &QAction::triggered, menu, [] { hm_add(); });
+        if (auto* a = base->findChild<QAction*>(QStringLiteral("hm_delete")))
+            QObject::connect(a, &QAction::triggered, menu, [] { hm_remove(); });
+        QObject::connect(menu, &QMenu::aboutToShow, menu, [menu] {
+            hm_setup(menu);
+            hm_populate(menu);
+        });
+    }
+    if (auto* b = base->findChild<QAbstractButton*>(QStringLiteral("tb_add")))
+        QObject::connect(b, &QAbstractButton::clicked, tree, [] { hm_add(); });
+}

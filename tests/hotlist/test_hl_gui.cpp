@@ -1,0 +1,228 @@
+// The bookmarks tree and its file, the directory menus, and Copy To / Move To,
+// in a real main window over real directories.
+#include <QDropEvent>
+#include <QInputDialog>
+#include <QListView>
+#include <QMenu>
+#include <QMimeData>
+#include <QTimer>
+#include <QTreeWidget>
+
+#include "../filelist/fl_gui_fixture.h"
+#include "fileops/fop_engine.h"
+#include "fileops/slot_window.h"
+#include "filelist/fl_select.h"
+#include "hotlist/dtm.h"
+#include "hotlist/dtm_scan.h"
+#include "hotlist/mgen.h"
+#include "hotlist/tree.h"
+#include "read_text.h"
+
+namespace {
+class HotlistTest : public FlGuiTest {
+protected:
+    QTreeWidget* tree() { return window->ui->tree; }
+    QStringList labels(QTreeWidgetItem* parent = nullptr)
+    {
+        QStringList out;
+        const int n = parent ? parent->childCount() : tree()->topLevelItemCount();
+        for (int i = 0; i < n; ++i)
+            out << (parent ? parent->child(i) : tree()->topLevelItem(i))->text(0);
+        return out;
+    }
+    QAction* action(QMenu* m, const QString& text)
+    {
+        for (QAction* a : m->actions())
+            if (a->text() == text)
+                return a;
+        return nullptr;
+    }
+    // Shows a directory menu and waits until its scan has listed and checked.
+    QListView* show_scanned(QMenu* sub)
+    {
+        sub->popup(QPoint(0, 0));
+        EXPECT_TRUE(QTest::qWaitFor([] { return dtm_scans_running() == 0; }, 10000));
+        QCoreApplication::processEvents();
+        return sub->findChild<QListView*>("dtm_list");
+    }
+    static QStringList rows(QListView* v)
+    {
+        QStringList out;
+        for (int r = 0; r < v->model()->rowCount(); ++r)
+            out << v->model()->index(r, 0).data().toString();
+        return out;
+    }
+    void select(std::initializer_list<const char*> names)
+    {
+        fl_unselect_all();
+        for (const char* n : names)
+            for (int i = 0; i < gDir.count; ++i)
+                if (gDir[i].name.view() == n)
+                    fl_select_index(i);
+    }
+};
+}  // namespace
+
+TEST_F(HotlistTest, EntriesAreKeptUniqueReorderedByDragAndSaved)
+{
+    open();
+    EXPECT_EQ(labels(), QStringList{"/"});
+    QMenu* menu = window->ui->hotlist_menu;
+    hm_add();
+    hm_add();
+    EXPECT_EQ(labels(), (QStringList{"/", QString::fromStdString(dir.path())}));
+    hm_setup(menu);
+    EXPECT_FALSE(action(menu, "&Add Current Directory")->isEnabled());
+    EXPECT_TRUE(action(menu, "&Remove Current Directory")->isEnabled());
+    EXPECT_FALSE(window->ui->tb_add->isEnabled());
+    tree_add(gTree, "/usr");
+
+    // The third entry dropped on the upper half of the first goes first.
+    QWidget* vp = tree()->viewport();
+    const QRect third = tree()->visualItemRect(tree()->topLevelItem(2));
+    const QRect first = tree()->visualItemRect(tree()->topLevelItem(0));
+    QTest::mousePress(vp, Qt::LeftButton, {}, third.center());
+    QTest::mouseRelease(vp, Qt::LeftButton, {}, third.center());
+    QMimeData data;
+    data.setData("application/x-vell-hotlist", "This is vell hotlist entry");
+    const QPoint upper(first.center().x(), first.top() + 2);
+    QDragEnterEvent enter(upper, Qt::MoveAction, &data, Qt::LeftButton, {});
+    QCoreApplication::sendEvent(vp, &enter);
+    ASSERT_TRUE(enter.isAccepted());
+    QDropEvent drop(upper, Qt::MoveAction, &data, Qt::LeftButton, {});
+    QCoreApplication::sendEvent(vp, &drop);
+    EXPECT_EQ(labels(), (QStringList{"/usr", "/", QString::fromStdString(dir.path())}));
+
+    tree_delete_cb();  // no context item: nothing
+    hm_remove();
+    window->session_saved = false;
+    base_closing();
+    EXPECT_EQ(read_text(cfgdir / "hotlist.001"), "/usr\n/\n");
+}
+
+TEST_F(HotlistTest, ExpandsLazilySortedWithDotsAndSelectingShowsTheDirectory)
+{
+    make_dir("top/b");
+    make_dir("top/.d");
+    make_dir("top/a/deeper");
+    make_file("top/file");
+    std::ofstream(cfgdir / "hotlist.001") << dir.path() << "/top\n\n";
+    gConfig->set_options(gConfig->options() | cfg::OPT_HIDE_DOT);
+    open();
+    ASSERT_EQ(labels(), (QStringList{QString::fromStdString(dir / "top"), ""}));
+    QTreeWidgetItem* top = tree()->topLevelItem(0);
+    top->setExpanded(true);
+    EXPECT_EQ(labels(top), (QStringList{".d", "a", "b"}));
+    EXPECT_EQ(top->child(1)->childIndicatorPolicy(), QTreeWidgetItem::ShowIndicator);
+    EXPECT_EQ(top->child(2)->childIndicatorPolicy(), QTreeWidgetItem::DontShowIndicator);
+    make_dir("top/c");
+    top->setExpanded(false);
+    EXPECT_EQ(top->childCount(), 0);
+    top->setExpanded(true);
+    EXPECT_EQ(labels(top), (QStringList{".d", "a", "b", "c"}));
+
+    tree()->setCurrentItem(top->child(1));  // a click selects: the list goes there
+    EXPECT_EQ(gDir.path, dir / "top/a");
+    EXPECT_TRUE(tree()->selectedItems().isEmpty());
+    make_file("top/a/new");
+    tree()->setCurrentItem(top->child(1));
+    tree()->clearSelection();
+    top->child(1)->setSelected(true);  // the directory shown: not read again
+    EXPECT_EQ(gDir.count, 1);
+}
+
+TEST_F(HotlistTest, DirectoryMenusCascadeInNumberOrderAndPlainEntriesChoose)
+{
+    for (const char* d : {"m/10", "m/9", "m/b", "m/a/x", "plain/.h"})
+        make_dir(d);
+    open();
+    std::vector<std::string> chosen;
+    auto pick = [&](const std::string& p) { chosen.push_back(p); };
+    QMenu menu;
+    QAction* m = dtm_add_item(&menu, dir / "m", "m", DTM_CHECK | DTM_HIDE_DOT, pick);
+    QAction* plain = dtm_add_item(&menu, dir / "plain", "plain/", DTM_CHECK | DTM_HIDE_DOT, pick);
+    EXPECT_EQ(plain->text(), "plain/");
+    EXPECT_EQ(plain->menu(), nullptr);
+    plain->trigger();
+    EXPECT_EQ(chosen, std::vector<std::string>{dir / "plain"});
+
+    ASSERT_NE(m->menu(), nullptr);
+    EXPECT_EQ(m->menu()->actions().front()->text(), "...");
+    m->trigger();  // an entry that cascades is chosen in its submenu
+    EXPECT_EQ(chosen.size(), 1u);
+    QListView* v = show_scanned(m->menu());
+    ASSERT_NE(v, nullptr);
+    EXPECT_EQ(rows(v), (QStringList{"9/", "10/", "a/", "b/"}));
+    EXPECT_EQ(v->model()->index(2, 0).data(Qt::UserRole).toInt(), 2);  // a: cascades
+    EXPECT_FALSE(v->model()->index(1, 0).data(Qt::ForegroundRole).isValid());  // checked
+    emit v->doubleClicked(v->model()->index(2, 0));
+    EXPECT_EQ(chosen.back(), dir / "m/a");
+
+    // Checked at creation, empty by the time it is shown: it turns plain.
+    QAction* gone = dtm_add_item(&menu, dir / "m/a", "a", DTM_CHECK, pick);
+    std::filesystem::remove(dir / "m/a/x");
+    show_scanned(gone->menu());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return gone->menu() == nullptr; }, 2000));
+    gone->trigger();
+    EXPECT_EQ(chosen.back(), dir / "m/a");
+}
+
+TEST_F(HotlistTest, CopyToABookmarkAsksAndOtherTakesATypedDestination)
+{
+    for (const char* f : {"f1", "f2", "f3"})
+        make_file(f, 10);
+    make_dir("dest");
+    make_dir("typed");
+    fop_set_done_delay_ms(0);
+    open();
+    tree_add(gTree, dir / "dest");
+    QMenu none;
+    EXPECT_EQ(mgen_work_insert(&none), 0);
+    EXPECT_TRUE(none.actions().isEmpty());
+
+    select({"f1", "f2", "f3"});
+    QMenu menu;
+    EXPECT_EQ(mgen_work_insert(&menu), 3);
+    ASSERT_EQ(menu.actions().size(), 2);
+    QMenu* copy = menu.actions()[0]->menu();
+    EXPECT_EQ(menu.actions()[1]->text(), "&Move To");
+    emit copy->aboutToShow();
+    QAction* dest = action(copy, QString::fromStdString(dir / "dest/"));
+    ASSERT_NE(dest, nullptr);
+    QString title;
+    w_set_message_handler([&](const WMessage& m) {
+        messages << m.text;
+        title = m.title;
+        EXPECT_EQ(m.labels, (QStringList{"&No", "&Yes"}));
+        return 2;
+    });
+    dest->trigger();
+    ASSERT_EQ(messages.size(), 1);
+    EXPECT_EQ(messages[0].toStdString(), "Do you want to copy 3 files to\n'" + dir / "dest" + "'\n");
+    EXPECT_EQ(title, "copy");
+    ASSERT_TRUE(QTest::qWaitFor([] { return slot_count() == 0; }, 10000));
+    EXPECT_TRUE(std::filesystem::exists(dir / "dest/f3"));
+
+    select({"f2"});
+    QString shown;
+    auto type = [&](const QString& text) {
+        QTimer::singleShot(0, [&shown, text] {
+            auto* d = qobject_cast<QInputDialog*>(QApplication::activeModalWidget());
+            ASSERT_NE(d, nullptr);
+            shown = d->textValue();
+            d->setTextValue(text);
+            d->accept();
+        });
+    };
+    type(QString::fromStdString(dir / "typed"));
+    x_move_to_dest("");
+    ASSERT_TRUE(QTest::qWaitFor([] { return slot_count() == 0; }, 10000));
+    EXPECT_TRUE(std::filesystem::exists(dir / "typed/f2"));
+    EXPECT_EQ(messages.size(), 1);  // no question for a typed one
+    select({"f1"});
+    type("   ");
+    x_copy_to_dest("");
+    EXPECT_EQ(shown.toStdString(), dir / "typed/");
+    EXPECT_EQ(slot_count(), 0);
+    fop_set_done_delay_ms(1000);
+}
