@@ -5,6 +5,7 @@
 #include <QListView>
 #include <QMenu>
 #include <QMimeData>
+#include <QPointer>
 #include <QTimer>
 #include <QTreeWidget>
 
@@ -40,10 +41,11 @@ protected:
     // Shows a directory menu and waits until its scan has listed and checked.
     QListView* show_scanned(QMenu* sub)
     {
+        QPointer<QMenu> alive(sub);  // one that found nothing deletes itself
         sub->popup(QPoint(0, 0));
         EXPECT_TRUE(QTest::qWaitFor([] { return dtm_scans_running() == 0; }, 10000));
         QCoreApplication::processEvents();
-        return sub->findChild<QListView*>("dtm_list");
+        return alive ? alive->findChild<QListView*>("dtm_list") : nullptr;
     }
     static QStringList rows(QListView* v)
     {
