@@ -41,27 +41,6 @@ protected:
 
 }  // namespace
 
-TEST_F(Adapters, ShellwinWindowsAndOptions)
-{
-    tools({"x-terminal-emulator", "xterm", "prog"});
-    EXPECT_EQ(run("DISPLAY=:9", "shellwin -U prog 'a b' c"), 0);
-    EXPECT_EQ(rec.wait("prog", 1), (Calls{{"a b", "c"}}));
-    EXPECT_TRUE(rec.wait("x-terminal-emulator", 1, 100).empty());
-
-    run("DISPLAY=:9", "shellwin prog x");
-    EXPECT_EQ(rec.wait("x-terminal-emulator", 1), (Calls{{"-e", "prog", "x"}}));
-    rec.clear();
-    // -z keeps the window: the command runs inside a shell that waits afterwards.
-    run("DISPLAY=:9", "shellwin -zU prog x");
-    auto got = rec.wait("x-terminal-emulator", 1);
-    ASSERT_EQ(got.size(), 1u);
-    ASSERT_EQ(got[0].size(), 7u);
-    EXPECT_EQ(got[0][1], "/bin/sh");
-    EXPECT_EQ((std::vector<std::string>(got[0].end() - 3, got[0].end())),
-              (std::vector<std::string>{"shellwin", "prog", "x"}));
-    EXPECT_EQ(run("", "shellwin -q prog"), 2);
-}
-
 TEST_F(Adapters, ViewersHandOverToXdgOpen)
 {
     tools({"xdg-open", "x-terminal-emulator"});
@@ -91,24 +70,4 @@ TEST_F(Adapters, MissingDesktopToolIsReported)
     EXPECT_NE(err.find("glance: xdg-open is not installed"), std::string::npos) << err;
     EXPECT_EQ(run("", "scrib notes.txt"), 127);
     EXPECT_NE(err.find("scrib: no editor found"), std::string::npos) << err;
-}
-
-TEST_F(Adapters, DefaultTableCommandsThroughTheRealLaunchPath)
-{
-    // The process's own PATH is what launched commands see after the adapters.
-    tools({"xdg-open"});
-    const std::string old = std::getenv("PATH");
-    ::setenv("PATH", rec.bin().c_str(), 1);
-    ::signal(SIGCHLD, SIG_IGN);
-    as_set_adapter_dir(VELL_LIBEXEC_DIR);
-    TmpDir work;
-    const std::string cwd = std::filesystem::current_path();
-    std::filesystem::current_path(work.path());
-    EXPECT_GT(misc_run(0, 0, "glance 'PHOTO.JPG' "), 0);
-    EXPECT_GT(misc_run(0, 0, "rover -u file://$PWD/'my page.html' "), 0);
-    std::filesystem::current_path(cwd);
-    ::setenv("PATH", old.c_str(), 1);
-    EXPECT_EQ(rec.wait("xdg-open", 2),
-              (Calls{{std::filesystem::canonical(work.path()).string() + "/my page.html"},
-                     {"PHOTO.JPG"}}));
 }

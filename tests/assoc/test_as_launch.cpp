@@ -107,27 +107,6 @@ TEST_F(AssocLaunchTest, ExecutablesRunQuotedAndOnlyWithoutAnAssociation)
     EXPECT_FALSE(wis_blocked(gBase));
 }
 
-TEST_F(AssocLaunchTest, ViewAndEditUseTheFirstMatchOnlyAndEditFallsBack)
-{
-    make_file("doc.txt");
-    make_file("doc.pdf");
-    make_file("plain");
-    make_dir("sub.txt");
-    as_table_replace(apat, {"*.txt\trec open1\t  \t", "doc*\trec open2\trec view2\trec edit2"});
-    gConfig->set_str(cfg::kEditor, cfg::kEditorLen, "rec fallback");
-    open();
-    ASSERT_EQ(as_open_file(gDir.path.c_str(), "doc.txt"), 0);
-    EXPECT_EQ(as_open_file(gDir.path.c_str(), "plain"), -1);
-    EXPECT_EQ(as_view_file("doc.txt"), -1);  // blank view command, no falling through
-    fl_select_all();
-    EXPECT_EQ(as_view_selected(), 1);          // doc.pdf only; sub.txt is a directory
-    EXPECT_EQ(as_edit_selected(), 3);          // the directory is skipped
-    auto got = running.wait("rec", 6);
-    EXPECT_EQ(got, (std::vector<std::vector<std::string>>{
-        {"edit2", "doc.pdf"}, {"fallback", "doc.txt"}, {"fallback", "plain"},
-        {"open1", "doc.txt"}, {"open2", "doc.txt"}, {"view2", "doc.pdf"}}));
-}
-
 TEST_F(AssocLaunchTest, StartUpLoadsTheTableAndWinchRefreshes)
 {
     as_init(cfgdir.path().c_str(), "associate.003");
@@ -142,19 +121,4 @@ TEST_F(AssocLaunchTest, StartUpLoadsTheTableAndWinchRefreshes)
     EXPECT_EQ(row_named("arrived"), -1);
     ::raise(SIGWINCH);
     ASSERT_TRUE(QTest::qWaitFor([&] { return row_named("arrived") >= 0; }, 3000));
-}
-
-TEST(AssocStartUp, InvalidLineIsFatal)
-{
-    TmpDir cfg;
-    std::ofstream(cfg / "associate.003") << kAssocHeader << "# c\n*.a\tx\n\n";
-    EXPECT_EXIT(
-        {
-            w_set_message_handler([](const WMessage& m) {
-                std::fprintf(stderr, "%s: %s\n", qPrintable(m.title), qPrintable(m.text));
-                return 1;
-            });
-            as_init(cfg.path().c_str(), "associate.003");
-        },
-        ::testing::ExitedWithCode(1), "Error: Invalid association at line 2");
 }

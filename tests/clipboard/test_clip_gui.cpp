@@ -159,36 +159,3 @@ TEST_F(ClipTest, DropsOnParentRowDirectoryRowAndListAndTheQuickReturnIsIgnored)
     drop({"c"}, "..", {});
     EXPECT_TRUE(exists(dir / "here/c"));
 }
-
-TEST_F(ClipTest, FilesFromOtherPrograms)
-{
-    make_dir("from");
-    make_dir("to");
-    make_file("from/moved");
-    make_file("from/copied");
-    gStartPath = dir / "to";
-    open();
-    auto offer = [](const char* format, const std::string& text) {
-        auto* m = new QMimeData;
-        m->setData(format, QByteArray::fromStdString(text));
-        QGuiApplication::clipboard()->setMimeData(m);
-    };
-    const std::string uri = "file://" + dir.path() + "/from/";
-    offer("x-special/gnome-copied-files", "cut\n" + uri + "moved");
-    EXPECT_EQ(em_check_clipboard_for_type(-1, nullptr), 1);
-    em_paste();
-    ASSERT_TRUE(operations_end());
-    EXPECT_TRUE(exists(dir / "to/moved"));
-    EXPECT_FALSE(exists(dir / "from/moved"));
-    offer("text/uri-list", uri + "copied\r\n");
-    em_paste();
-    ASSERT_TRUE(operations_end());
-    EXPECT_TRUE(exists(dir / "to/copied"));
-    EXPECT_TRUE(exists(dir / "from/copied"));
-
-    offer("text/uri-list", uri + "copied\r\nhttps://example.org/x\r\n");
-    em_paste();
-    EXPECT_EQ(slot_count(), 0);
-    ASSERT_FALSE(messages.isEmpty());
-    EXPECT_EQ(messages.last(), "Only files on this computer can be pasted:\n'https://example.org/x'");
-}

@@ -43,20 +43,3 @@ TEST(Transf, UrisKeepTheBytesAndOnlyLocalFilesAreTaken)
         EXPECT_TRUE(groups.empty());
     }
 }
-
-TEST(CutList, LooksUpByDirectoryAndShrinksToEmpty)
-{
-    CutList c;
-    c.assign({3, "/a", {"x", "y", "z"}});
-    EXPECT_TRUE(c.contains("/a", "y"));
-    EXPECT_FALSE(c.contains("/b", "y"));
-    EXPECT_FALSE(c.remove("/b", "y"));
-    EXPECT_TRUE(c.remove("/a", "y"));
-    EXPECT_FALSE(c.remove("/a", "y"));
-    EXPECT_FALSE(c.contains("/a", "y"));
-    EXPECT_EQ(c.remaining().names, (std::vector<std::string>{"x", "z"}));
-    c.remove("/a", "x");
-    c.remove("/a", "z");
-    EXPECT_TRUE(c.empty());
-    EXPECT_EQ(c.remaining().count, 0);
-}

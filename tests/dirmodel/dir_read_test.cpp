@@ -121,26 +121,6 @@ TEST(DirRead, EntryAfterFilteredLinkKeepsItsLinkText)
     EXPECT_GT(inherited, 0);
 }
 
-TEST(DirRead, RereadReusesRecordsAndTheArrayGrowsBy128)
-{
-    TmpDir t;
-    DirListing l;
-    for (int i = 0; i < 128; ++i)
-        make_file(t / ("f" + std::to_string(i)));
-    ASSERT_EQ(read_dir(l, t.path()), 0);
-    EXPECT_EQ(l.capacity, 128);
-    make_file(t / "f128");
-    ASSERT_EQ(read_dir(l, t.path()), 0);
-    EXPECT_EQ(l.capacity, 256);
-    const uint64_t made = dir_records_allocated();
-    // A narrower filter leaves the rest as spares for the next read.
-    ASSERT_EQ(read_dir(l, t.path(), "f1*"), 0);
-    EXPECT_EQ(l.count, 40);
-    EXPECT_EQ(l.count + l.spare, 129);
-    ASSERT_EQ(read_dir(l, t.path()), 0);
-    EXPECT_EQ(dir_records_allocated(), made);
-}
-
 TEST(DirRead, NamesThatAreNotUtf8StayBytes)
 {
     TmpDir t;
@@ -153,28 +133,6 @@ TEST(DirRead, NamesThatAreNotUtf8StayBytes)
     ASSERT_EQ(read_dir(l, t.path()), 0);
     EXPECT_EQ(names_of(l), (std::vector<std::string>{"cafe", latin1, broken}));
     EXPECT_EQ(find_record(l, broken)->status.st_size, 6);
-}
-
-TEST(DirRead, HooksAndFailure)
-{
-    TmpDir t;
-    make_file(t / "a");
-    std::vector<std::string> calls;
-    DirReadEnv env;
-    env.show_status = [&](const char* s) { calls.push_back(std::string("status:") + s); };
-    env.timer_attach = [&](int ms) { calls.push_back("attach:" + std::to_string(ms)); };
-    env.timer_trigger = [&] { calls.push_back("trigger"); };
-    env.timer_detach = [&] { calls.push_back("detach"); };
-    DirListing l;
-    ASSERT_EQ(read_dir(l, t.path(), "*", env), 0);
-    EXPECT_EQ(calls, (std::vector<std::string>{"status:Reading Directory", "attach:300", "trigger", "detach"}));
-
-    // A failed read empties the listing into spares and leaves the timer attached.
-    calls.clear();
-    EXPECT_EQ(read_dir(l, t / "missing", "*", env), -1);
-    EXPECT_EQ(calls, (std::vector<std::string>{"status:Reading Directory", "attach:300"}));
-    EXPECT_EQ(l.count, 0);
-    EXPECT_EQ(l.spare, 1);
 }
 
 // Many batches through the status workers against a plain readdir + stat + fnmatch.

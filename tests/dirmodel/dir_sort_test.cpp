@@ -90,24 +90,6 @@ TEST(DirCompare, Table)
         EXPECT_EQ(sign(c.f(&c.a, &c.b)), c.want) << c.what;
 }
 
-TEST(DirSort, DirectionsAndSecondaryKey)
-{
-    const mode_t f = S_IFREG, d = S_IFDIR;
-    Listing x({{"a", 500, f}, {"10", 20, f}, {"9", 20, f}, {"d1", 0, d}, {"b", 20, f}});
-    using V = std::vector<std::string>;
-    EXPECT_EQ(x.sorted(dir_cmp_name, 1), (V{"9", "10", "a", "b", "d1"}));
-    EXPECT_EQ(x.sorted(dir_cmp_name, 0), (V{"d1", "b", "a", "10", "9"}));
-    EXPECT_EQ(x.sorted(dir_cmp_name, 1, true), (V{"d1", "9", "10", "a", "b"}));
-    EXPECT_EQ(x.sorted(dir_cmp_name, 0, true), (V{"d1", "b", "a", "10", "9"}));
-    // Equal sizes go by name, in the sort's direction too.
-    Listing s({{"a", 500, f}, {"c", 20, f}, {"b", 20, f}, {"d1", 0, d}});
-    EXPECT_EQ(s.sorted(dir_cmp_size, 1, true), (V{"d1", "a", "b", "c"}));
-    EXPECT_EQ(s.sorted(dir_cmp_size, 0, true), (V{"d1", "c", "b", "a"}));
-    // A null comparison leaves the order as it is.
-    V before = x.sorted(dir_cmp_size, 0);
-    EXPECT_EQ(x.sorted(nullptr, 1), before);
-}
-
 TEST(DirSort, NameOrderMatchesReferenceOverGeneratedNames)
 {
     std::mt19937 rng(3);
@@ -159,46 +141,6 @@ TEST(DirPermissions, Table)
     char untouched[4] = "xyz";
     dir_get_permissions(0777, untouched, 5);
     EXPECT_STREQ(untouched, "xyz");
-}
-
-TEST(DirNames, UserAndGroupNames)
-{
-    char out[16];
-    dir_get_username(0, out);
-    EXPECT_STREQ(out, "root");
-    EXPECT_EQ(dir_get_username(0, out), 4) << "now from the cache";
-    EXPECT_STREQ(out, "root");
-    dir_get_groupname(0, out);
-    EXPECT_STREQ(out, "root");
-    EXPECT_EQ(dir_get_username(4000123, out), 7);
-    EXPECT_STREQ(out, "4000123");
-    EXPECT_EQ(dir_get_groupname(4000124, out), 7);
-    EXPECT_STREQ(out, "4000124");
-}
-
-// Oldest out first; a name added again for a cached id replaces it in place,
-// keeping its age.
-TEST(NameCache, RingEvictsOldestFirst)
-{
-    NameCache* c = x_new_cache(2);
-    char out[16];
-    x_add_record(1, "one", c);
-    x_add_record(2, "two", c);
-    x_add_record(1, "uno", c);
-    x_add_record(3, "three", c);  // 1 is the oldest still
-    EXPECT_EQ(x_get_record(1, out, c), 0);
-    EXPECT_EQ(x_get_record(2, out, c), 3);
-    EXPECT_STREQ(out, "two");
-    x_add_record(4, "four", c);
-    EXPECT_EQ(x_get_record(2, out, c), 0);
-    EXPECT_EQ(x_get_record(3, out, c), 5);
-    x_add_record(77, "a-very-long-name-indeed", c);
-    EXPECT_EQ(x_get_record(77, out, c), 15);
-    delete c;
-
-    DirListing l;
-    l.count = 42;
-    EXPECT_EQ(x_print_progress(l), "42 read");
 }
 
 }  // namespace

@@ -8,6 +8,54 @@
 
 namespace {
 
+TEST(Format, TimeString)
+{
+    setenv("TZ", "UTC", 1);
+    tzset();
+    const time_t t = 1700000000;  // 11/14/2023 10:13:20 PM UTC
+    struct Case {
+        int style;
+        long age;
+        const char* want;
+    } cases[] = {
+        {2, 0, " 11/14/2023 10:13 PM"},     {0, 119, " 119 seconds"},
+        {0, 120, " 2 minutes"},              {0, 47 * 3600 + 3599, " 47 hours"},
+        {0, 48 * 3600, " 2 days"},           {0, 59 * 86400, " 59 days"},
+        {0, 100 * 86400, " 3 months"},
+        {0, 355 * 86400, " 11 months"},      {0, 400 * 86400, " 11/14/2023"},
+        {1, 7 * 86400, " 11/14/2023"},       {1, 3 * 86400, " 10:13 PM Tuesday"},
+        // 360, not 3600: 720 s / 360 = 2, plus hour 22, is past 23.
+        {1, 360, " 10:13 PM today"},         {1, 720, " 10:13 PM yesterday"},
+    };
+    for (const auto& c : cases) {
+        char out[100];
+        int n = es_generate_time_string(out, t, c.style, t + c.age);
+        EXPECT_STREQ(out, c.want) << "style " << c.style << " age " << c.age;
+        EXPECT_EQ(n, static_cast<int>(std::strlen(out)));
+    }
+}
+
+TEST(Path, ConstructFullpath)
+{
+    struct Case {
+        const char* dir;
+        const char* name;
+        const char* want;
+    } cases[] = {
+        {"/a", "b", "/a/b"},   {"/a/", "b", "/a/b"}, {"/a", "/b", "/a/b"},  {"/a/", "/b", "/a//b"},
+        {"/", "b", "/b"},      {"/a/", nullptr, "/a"}, {nullptr, "b/", "b/"}, {nullptr, "bc/", "bc"},
+        {"/a", "b//", "/a/b"},
+    };
+    for (const auto& c : cases) {
+        char out[64];
+        int n = es_construct_fullpath(out, c.dir, c.name);
+        EXPECT_STREQ(out, c.want) << (c.dir ? c.dir : "(none)") << " + " << (c.name ? c.name : "(none)");
+        EXPECT_EQ(n, static_cast<int>(std::strlen(c.want)));
+    }
+}
+
+}  // namespace
+
 TEST(Format, Ll2str)
 {
     struct Case {
@@ -45,83 +93,6 @@ TEST(Format, ByteString)
     }
 }
 
-TEST(Format, TimeString)
-{
-    setenv("TZ", "UTC", 1);
-    tzset();
-    const time_t t = 1700000000;  // 11/14/2023 10:13:20 PM UTC
-    struct Case {
-        int style;
-        long age;
-        const char* want;
-    } cases[] = {
-        {2, 0, " 11/14/2023 10:13 PM"},     {0, 119, " 119 seconds"},
-        {0, 120, " 2 minutes"},              {0, 47 * 3600 + 3599, " 47 hours"},
-        {0, 48 * 3600, " 2 days"},           {0, 59 * 86400, " 59 days"},
-        {0, 100 * 86400, " 3 months"},
-        {0, 355 * 86400, " 11 months"},      {0, 400 * 86400, " 11/14/2023"},
-        {1, 7 * 86400, " 11/14/2023"},       {1, 3 * 86400, " 10:13 PM Tuesday"},
-        // 360, not 3600: 720 s / 360 = 2, plus hour 22, is past 23.
-        {1, 360, " 10:13 PM today"},         {1, 720, " 10:13 PM yesterday"},
-    };
-    for (const auto& c : cases) {
-        char out[100];
-        int n = es_generate_time_string(out, t, c.style, t + c.age);
-        EXPECT_STREQ(out, c.want) << "style " << c.style << " age " << c.age;
-        EXPECT_EQ(n, static_cast<int>(std::strlen(out)));
-    }
-}
-
-TEST(Path, Strcmp)
-{
-    struct Case {
-        const char* name;
-        const char* pattern;
-        bool match;
-    } cases[] = {
-        {"a.h", "*.c|*.h", true},    {"a.c", "*.c|*.h", true},    {"a.o", "*.c|*.h", false},
-        {"x.jpg", "^*.JPG", true},   {"X.JPG", "*.jpg", false},   {"Makefile", "^make*", true},
-        {"Makefile", "make*", false}, {"", "a|", true},           {"caf\xE9", "caf?", true},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(es_strcmp(c.name, c.pattern) == 0, c.match) << c.name << " ~ " << c.pattern;
-}
-
-TEST(Path, ConstructFullpath)
-{
-    struct Case {
-        const char* dir;
-        const char* name;
-        const char* want;
-    } cases[] = {
-        {"/a", "b", "/a/b"},   {"/a/", "b", "/a/b"}, {"/a", "/b", "/a/b"},  {"/a/", "/b", "/a//b"},
-        {"/", "b", "/b"},      {"/a/", nullptr, "/a"}, {nullptr, "b/", "b/"}, {nullptr, "bc/", "bc"},
-        {"/a", "b//", "/a/b"},
-    };
-    for (const auto& c : cases) {
-        char out[64];
-        int n = es_construct_fullpath(out, c.dir, c.name);
-        EXPECT_STREQ(out, c.want) << (c.dir ? c.dir : "(none)") << " + " << (c.name ? c.name : "(none)");
-        EXPECT_EQ(n, static_cast<int>(std::strlen(c.want)));
-    }
-}
-
-TEST(Path, RemoveSubdirectory)
-{
-    struct Case {
-        const char* in;
-        const char* want;
-    } cases[] = {{"/a/b", "/a"}, {"/a/b/", "/a"}, {"/a", "/"}, {"/", "/"}, {"abc", "abc"},
-                 {"//", "/"}};
-    for (const auto& c : cases) {
-        char buf[64];
-        std::strcpy(buf, c.in);
-        int n = es_remove_subdirectory(buf);
-        EXPECT_STREQ(buf, c.want) << c.in;
-        EXPECT_EQ(n, static_cast<int>(std::strlen(c.want))) << c.in;
-    }
-}
-
 TEST(Path, StripPathname)
 {
     struct Case {
@@ -137,5 +108,3 @@ TEST(Path, StripPathname)
         EXPECT_STREQ(es_strip_pathname(buf), c.want) << c.in;
     }
 }
-
-}  // namespace

@@ -76,29 +76,4 @@ TEST_F(FnameTest, LongNamesAreCutAndResultsArePerThread)
     EXPECT_FALSE(fname_charsets().empty());
 }
 
-TEST_F(FnameTest, SubdirectoryProbeTranslatesTheName)
-{
-    TmpDir t;
-    ::mkdir((t / "caf\xE9").c_str(), 0755);
-    ::mkdir((t / "caf\xE9/sub").c_str(), 0755);
-    ::mkdir((t / "empty").c_str(), 0755);
-    ::mkdir((t / "dots").c_str(), 0755);
-    ::mkdir((t / "dots/.git").c_str(), 0755);
-    ::mkdir((t / "linked").c_str(), 0755);
-    ::symlink("..", (t / "linked/up").c_str());
-    ASSERT_EQ(fname_setup(FNAME_ALTERNATE, "ISO-8859-1"), 0);
-    EXPECT_GT(fs_path_has_subdirectories(t.path().c_str(), "caf\xC3\xA9", 0), 0);
-    EXPECT_EQ(fs_path_has_subdirectories(t.path().c_str(), "\xE2\x82\xAC", 0), -2);
-    fname_setup(0, nullptr);
-    EXPECT_EQ(fs_path_has_subdirectories(t.path().c_str(), "empty", 0), 0);
-    EXPECT_EQ(fs_path_has_subdirectories(t.path().c_str(), "missing", 0), -1);
-    EXPECT_EQ(fs_path_has_subdirectories(t.path().c_str(), "linked", 0), 0);
-    // A link count above 2 answers before any entry is looked at, dot or not.
-    EXPECT_EQ(fs_path_has_subdirectories((t / "dots").c_str(), nullptr, 0), 3);
-
-    ::close(::open((t / "file").c_str(), O_CREAT | O_WRONLY, 0644));
-    EXPECT_EQ(fs_path_is_directory((t / "file").c_str()), 0);
-    EXPECT_GE(fs_path_is_directory((t / "empty").c_str()), 1);
-}
-
 }  // namespace

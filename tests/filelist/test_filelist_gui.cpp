@@ -123,21 +123,6 @@ TEST_F(FlGuiTest, SelectionStaysInStepBothWays)
     EXPECT_EQ(gDir.selected_dirs, 1);
 }
 
-TEST_F(FlGuiTest, GotoIndexZeroNeverFlagsCurrent)
-{
-    make_file("a");
-    make_file("b");
-    open();
-    EXPECT_EQ(fl_goto_index(0), 0);
-    EXPECT_EQ(gDir.current, 0);
-    EXPECT_FALSE(gDir[0].flags & DIR_F_CURRENT);
-    EXPECT_EQ(selected_rows(), QStringList({"a"}));
-    fl_goto_index(7);
-    EXPECT_EQ(gDir.current, 1);
-    EXPECT_TRUE(gDir[1].flags & DIR_F_CURRENT);
-    EXPECT_FALSE(gDir[0].flags & DIR_F_CURRENT);
-}
-
 TEST_F(FlGuiTest, RefreshReselectsTheFirstSelectedName)
 {
     for (const char* n : {"a", "b", "c"})
@@ -254,19 +239,4 @@ TEST_F(FlGuiTest, UpSelectsTheDirectoryLeftAndHistoriesAreBounded)
     EXPECT_EQ(fl_newpath(list(), (dir / "usr").c_str()), -1);
     EXPECT_EQ(fl_get_back_count(), 1);
     EXPECT_TRUE(messages.isEmpty());
-}
-
-TEST_F(FlGuiTest, CheckPathReportsItsThreeFailures)
-{
-    make_file("plain");
-    open();
-    EXPECT_EQ(fl_setpath((dir / "missing").c_str()), -1);
-    EXPECT_EQ(fl_setpath((dir / "plain").c_str()), -1);
-    ASSERT_EQ(messages.size(), 2);
-    EXPECT_EQ(messages[0], QString::fromStdString("Directory '" + dir / "missing" + "', not found"));
-    EXPECT_EQ(messages[1], QString::fromStdString("Path '" + dir / "plain" + "' not found"));
-    EXPECT_EQ(gDir.path, dir.path());
-    std::string out;
-    EXPECT_FALSE(x_check_path((dir.path() + "//").c_str(), out));
-    EXPECT_EQ(messages.size(), 2);
 }

@@ -102,32 +102,3 @@ TEST_F(FlGuiTest, HomeAndUpButtonsFollowThePath)
     else
         ::unsetenv("HOME");
 }
-
-TEST_F(FlGuiTest, HistoriesSurviveARestart)
-{
-    std::ofstream(cfgdir / "with.001") << "keep me\n";
-    for (int i = 0; i < 22; ++i)
-        make_dir("p" + std::to_string(i));
-    open();
-    QComboBox* box = window->ui->tb_curpath;
-    for (int i = 0; i < 22; ++i) {
-        type_path(box, dir / ("p" + std::to_string(i)));
-        QTest::keyClick(box->lineEdit(), Qt::Key_Return);
-    }
-    // p5 again moves to the front.
-    type_path(box, dir / "p5");
-    QTest::keyClick(box->lineEdit(), Qt::Key_Return);
-    window->session_saved = false;
-    window->close();
-
-    init_destroy_cboxs(gCboxes);
-    init_read_cboxs(gCboxes, gConfigPath.c_str());
-    ASSERT_EQ(gCboxes.path.count, 20);
-    EXPECT_EQ(std::string(cl_get(gCboxes.path, 1)), dir / "p5");
-    EXPECT_EQ(std::string(cl_get(gCboxes.path, 2)), dir / "p21");
-    EXPECT_EQ(std::string(cl_get(gCboxes.path, 20)), dir / "p2");
-    std::ifstream with(cfgdir / "with.001");
-    std::string line;
-    std::getline(with, line);
-    EXPECT_EQ(line, "keep me");
-}

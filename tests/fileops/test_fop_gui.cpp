@@ -150,40 +150,6 @@ TEST_F(FopGui, LongNameDialogRenamesOrSkips)
     EXPECT_FALSE(ask([](QDialog* dlg) { dlg->findChild<QPushButton*>("long_filename_skip")->click(); }, name));
 }
 
-TEST_F(FopGui, LatestViewReachesThePanelAndStaleOnesAreIgnored)
-{
-    GuiFopUi ui;
-    SlotPanel* p = slot_add();
-    FopRequest r;
-    r.ui = &ui;
-    r.slot = p;
-    // Posted before the request is bound to its slot: shown all the same.
-    std::thread([&] {
-        for (int i = 1; i <= 500; ++i)
-            ui.show_progress(r, {"Copying", "From: /a/" + std::to_string(i), "  To: /b",
-                                 std::to_string(i) + " of 500", "3 seconds", i / 5});
-    }).join();
-    slot_set_request(p, &r);
-    spin(50);
-    auto* u = p->ui;
-    auto shown = [u] {
-        return texts({u->slot_header_text->text().toStdString(), u->slot_from_text->text().toStdString(),
-                      u->slot_to_text->text().toStdString(), u->slot_n_text->text().toStdString(),
-                      u->slot_time_text->text().toStdString(), u->slot_progress_bar->value()});
-    };
-    const std::string last = "Copying|From: /a/500|  To: /b|500 of 500|3 seconds|100";
-    EXPECT_EQ(shown(), last);
-
-    // After its end the panel takes nothing more, and once gone nothing breaks.
-    on_worker([&] {
-        ui.finished(r);
-        return 0;
-    });
-    EXPECT_EQ(slot_button_request(p->ui->cancel_button), nullptr);
-    fop_gui_apply_view(p, &r, FopSlotView{"Late", "", "", "", "", 1});
-    EXPECT_EQ(shown(), last);
-}
-
 TEST_F(FopGui, FailedStartReportsAndLeavesAnEmptySlotAndNoStartWithoutASlot)
 {
     TmpDir dir;

@@ -141,20 +141,3 @@ TEST_F(BaseTest, NothingIsSavedWithoutDirectoryOrWhenSaveAtExitIsOff)
         EXPECT_NE(::stat((dir / "config.003").c_str(), &st), 0) << no_dir;
     }
 }
-
-TEST_F(BaseTest, AboutBoxShowsTheVersionAndClosesOnEscape)
-{
-    open();
-    QString title, version;
-    QTimer::singleShot(50, [&] {
-        QWidget* dlg = QApplication::activeModalWidget();
-        ASSERT_NE(dlg, nullptr);
-        title = dlg->windowTitle();
-        version = dlg->findChild<QLabel*>("about_version")->text();
-        QTest::keyClick(dlg, Qt::Key_Escape);
-    });
-    help_about();
-    EXPECT_EQ(title, "About VELL");
-    EXPECT_EQ(version, "- Version 1.13");
-    EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
-}

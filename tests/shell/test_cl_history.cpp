@@ -42,45 +42,6 @@ TEST(ClHistoryRing, AddLookupBoundsAndDestroy)
     EXPECT_EQ(cl_get(many, 1), nullptr);
 }
 
-TEST(ClHistoryFile, SaveReadRoundTrip)
-{
-    TmpDir dir;
-    ClHistory l;
-    for (int i = 1; i <= 21; ++i)
-        cl_add(l, "/dir/" + std::to_string(i));
-    cl_add(l, "/dir/5");  // a move across the wrapped ring before saving
-    ASSERT_EQ(cl_save(l, dir.path().c_str(), "goto.001"), 0);
-    std::string expect = "/dir/5\n";
-    for (int i = 21; i >= 2; --i)
-        if (i != 5)
-            expect += "/dir/" + std::to_string(i) + "\n";
-    EXPECT_EQ(slurp(dir / "goto.001"), expect);
-
-    // A trailing slash on the directory does not double.
-    ClHistory back = cl_read((dir.path() + "/").c_str(), "goto.001");
-    EXPECT_EQ(back.entries(), l.entries());
-    EXPECT_EQ(cl_save(l, (dir / "no/such").c_str(), "h"), -1);
-}
-
-TEST(ClHistoryFile, ReadLimits)
-{
-    TmpDir dir;
-    std::string text;
-    for (int i = 1; i <= 25; ++i)
-        text += "line" + std::to_string(i) + "\n";
-    spit(dir / "h", text);
-    ClHistory l = cl_read(dir.path().c_str(), "h");
-    ASSERT_EQ(l.count, 20);
-    EXPECT_STREQ(cl_get(l, 1), "line1");
-    EXPECT_STREQ(cl_get(l, 20), "line20");
-
-    // An over-long line is split; the last line may lack its newline; blanks are kept.
-    spit(dir / "long", std::string(CL_LINE_MAX + 5, 'x') + "\n a b \nlast");
-    l = cl_read(dir.path().c_str(), "long");
-    EXPECT_EQ(l.entries(), (Names{std::string(CL_LINE_MAX, 'x'), "xxxxx", " a b ", "last"}));
-    EXPECT_EQ(cl_read(dir.path().c_str(), "missing").count, 0);
-}
-
 TEST(ClBoxes, ReadSaveAndTheReadOnlyLists)
 {
     TmpDir dir;
@@ -104,23 +65,4 @@ TEST(ClBoxes, ReadSaveAndTheReadOnlyLists)
     EXPECT_EQ(slurp(dir / "pattern.001"), "*.c\n");
     EXPECT_EQ(slurp(dir / "with.001"), "keep me\r\nas is\n");
     EXPECT_EQ(slurp(dir / "copy.001"), "c1\n");
-}
-
-TEST(ClLookup, WebAddressAndFindPattern)
-{
-    const std::pair<const char*, const char*> web[] = {
-        {"http://x.org", "x.org"}, {"ftp://h/p", "h/p"}, {"gopher://g", "g"}, {"file:///tmp", "/tmp"},
-        {"https://x", nullptr}};
-    for (const auto& [in, want] : web)
-        EXPECT_EQ(cl_is_web_address(in) ? std::string(cl_is_web_address(in)) : "(none)",
-                  want ? want : "(none)") << in;
-
-    ClHistory l = filled({"abcdef", "/usr/local/bin", "ftp://web1", "abc2"});
-    const std::pair<const char*, const char*> finds[] = {
-        {"http://abcd", "abcdef"}, {"/usr/lo", "/usr/local/bin"}, {"/usr/lx", nullptr},
-        {"http://web", "web1"},    {"web", "web1"},              {"abc", "abc2"}};  // most recent wins
-    for (const auto& [pattern, want] : finds) {
-        const char* got = cl_find_pattern(l, pattern);
-        EXPECT_EQ(got ? std::string(got) : "(none)", want ? want : "(none)") << pattern;
-    }
 }

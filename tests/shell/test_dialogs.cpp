@@ -26,12 +26,6 @@ template <class T> T* w(QDialog* d, const char* name)
     return found;
 }
 void click(QDialog* d, const char* name) { w<QPushButton>(d, name)->click(); }
-mode_t mode_of(const std::string& path)
-{
-    struct stat st {};
-    ::stat(path.c_str(), &st);
-    return st.st_mode & 07777;
-}
 }  // namespace
 
 using DialogTest = FlGuiTest;
@@ -89,71 +83,6 @@ TEST_F(DialogTest, PreferencesApplyAtOnceAndReachTheFile)
     uint32_t reader = cfg::kReaderInitialOptions;
     init_migrate_options(again, reader);
     EXPECT_EQ(reader & cfg::kReaderDotBits, cfg::kReaderDotBits);
-}
-
-TEST_F(DialogTest, PreferencesFontChosenThenCancelledChangesNothing)
-{
-    open();
-    const std::string before(gConfig->filelist_font());
-    const QFont list_font = list()->font();
-    ConfigDlg c(window);
-    c.config_setup();
-    // The chooser is modal: it is answered once it is on screen.
-    QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, [&poll] {
-        auto* fd = qobject_cast<QFontDialog*>(QApplication::activeModalWidget());
-        if (!fd)
-            return;
-        poll.stop();
-        EXPECT_EQ(fd->windowTitle(), "Select File List Font");
-        QFont f = fd->currentFont();
-        f.setPointSize(f.pointSize() + 7);
-        fd->setCurrentFont(f);
-        fd->accept();
-    });
-    poll.start(5);
-    click(c.dialog(), "clist_select");
-    EXPECT_NE(w<QLabel>(c.dialog(), "clist_font")->text().toStdString(), before);
-    click(c.dialog(), "ccancel");
-    EXPECT_EQ(gConfig->filelist_font(), before);
-    EXPECT_EQ(list()->font(), list_font);
-}
-
-TEST_F(DialogTest, PropertiesOfManyEntries)
-{
-    make_file("a", 1, 0644);
-    make_file("b", 1, 0755);
-    for (const char* d : {"d1", "d2", "d3"})
-        make_dir(d);
-    open();
-    {
-        PropertyDlg p(window);
-        EXPECT_EQ(p.prop_setup(), -1);  // nothing selected
-    }
-    const auto summary = [&](const char* pattern) {
-        fl_unselect_all();
-        fl_select(pattern, 0);
-        PropertyDlg p(window);
-        EXPECT_EQ(p.prop_setup(), 0);
-        QString text = w<QLabel>(p.dialog(), "pr_comment")->text();
-        if (!w<QLabel>(p.dialog(), "pr_size")->isEnabled())
-            text += " greyed";
-        p.prop_cancel();
-        return text;
-    };
-    EXPECT_EQ(summary("d*"), "(3 directories) greyed");
-    EXPECT_EQ(summary("a|d1"), "(2 items: 1 directory, 1 file)");
-    EXPECT_EQ(summary("[ab]"), "(2 files)");
-
-    PropertyDlg p(window);
-    p.prop_setup();
-    EXPECT_TRUE(w<QLineEdit>(p.dialog(), "pr_name")->isReadOnly());
-    EXPECT_EQ(w<QLineEdit>(p.dialog(), "pr_name")->text(), "a, b");
-    EXPECT_FALSE(w<QCheckBox>(p.dialog(), "pr_uexec")->isChecked());
-    EXPECT_TRUE(w<QCheckBox>(p.dialog(), "pr_gread")->isChecked());
-    click(p.dialog(), "pr_done");
-    EXPECT_EQ(mode_of(dir / "a"), 0644u);
-    EXPECT_EQ(mode_of(dir / "b"), 0644u);
 }
 
 TEST_F(DialogTest, PropertiesRename)

@@ -9,32 +9,6 @@
 #include "shell/init_config.h"
 #include "tmpdir.h"
 
-TEST(ConfigRecord, SavedDefaultsSitAtTheirOffsets)
-{
-    TmpDir dir;
-    ConfigRecord rec;
-    uint32_t reader = cfg::kReaderInitialOptions;
-    EXPECT_FALSE(init_read_config(rec, dir.path()));
-    init_migrate_options(rec, reader);
-    ASSERT_EQ(init_save_config(rec, dir.path()), 0);
-
-    const std::string b = slurp(dir / "config.003");
-    ASSERT_EQ(b.size(), 5692u);
-    const std::pair<std::size_t, const char*> strings[] = {
-        {8, "scrib @"}, {2056, "lpr @"}, {3080, "shellwin"}, {4104, "TextFont08"},
-        {4359, "TextFont08"}, {4614, ""}, {4615, ""}, {4665, ""}, {5691, ""}};
-    for (const auto& [off, text] : strings)
-        EXPECT_EQ(std::string(b.c_str() + off), text) << off;
-    const std::pair<std::size_t, uint32_t> words[] = {
-        {0, 1},      {4, 0},      {4616, 125}, {4620, 50},  {4624, 105},        {4628, 53},
-        {4632, 53},  {4636, 75},  {4640, 190}, {4644, 410}, {4648, 600},        {4652, 1500},
-        {4656, 0xFF000925u},      {4660, 1}};
-    for (const auto& [off, value] : words)
-        EXPECT_EQ(le32(b, off), value) << off;
-    EXPECT_EQ(uint8_t(b[4659]), 0xFF);
-    EXPECT_EQ(b[4664], 1);
-}
-
 TEST(ConfigRead, DefaultsAndMigration)
 {
     struct Case {

@@ -83,27 +83,6 @@ const std::vector<std::string> kNames = {"ab", "abd", "Abc0", "abc1", "abc2", "x
 
 }  // namespace
 
-TEST(Interp, FindAsYouType)
-{
-    InterpState s;
-    FakeList list(kNames);
-    EXPECT_EQ(type(s, list, "abc"), 1);
-    EXPECT_EQ(interp_echo(s), "/abc");
-    EXPECT_EQ(list.selected(), std::vector<std::string>{"abc1"});
-    EXPECT_EQ(list.l.current, 3);
-    EXPECT_EQ(list.finds.back(), "abc#8");
-
-    // After the time-out's reset, shift gives capitals; a space inside the text is
-    // part of it.
-    interp_reset(s);
-    type(s, list, "A");
-    EXPECT_EQ(list.selected(), std::vector<std::string>{"Abc0"});
-    interp_reset(s);
-    type(s, list, "b c");
-    EXPECT_EQ(list.selected(), std::vector<std::string>{"b c"});
-    EXPECT_TRUE(list.opened.empty());
-}
-
 TEST(Interp, ReturnSearchesAndRemembers)
 {
     InterpState s;
@@ -169,19 +148,4 @@ TEST(Interp, CommandLineEscapeBackspaceAndSpace)
     type(s, list, ":");
     interp_key(s, list, named(KEYCAP_RETURN));
     EXPECT_EQ(list.commands.size(), 1u) << "an empty line runs nothing";
-}
-
-TEST(Interp, BufferNeverOverflows)
-{
-    InterpState s;
-    FakeList list(kNames);
-    interp_key(s, list, ch(':'));
-    for (std::size_t i = 0; i < INTERP_BUF + 10; ++i)
-        EXPECT_EQ(interp_key(s, list, ch('x')), 1);
-    EXPECT_EQ(s.len, INTERP_BUF - 1);
-    EXPECT_EQ(s.buf[INTERP_BUF - 1], '\0');
-    // A two-byte character that no longer fits is dropped whole.
-    interp_key(s, list, named(KEYCAP_BACKSPACE));
-    EXPECT_EQ(interp_key(s, list, key('e', "\xc3\xa9", 0xE9)), 1);
-    EXPECT_EQ(s.len, INTERP_BUF - 2);
 }

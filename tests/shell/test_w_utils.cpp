@@ -1,5 +1,5 @@
-// The window utilities: message boxes through the seam, formatted labels, per-widget
-// timers and blocking.
+// The window utilities: message boxes through the seam, formatted labels and
+// blocking.
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -27,26 +27,6 @@ struct ScriptedBoxes {
     WMessageHandler old;
 };
 
-void spin(int ms)
-{
-    QElapsedTimer t;
-    t.start();
-    while (t.elapsed() < ms)
-        QApplication::processEvents(QEventLoop::AllEvents, 5);
-}
-
-struct Counter {
-    int calls = 0;
-    int stop_after = 0;  // 0: never
-};
-
-void count_cb(QWidget* w, void* data)
-{
-    auto* c = static_cast<Counter*>(data);
-    ++c->calls;
-    if (c->stop_after && c->calls >= c->stop_after)
-        wtimer_detach(w);
-}
 }  // namespace
 
 TEST(WMessages, ReportAndAskGoThroughTheSeam)
@@ -66,19 +46,6 @@ TEST(WMessages, ReportAndAskGoThroughTheSeam)
     EXPECT_EQ(boxes.seen[2].text.size(), 255);
 }
 
-TEST(WMessages, RealBoxAnswersWithTheButtonNumber)
-{
-    const WMessage m = w_make_message(nullptr, "T", "text", "&Skip|@&Overwrite|#a&Bort");
-    for (auto [key, want] : {std::pair{Qt::Key_Escape, 3}, std::pair{Qt::Key_Return, 2}}) {
-        QTimer::singleShot(50, [key = key] {
-            QWidget* box = QApplication::activeModalWidget();
-            ASSERT_NE(box, nullptr);
-            QTest::keyClick(box, key);
-        });
-        EXPECT_EQ(w_message(m), want);
-    }
-}
-
 TEST(Wprintf, WritesTitlesAndTexts)
 {
     EXPECT_EQ(wprintf(nullptr, "x"), -1);
@@ -96,16 +63,6 @@ TEST(Wprintf, WritesTitlesAndTexts)
         accents += "\xc3\xa9";
     wprintf(label, "%s%s", std::string(76, 'y').c_str(), accents.c_str());
     EXPECT_EQ(label->text(), QString(76, 'y') + QString(89, QChar(0xE9)));
-}
-
-TEST(Wtimer, RearmsAfterEachCallUntilDetached)
-{
-    QLabel label;
-    Counter c;
-    c.stop_after = 3;
-    wtimer_attach(&label, 10, count_cb, &c);
-    spin(200);
-    EXPECT_EQ(c.calls, 3) << "a callback that detaches its own timer is not re-armed";
 }
 
 TEST(Wblock, BlockedWindowIgnoresInput)
