@@ -1,13 +1,11 @@
 #include "clipboard/clip.h"
 
-#include <QAbstractButton>
 #include <QClipboard>
 #include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QMainWindow>
 #include <QMimeData>
 #include <QPointer>
-#include <QShortcut>
 #include <QTimer>
 #include <QTreeView>
 #include <cstring>
@@ -333,16 +331,5 @@ void clip_setup(QTreeView* list)
         if (file_uncut(d, n))
             refresh_marks();
     });
-    const std::pair<QKeySequence, int (*)()> keys[] = {
-        {QKeySequence::Copy, em_copy}, {QKeySequence::Cut, em_cut}, {QKeySequence::Paste, em_paste},
-        {QKeySequence(Qt::Key_Delete), em_delete}};
-    for (const auto& [seq, fn] : keys) {
-        auto* s = new QShortcut(seq, list, nullptr, nullptr, Qt::WidgetShortcut);
-        QObject::connect(s, &QShortcut::activated, list, [fn = fn] { fn(); });
-    }
-    const std::pair<const char*, int (*)()> buttons[] = {{"tb_cut", em_cut}, {"tb_copy", em_copy}, {"tb_paste", em_paste}};
-    for (const auto& [name, fn] : buttons)
-        if (auto* b = list->window()->findChild<QAbstractButton*>(name))
-            QObject::connect(b, &QAbstractButton::clicked, list, [fn = fn] { fn(); });
     fl_dnd_install(list);
 }

@@ -21,8 +21,8 @@ extern int64_t dnd_start_timestamp;
 extern int dnd_active;
 
 // Hooks the clipboard into the list (cut marks, the reload before each redraw,
-// keys, drag and drop, the toolbar's Cut, Copy and Paste) and into the engine
-// (the reload before each operation, file_uncut after each moved or deleted item).
+// drag and drop) and into the engine (the reload before each operation,
+// file_uncut after each moved or deleted item). The commands own the keys.
 void clip_setup(QTreeView* list);
 
 FileTransf fl_pack_transf();

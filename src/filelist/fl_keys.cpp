@@ -19,6 +19,7 @@ namespace {
 InterpState sInterp;
 int sLastInputEntry = -2;
 void (*sContextMenu)(QTreeView*) = nullptr;
+int (*sOpen)() = nullptr;
 
 class ListAdapter : public InterpList {
 public:
@@ -76,6 +77,15 @@ protected:
     {
         if (ev->type() == QEvent::KeyPress && obj == list)
             return key(static_cast<QKeyEvent*>(ev));
+        // While a search or a command line is being typed, its keys (Backspace
+        // among them) belong to it, not to the window's hotkeys.
+        if (ev->type() == QEvent::ShortcutOverride && obj == list && sInterp.mode != 0) {
+            auto* k = static_cast<QKeyEvent*>(ev);
+            if (!(k->modifiers() & (Qt::ControlModifier | Qt::AltModifier))) {
+                ev->accept();
+                return true;
+            }
+        }
         if (ev->type() == QEvent::MouseButtonPress && obj == list->viewport()) {
             auto* me = static_cast<QMouseEvent*>(ev);
             const QModelIndex at = list->indexAt(me->position().toPoint());
@@ -93,8 +103,12 @@ private:
     {
         const int r = interp_key(sInterp, adapter_, fl_key_event(*e));
         if (r == 0) {
-            if (e->key() == Qt::Key_Return || e->key() == Qt::Key_Enter) {
-                fl_open(gDir.current);
+            if ((e->key() == Qt::Key_Return || e->key() == Qt::Key_Enter) &&
+                !(e->modifiers() & (Qt::ControlModifier | Qt::ShiftModifier | Qt::AltModifier))) {
+                if (sOpen)
+                    sOpen();
+                else
+                    fl_open(gDir.current);
                 return true;
             }
             return false;
@@ -184,4 +198,9 @@ int fl_last_input_entry()
 void fl_set_context_menu_cb(void (*fn)(QTreeView* list))
 {
     sContextMenu = fn;
+}
+
+void fl_set_open_cb(int (*fn)())
+{
+    sOpen = fn;
 }

@@ -17,3 +17,5 @@ int fl_last_input_entry();
 // Called after a right-button press has set the selection, to show the list's
 // context menu (the commands own it); null: none.
 void fl_set_context_menu_cb(void (*fn)(QTreeView* list));
+// What Return on the list runs (the commands' Open); null: open the current entry.
+void fl_set_open_cb(int (*fn)());

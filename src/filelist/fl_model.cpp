@@ -1,5 +1,7 @@
 #include "filelist/fl_model.h"
 
+#include "filelist/fl_panel.h"
+
 #include <QApplication>
 #include <QPalette>
 #include <array>
@@ -185,6 +187,10 @@ QVariant FlModel::headerData(int section, Qt::Orientation o, int role) const
         return {};
     if (role == Qt::DisplayRole)
         return QString::fromLatin1(kHeaderTexts[section]);
+    // A header section is no widget: its name (fh_filename ...) is what the
+    // accessibility tree reports for it.
+    if (role == Qt::AccessibleTextRole)
+        return QString::fromLatin1(kFlHeaderNames[section]);
     if (role == Qt::DecorationRole && section == sort_column_) {
         static const QIcon up(QStringLiteral(":/images/image_sort_up.svg"));
         static const QIcon down(QStringLiteral(":/images/image_sort_down.svg"));

@@ -34,9 +34,10 @@ void mgen_add_tree(QMenu* sub, void (*handler)(const std::string&))
             dtm_add_item(sub, fs, QString::fromStdString(e), flags, handler);
 }
 
-QMenu* add_cascade(QMenu* menu, const QString& text, void (*handler)(const std::string&))
+QMenu* add_cascade(QMenu* menu, QAction* before, const QString& text, void (*handler)(const std::string&))
 {
-    auto* sub = menu->addMenu(text);
+    auto* sub = new QMenu(text, menu);
+    menu->insertMenu(before, sub);
     sub->addAction(QStringLiteral("&Other..."), [handler] { handler(std::string()); });
     QObject::connect(sub, &QMenu::aboutToShow, sub, [sub, handler] {
         if (sub->property("mgen_filled").toBool())
@@ -77,12 +78,12 @@ void to_dest(int kind, const std::string& dest)
 }
 }  // namespace
 
-int mgen_work_insert(QMenu* menu)
+int mgen_work_insert(QMenu* menu, QAction* before)
 {
     if (gDir.selected <= 0)
         return 0;
-    add_cascade(menu, QStringLiteral("&Copy To"), x_copy_to_dest)->setObjectName(QStringLiteral("mgen_copy"));
-    add_cascade(menu, QStringLiteral("&Move To"), x_move_to_dest)->setObjectName(QStringLiteral("mgen_move"));
+    add_cascade(menu, before, QStringLiteral("&Copy To"), x_copy_to_dest)->setObjectName(QStringLiteral("mgen_copy"));
+    add_cascade(menu, before, QStringLiteral("&Move To"), x_move_to_dest)->setObjectName(QStringLiteral("mgen_move"));
     return 3;
 }
 

@@ -3,13 +3,15 @@
 #pragma once
 #include <string>
 
+class QAction;
 class QMenu;
 class QString;
 
 // Appends "Copy To" and "Move To" to a menu being built, when something is
 // selected. Their submenus hold "Other..." and, once first shown, the bookmarks
-// as directory menus. 0 when nothing was added, else 3.
-int mgen_work_insert(QMenu* menu);
+// as directory menus, inserted before `before` (null: at the end). 0 when nothing
+// was added, else 3.
+int mgen_work_insert(QMenu* menu, QAction* before = nullptr);
 // The directory handlers: with a directory (file-system bytes) after a question,
 // with an empty one after asking for the destination.
 void x_copy_to_dest(const std::string& dest);

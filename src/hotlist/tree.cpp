@@ -459,16 +459,9 @@ void tree_setup(QTreeWidget* tree)
         a->setShortcutContext(Qt::WidgetShortcut);
     }
 
-    if (auto* menu = base->findChild<QMenu*>(QStringLiteral("hotlist_menu"))) {
-        if (auto* a = base->findChild<QAction*>(QStringLiteral("hm_add")))
-            QObject::connect(a, &QAction::triggered, menu, [] { hm_add(); });
-        if (auto* a = base->findChild<QAction*>(QStringLiteral("hm_delete")))
-            QObject::connect(a, &QAction::triggered, menu, [] { hm_remove(); });
+    if (auto* menu = base->findChild<QMenu*>(QStringLiteral("hotlist_menu")))
         QObject::connect(menu, &QMenu::aboutToShow, menu, [menu] {
             hm_setup(menu);
             hm_populate(menu);
         });
-    }
-    if (auto* b = base->findChild<QAbstractButton*>(QStringLiteral("tb_add")))
-        QObject::connect(b, &QAbstractButton::clicked, tree, [] { hm_add(); });
 }

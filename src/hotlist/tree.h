@@ -17,8 +17,8 @@ struct HotlistTree {
 };
 extern HotlistTree gTree;
 
-// Icons, font, and the tree's handlers; the Bookmarks menu, the tree's context
-// menu `hotlist_cmenu` and the toolbar's Add when the window has them.
+// Icons, font, and the tree's handlers; the tree's context menu `hotlist_cmenu`
+// and the Bookmarks menu's entries when the window has the menu.
 void tree_setup(QTreeWidget* tree);
 // "/" alone when the file cannot be read or there is no configuration directory.
 int tree_load(const std::string& config_dir, const char* file);

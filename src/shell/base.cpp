@@ -15,6 +15,7 @@
 #include "filelist/fl_panel.h"
 #include "filelist/tb_path.h"
 #include "hotlist/tree.h"
+#include "shell/commands.h"
 #include "shell/globals.h"
 #include "shell/init_config.h"
 #include "shell/w_utils.h"
@@ -38,8 +39,6 @@ BaseWindow::BaseWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui::base)
     // Keeps the hotlist pane's width when the window is resized.
     ui->workspace->setStretchFactor(0, 0);
     ui->workspace->setStretchFactor(1, 1);
-    connect(ui->fm_exit, &QAction::triggered, this, [] { fm_exit(); });
-    connect(ui->help_about, &QAction::triggered, this, [] { help_about(); });
     connect(ui->tb_hotlist, &QToolButton::clicked, this, [] { vm_hotlist_toggle(); });
     connect(ui->hl_close, &QToolButton::clicked, this, [] { vm_hotlist_toggle(); });
 }
@@ -95,6 +94,7 @@ void base_setup(BaseWindow* w, int phase)
         cl_apply(gCboxes.path, ui->tb_curpath);
         fl_setup(ui->filelist);
         clip_setup(ui->filelist);
+        cmd_setup(w);
         fl_set_notify_cb([](QTreeView*) { base_update(); });
         base_set_divider_metrics(*gConfig);
     } else {

@@ -1,0 +1,58 @@
+// Every command of the main window: the File, Edit, Go, Bookmarks, Help and the
+// hidden View menus with their enabling rules, the window's hotkeys, the toolbar,
+// the file list's context menu and the quick reference. The handlers are a call or
+// three into the file list, the dialogs, the clipboard, the bookmarks and the
+// launcher. GUI thread only.
+#pragma once
+#include <functional>
+
+class QMenu;
+class QWidget;
+
+// Builds the menus and the hotkeys in the window and connects the toolbar, the
+// list's Return and its context menu.
+void cmd_setup(QWidget* base);
+// Every command passes here by its name first; a function that returns true has
+// taken it and the handler does not run (tests observe keys and menus this way).
+void cmd_set_observer(std::function<bool(const char* name)> fn);
+// Runs a command by name as a menu item or key would. -1 for an unknown name.
+int cmd_run(const char* name);
+// The program that New Window and Open In Window start (null: this executable).
+void cmd_set_program(const char* path);
+
+int fm_new_file();
+int fm_new_folder();
+int fm_new_window();
+int fm_open();
+int fm_open_another();
+int fm_view();
+int fm_edit();
+int fm_open_with();
+int fm_open_shellwin();
+int fm_refresh();
+int fm_print();
+int fm_print_directory();
+int fm_inspect();
+int em_select_all();
+int em_unselect_all();
+int em_invert_selection();
+int em_edit_preferences();
+int gm_back();
+int gm_forward();
+int gm_up();
+int gm_home();
+int help_quickref();
+int vm_clip_tb_toggle();
+
+// Enabling, recomputed each time the menu opens.
+void fm_setup(QMenu* menu);
+void em_setup(QMenu* menu);
+void gm_setup(QMenu* menu);
+// Rebuilds the context menu after its fixed "&New" submenu.
+void lcm_setup(QMenu* menu);
+
+// The accelerator registry's start-up: the "filelist" section linked to the list;
+// no action and no binding are registered, the menus' hotkeys do the work.
+void init_actions();
+void init_kb_defaults();
+void init_link();
