@@ -9,15 +9,30 @@
 
 #include "assoc/as_run.h"
 #include "assoc/as_table.h"
+#include "dirmodel/dir_types.h"
 #include "fileops/slot_window.h"
-#include "filelist/fl_panel.h"
 #include "shell/globals.h"
 #include "shell/init_config.h"
 #include "shell/sig_dispatch.h"
 #include "shell/w_msg.h"
 #include "shell/w_utils.h"
 
-void as_init(const char* dir, const char* name)
+namespace {
+const DirListing* sListing = nullptr;
+const DirListing sNone;
+
+const DirListing& listing()
+{
+    return sListing ? *sListing : sNone;
+}
+}  // namespace
+
+void as_set_listing(const DirListing* listing)
+{
+    sListing = listing;
+}
+
+void as_init(const char* dir, const char* name, void (*changed)())
 {
     AssocLoadResult r;
     if (dir && *dir) {
@@ -36,9 +51,11 @@ void as_init(const char* dir, const char* name)
         sig_watch(signo, [] { slot_terminate_all(); });
     ::signal(SIGCHLD, SIG_IGN);
     // Sent by other instances when a directory changed under them.
+    static void (*sChanged)() = nullptr;
+    sChanged = changed;
     sig_watch(SIGWINCH, [] {
-        if (!base_window_closed)
-            fl_refresh();
+        if (!base_window_closed && sChanged)
+            sChanged();
     });
 }
 
@@ -49,7 +66,7 @@ int misc_run(const char* command)
 
 int file_cmd(const char* tmpl, const char* name)
 {
-    return as_file_cmd(gDir, tmpl, name);
+    return as_file_cmd(listing(), tmpl, name);
 }
 
 int as_open_file(const char*, const char* name)
@@ -86,8 +103,9 @@ template <typename Fn>
 int for_selected_files(Fn fn)
 {
     std::vector<std::string> names;
-    for (int i = 0; i < gDir.count; ++i) {
-        const FileRecord& r = gDir[i];
+    const DirListing& dir = listing();
+    for (int i = 0; i < dir.count; ++i) {
+        const FileRecord& r = dir[i];
         if ((r.flags & DIR_F_SELECTED) && !S_ISDIR(r.status.st_mode))
             names.push_back(r.name);
     }

@@ -4,6 +4,8 @@
 #pragma once
 #include <string>
 
+struct DirListing;
+
 class QWidget;
 
 // Loads the associations from dir + "/" + name (the built-in rows when dir is empty
@@ -11,7 +13,11 @@ class QWidget;
 // the main window and ends the process with status 1. Then routes SIGTERM, SIGHUP,
 // SIGINT and SIGQUIT to the termination routine, ignores SIGCHLD, and refreshes
 // the file list on SIGWINCH while the main window is open.
-void as_init(const char* dir, const char* name);
+// `changed` runs when that signal comes (the file list's re-read).
+void as_init(const char* dir, const char* name, void (*changed)());
+// The listing whose selection and current entry the launches use; set by the
+// commands at start-up (the launcher knows nothing of the file list).
+void as_set_listing(const DirListing* listing);
 
 // Runs a typed command line (input group 0, no terminal window).
 int misc_run(const char* command);

@@ -665,6 +665,7 @@ void cmd_setup(QWidget* base)
     QObject::connect(sListMenu, &QMenu::aboutToShow, sListMenu, [] { lcm_setup(sListMenu); });
     fl_set_context_menu_cb(context_menu);
     fl_set_open_cb([] { return cmd_run("fm_open"); });
+    as_set_listing(&gDir);
 
     const std::pair<const char*, const char*> buttons[] = {
         {"tb_up", "gm_up"},     {"tb_refresh", "fm_refresh"}, {"tb_home", "gm_home"},

@@ -6,6 +6,7 @@
 
 #include "assoc/as_launch.h"
 #include "dirmodel/fname.h"
+#include "filelist/fl_panel.h"
 #include "filelist/tb_path.h"
 #include "shell/globals.h"
 #include "shell/init_config.h"
@@ -26,6 +27,6 @@ int init(const std::vector<std::string>& args)
     init_translation(*gConfig);
     init_read_cboxs(gCboxes, gConfigPath.empty() ? nullptr : gConfigPath.c_str());
     // Last: it also routes the process signals.
-    as_init(gConfigPath.c_str(), "associate.003");
+    as_init(gConfigPath.c_str(), "associate.003", fl_refresh);
     return 0;
 }

@@ -109,7 +109,7 @@ TEST_F(AssocLaunchTest, ExecutablesRunQuotedAndOnlyWithoutAnAssociation)
 
 TEST_F(AssocLaunchTest, StartUpLoadsTheTableAndWinchRefreshes)
 {
-    as_init(cfgdir.path().c_str(), "associate.003");
+    as_init(cfgdir.path().c_str(), "associate.003", fl_refresh);
     EXPECT_EQ(apat.apat_ctr(), 10);
     EXPECT_FALSE(std::filesystem::exists(cfgdir / "associate.003"));
     struct sigaction sa;

@@ -93,6 +93,9 @@ TEST_F(FlGuiTest, HeaderClicksSortAndSwapTheImage)
     // A new column keeps the direction.
     click_header(0);
     EXPECT_EQ(header_image(0), "image_sort_down");
+    // The sections' names, as the accessibility tree reports them.
+    for (int c = 0; c < 7; ++c)
+        EXPECT_EQ(model()->headerData(c, Qt::Horizontal, Qt::AccessibleTextRole).toString(), kFlHeaderNames[c]);
 }
 
 TEST_F(FlGuiTest, SelectionStaysInStepBothWays)
