@@ -485,6 +485,9 @@ int help_quickref()
         auto* table = new QTableWidget(0, 2, w);
         table->setHorizontalHeaderLabels({QStringLiteral("Key"), QStringLiteral("Command")});
         table->verticalHeader()->hide();
+        table->verticalHeader()->setDefaultSectionSize(table->fontMetrics().height() + 6);
+        table->setShowGrid(false);
+        table->setAlternatingRowColors(true);
         table->setEditTriggers(QAbstractItemView::NoEditTriggers);
         auto row = [table](const QString& key, const QString& what) {
             const int r = table->rowCount();
@@ -495,12 +498,17 @@ int help_quickref()
         for (const Cmd& c : kCommands) {
             if (!*c.key)
                 continue;
-            QAction* a = action(c.name);
-            QString what = a && !a->text().isEmpty() ? a->text().remove('&') : QString();
-            if (!c.label)
-                what = QString::fromLatin1(std::strcmp(c.name, "kp_open") == 0 ? "Open"
-                                           : std::strcmp(c.name, "kp_up") == 0 ? "Up One Level"
-                                                                                 : "Delete");
+            // Items of a submenu say which one; keys without an item say what they do.
+            static const char* const kLonger[][2] = {
+                {"fm_new_file", "New File"},          {"fm_new_folder", "New Folder"},
+                {"fm_new_window", "New Window"},      {"em_select_all", "Select All"},
+                {"em_select_pattern", "Select by Pattern"}, {"em_unselect_all", "Unselect All"},
+                {"kp_open", "Open (keypad)"},         {"kp_up", "Up One Level (keypad)"},
+                {"kp_delete", "Delete (keypad)"}};
+            QString what = c.label ? QString::fromLatin1(c.label).remove('&') : QString();
+            for (const auto& l : kLonger)
+                if (std::strcmp(l[0], c.name) == 0)
+                    what = QString::fromLatin1(l[1]);
             row(QString::fromLatin1(c.key + (c.key[0] == '=' ? 1 : 0)), what);
         }
         row(QStringLiteral("Alt+F, Alt+E, Alt+G, Alt+B, Alt+H"), QStringLiteral("Open a menu"));
