@@ -52,9 +52,7 @@ bool NewDlg::new_create()
     QWidget* base = gBase;
     const char* name = fname_encode(typed.constData());
     if (!name) {
-        const std::string_view enc = gConfig->alt_encoding();
-        wreport(base, "Error", "Unable to translate '%s' into '%.*s' encoding.",
-                typed.constData(), int(enc.size()), enc.data());
+        wreport_untranslatable(base, typed.constData());
         return false;
     }
     const std::string bytes = name;

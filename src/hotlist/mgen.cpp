@@ -67,9 +67,7 @@ void to_dest(int kind, const std::string& dest)
         const QByteArray text = typed.toUtf8();
         const char* fs = fname_encode(text.constData());
         if (!fs) {
-            const std::string_view enc = gConfig->alt_encoding();
-            wreport(gBase, "Error", "Unable to translate '%s' into '%.*s' encoding.", text.constData(),
-                    int(enc.size()), enc.data());
+            wreport_untranslatable(gBase, text.constData());
             return;
         }
         target = fs;

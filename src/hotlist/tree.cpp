@@ -279,9 +279,7 @@ void x_tree_expand(QTreeWidgetItem* item)
     x_get_fullpath(item, path);
     const char* fs = fname_encode(path.c_str());
     if (!fs) {
-        const std::string_view enc = gConfig->alt_encoding();
-        wreport(gBase, "Error", "Unable to translate '%s' into '%.*s' encoding.", path.c_str(),
-                int(enc.size()), enc.data());
+        wreport_untranslatable(gBase, path.c_str());
         return;
     }
     const std::string dirpath = fs;

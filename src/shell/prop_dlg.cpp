@@ -276,9 +276,7 @@ int PropertyDlg::x_prop_done_one(int entry, const QString* new_name, const QStri
         const QByteArray typed = new_name->toUtf8();
         const char* bytes = fname_merge_edit(r.name.c_str(), shown_name_, typed.toStdString());
         if (!bytes) {
-            const std::string_view enc = gConfig->alt_encoding();
-            wreport(gBase, "Error", "Unable to translate '%s' into '%.*s' encoding.",
-                    typed.constData(), int(enc.size()), enc.data());
+            wreport_untranslatable(gBase, typed.constData());
             return 1;
         }
         if (*bytes && r.name.view() != bytes) {

@@ -19,6 +19,7 @@
 #include <cstring>
 
 #include "shell/globals.h"
+#include "shell/init_config.h"
 #include "shell/w_geom.h"
 #include "dirmodel/fname.h"
 #include "shell/w_msg.h"
@@ -186,6 +187,13 @@ int wreport(QWidget* parent, const char* title, const char* fmt, ...)
     const QString text = vformat(fmt, ap);
     va_end(ap);
     return show(parent, title, text, "@&Continue");
+}
+
+int wreport_untranslatable(QWidget* parent, const char* text)
+{
+    const std::string_view enc = gConfig ? gConfig->alt_encoding() : std::string_view();
+    return wreport(parent, "Error", "Unable to translate '%s' into '%.*s' encoding.", text, int(enc.size()),
+                   enc.data());
 }
 
 int wask(QWidget* parent, const char* title, const char* fmt, ...)

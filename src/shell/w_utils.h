@@ -12,6 +12,9 @@ class QWidget;
 // One button "&Continue"; the message is cut to 255 characters. Returns 1.
 int wreport(QWidget* parent, const char* title, const char* fmt, ...)
     __attribute__((format(printf, 3, 4)));
+// "Unable to translate '<text>' into '<alternate set>' encoding." titled "Error":
+// a name the user typed that the file system's encoding cannot hold.
+int wreport_untranslatable(QWidget* parent, const char* text);
 // "&Yes" (default) and "&No": returns 1 or 2.
 int wask(QWidget* parent, const char* title, const char* fmt, ...)
     __attribute__((format(printf, 3, 4)));

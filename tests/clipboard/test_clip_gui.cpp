@@ -24,14 +24,6 @@ protected:
         fop_set_done_delay_ms(1000);
         FlGuiTest::TearDown();
     }
-    void select(std::initializer_list<const char*> names)
-    {
-        fl_unselect_all();
-        for (const char* n : names)
-            for (int i = 0; i < gDir.count; ++i)
-                if (gDir[i].name.view() == n)
-                    fl_select_index(i);
-    }
     QByteArray clip(const char* format) { return QGuiApplication::clipboard()->mimeData()->data(format); }
     bool operations_end() { return QTest::qWaitFor([] { return slot_count() == 0; }, 10000); }
     bool exists(const std::string& p) { return std::filesystem::exists(std::filesystem::symlink_status(p)); }

@@ -19,6 +19,7 @@
 #include "assoc/as_table.h"
 #include "filelist/fl_model.h"
 #include "filelist/fl_panel.h"
+#include "filelist/fl_select.h"
 #include "filelist/tb_path.h"
 #include "shell/base.h"
 #include "shell/globals.h"
@@ -83,6 +84,15 @@ protected:
         return -1;
     }
     int index_named(const char* name) { return model()->index_of(row_named(name)); }
+    // Exactly these names (as bytes) selected.
+    void select(std::initializer_list<const char*> names)
+    {
+        fl_unselect_all();
+        for (const char* n : names)
+            for (int i = 0; i < gDir.count; ++i)
+                if (gDir[i].name.view() == n)
+                    fl_select_index(i);
+    }
     QPoint row_point(int row)
     {
         return list()->visualRect(model()->index(row, 0)).center();

@@ -54,14 +54,6 @@ protected:
             out << v->model()->index(r, 0).data().toString();
         return out;
     }
-    void select(std::initializer_list<const char*> names)
-    {
-        fl_unselect_all();
-        for (const char* n : names)
-            for (int i = 0; i < gDir.count; ++i)
-                if (gDir[i].name.view() == n)
-                    fl_select_index(i);
-    }
 };
 }  // namespace
 

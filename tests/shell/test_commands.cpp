@@ -25,12 +25,6 @@ protected:
         cmd_set_observer(nullptr);
         FlGuiTest::TearDown();
     }
-    void select(std::initializer_list<const char*> names)
-    {
-        fl_unselect_all();
-        for (const char* n : names)
-            fl_select_index(index_named(n));
-    }
     QAction* item(const char* name) { return window->findChild<QAction*>(name); }
     // The context menu as its texts, "-" for a separator.
     QStringList context()
