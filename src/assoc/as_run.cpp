@@ -296,9 +296,15 @@ const std::string& as_adapter_dir()
         std::string exe = as_self_exe();
         const std::size_t slash = exe.rfind('/');
         if (slash != std::string::npos) {
-            std::string dir = exe.substr(0, slash) + "/vell-adapters";
-            if (is_dir(dir))
-                sAdapterDir = dir;
+            // The build tree keeps them beside the binary; an installed program
+            // finds them in <prefix>/libexec/vell.
+            for (const char* rel : {"/vell-adapters", "/../libexec/vell"}) {
+                std::string dir = exe.substr(0, slash) + rel;
+                if (is_dir(dir)) {
+                    sAdapterDir = dir;
+                    break;
+                }
+            }
         }
     }
     return sAdapterDir;

@@ -37,7 +37,7 @@ pid_t misc_spawn(int group, const char* path, ...);
 pid_t as_spawnv(const char* path, const std::vector<std::string>& args);
 
 // The directory of the adapters: set by as_set_adapter_dir, else "vell-adapters"
-// beside the running executable. "" when there is none.
+// beside the running executable, else <prefix>/libexec/vell. "" when there is none.
 const std::string& as_adapter_dir();
 void as_set_adapter_dir(const std::string& dir);
 // The running executable (/proc/self/exe).

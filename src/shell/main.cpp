@@ -1,6 +1,7 @@
 // vell: a graphical file manager. main() parses the framework's options, runs
 // init(), opens the main window and runs the event loop.
 #include <QApplication>
+#include <QIcon>
 #include <cstdio>
 #include <cstdlib>
 #include <malloc.h>
@@ -31,6 +32,8 @@ int main(int argc, char** argv)
 
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("vell"));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/images/vell.svg")));
+    QGuiApplication::setDesktopFileName(QStringLiteral("vell"));
     QApplication::setQuitOnLastWindowClosed(false);
     init(args);
     BaseWindow* base = base_open(fw);
