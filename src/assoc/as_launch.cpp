@@ -51,11 +51,9 @@ void as_init(const char* dir, const char* name, void (*changed)())
         sig_watch(signo, [] { slot_terminate_all(); });
     ::signal(SIGCHLD, SIG_IGN);
     // Sent by other instances when a directory changed under them.
-    static void (*sChanged)() = nullptr;
-    sChanged = changed;
-    sig_watch(SIGWINCH, [] {
-        if (!base_window_closed && sChanged)
-            sChanged();
+    sig_watch(SIGWINCH, [changed] {
+        if (!base_window_closed && changed)
+            changed();
     });
 }
 

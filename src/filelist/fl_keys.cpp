@@ -78,10 +78,10 @@ protected:
         if (ev->type() == QEvent::KeyPress && obj == list)
             return key(static_cast<QKeyEvent*>(ev));
         // While a search or a command line is being typed, its keys (Backspace
-        // among them) belong to it, not to the window's hotkeys.
+        // among them) belong to it, not to the window's hotkeys; F-keys still work.
         if (ev->type() == QEvent::ShortcutOverride && obj == list && sInterp.mode != 0) {
             auto* k = static_cast<QKeyEvent*>(ev);
-            if (!(k->modifiers() & (Qt::ControlModifier | Qt::AltModifier))) {
+            if (!(k->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) && !k->text().isEmpty()) {
                 ev->accept();
                 return true;
             }

@@ -13,7 +13,6 @@
 #include <fcntl.h>
 #include <memory>
 #include <new>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -287,17 +286,7 @@ FopRequest* fop(int kind, const std::string& srcdir, const std::vector<std::stri
         errno = ENOMEM;
         return nullptr;
     }
-    pthread_attr_t attr;
-    int rc = pthread_attr_init(&attr);
-    if (rc == 0) {
-        pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
-        rc = pthread_attr_setstacksize(&attr, VELL_FOP_STACK_SIZE);
-        pthread_t tid;
-        if (rc == 0)
-            rc = pthread_create(&tid, &attr, fop_thread, r.get());
-        pthread_attr_destroy(&attr);
-    }
-    if (rc != 0) {
+    if (const int rc = start_detached(fop_thread, r.get(), VELL_FOP_STACK_SIZE); rc != 0) {
         errno = rc;
         return nullptr;
     }

@@ -14,7 +14,6 @@
 #include <QTimer>
 #include <QWidgetAction>
 #include <algorithm>
-#include <atomic>
 #include <fcntl.h>
 
 #include "dirmodel/fname.h"
@@ -23,9 +22,6 @@
 #include "shell/w_msg.h"
 
 namespace {
-std::atomic<int> sStarted{0};
-std::atomic<int> sRunning{0};
-
 enum RowState : char { kUnchecked = 0, kPlain = 1, kCascading = 2 };
 constexpr int kStateRole = Qt::UserRole;
 constexpr int kMaxRows = 32;
@@ -50,18 +46,19 @@ std::string join(const std::string& dir, const std::string& name)
 // directory of tens of thousands costs the GUI only the rows on screen.
 class DirRows : public QAbstractListModel {
 public:
-    std::vector<std::string> names;
+    DtmScan::Names names;  // read by the scanning thread too, never changed
     std::vector<char> state;
 
+    const std::string& name(int row) const { return (*names)[std::size_t(row)]; }
     int rowCount(const QModelIndex& parent) const override
     {
-        return parent.isValid() ? 0 : int(names.size());
+        return parent.isValid() ? 0 : int(names->size());
     }
     QVariant data(const QModelIndex& i, int role) const override
     {
         const std::size_t r = std::size_t(i.row());
         if (role == Qt::DisplayRole)
-            return label_of(names[r]);
+            return label_of((*names)[r]);
         if (role == Qt::ForegroundRole && state[r] == kUnchecked)
             return QColor(QRgb(0x909090));  // not looked into yet
         if (role == kStateRole)
@@ -113,13 +110,12 @@ void close_all_popups()
     }
 }
 
-void choose(const DtmHandler& handler, const std::string& path)
+// Copies taken first: what they came from may go with the menus.
+void choose(DtmHandler handler, std::string path)
 {
     close_all_popups();
-    if (handler) {
-        const std::string copy = path;  // the menus are gone by the time it runs
-        handler(copy);
-    }
+    if (handler)
+        handler(path);
 }
 
 // The submenu of one directory: "..." until its scan has listed the
@@ -218,45 +214,39 @@ private:
         auto scan = std::make_shared<DtmScan>();
         scan->path = path_;
         scan->flags = flags_;
-        QPointer<DirMenu> me(this);
-        scan->on_listed = [me](std::vector<std::string>&& names) {
-            QMetaObject::invokeMethod(
-                qApp, [me, n = std::move(names)]() mutable { if (me) me->listed(std::move(n)); },
-                Qt::QueuedConnection);
+        // Each step reaches this menu on the GUI thread, or nothing if it is gone.
+        auto post = [me = QPointer<DirMenu>(this)](auto step) {
+            QMetaObject::invokeMethod(qApp, [me, step = std::move(step)]() mutable {
+                if (me)
+                    step(*me);
+            }, Qt::QueuedConnection);
         };
-        scan->on_checked = [me](std::size_t first, std::vector<char>&& has) {
-            QMetaObject::invokeMethod(
-                qApp, [me, first, h = std::move(has)] { if (me) me->checked(first, h); },
-                Qt::QueuedConnection);
+        scan->on_listed = [post](DtmScan::Names names) {
+            post([names](DirMenu& m) { m.listed(names); });
         };
-        scan->on_notice = [me](const char* title, const char* text) {
-            QMetaObject::invokeMethod(
-                qApp, [me, t = std::string(title), m = std::string(text)] {
-                    if (me)
-                        dtm_errinfo(t.c_str(), m.c_str());
-                },
-                Qt::QueuedConnection);
+        scan->on_checked = [post](std::size_t first, std::vector<char>&& has) {
+            post([first, h = std::move(has)](DirMenu& m) { m.checked(first, h); });
+        };
+        scan->on_notice = [post](const char* title, const char* text) {
+            post([t = std::string(title), x = std::string(text)](DirMenu&) { dtm_errinfo(t.c_str(), x.c_str()); });
         };
         scan_ = scan;
-        ++sStarted;
-        ++sRunning;
-        auto counted = std::shared_ptr<DtmScan>(scan.get(), [scan](DtmScan*) { --sRunning; });
-        if (dtm_start_scan(counted) != 0) {
+        if (dtm_start_scan(scan) != 0) {
             scan_.reset();
             dtm_errinfo("Directory Scanning", "Unable to start scanning procedure!");
         }
     }
 
-    void listed(std::vector<std::string>&& names)
+    void listed(const DtmScan::Names& names)
     {
-        if (names.empty()) {
+        if (names->empty()) {
             become_plain();
             return;
         }
         rows_ = new DirRows;
         rows_->setParent(this);
-        rows_->state.assign(names.size(), kUnchecked);
-        rows_->names = std::move(names);
+        rows_->state.assign(names->size(), kUnchecked);
+        rows_->names = names;
         view_ = new QListView;
         view_->setObjectName(QStringLiteral("dtm_list"));
         view_->setModel(rows_);
@@ -273,7 +263,7 @@ private:
         connect(view_, &QListView::entered, this, [this](const QModelIndex& i) { hover(i.row()); });
         connect(view_, &QListView::clicked, this, [this](const QModelIndex& i) { activate(i.row()); });
         connect(view_, &QListView::doubleClicked, this,
-                [this](const QModelIndex& i) { choose(handler_, join(path_, rows_->names[i.row()])); });
+                [this](const QModelIndex& i) { choose(handler_, join(path_, rows_->name(i.row()))); });
         size_view();
         auto* holder = new QWidgetAction(this);
         holder->setDefaultWidget(view_);
@@ -299,20 +289,20 @@ private:
     // directory would cost the GUI more than the scan.
     void size_view()
     {
-        std::vector<std::size_t> idx(rows_->names.size());
+        std::vector<std::size_t> idx(rows_->names->size());
         for (std::size_t i = 0; i < idx.size(); ++i)
             idx[i] = i;
         const std::size_t k = std::min<std::size_t>(idx.size(), 24);
         std::partial_sort(idx.begin(), idx.begin() + k, idx.end(), [this](std::size_t a, std::size_t b) {
-            return rows_->names[a].size() > rows_->names[b].size();
+            return rows_->name(int(a)).size() > rows_->name(int(b)).size();
         });
         const QFontMetrics fm(view_->font());
         int w = 0;
         for (std::size_t i = 0; i < k; ++i)
-            w = std::max(w, fm.horizontalAdvance(label_of(rows_->names[idx[i]])));
+            w = std::max(w, fm.horizontalAdvance(label_of(rows_->name(int(idx[i])))));
         const int row_h = view_->sizeHintForRow(0);
-        const int rows = std::min<int>(int(rows_->names.size()), kMaxRows);
-        const int bar = int(rows_->names.size()) > rows ? view_->verticalScrollBar()->sizeHint().width() : 0;
+        const int rows = std::min<int>(int(rows_->names->size()), kMaxRows);
+        const int bar = int(rows_->names->size()) > rows ? view_->verticalScrollBar()->sizeHint().width() : 0;
         const int max_w = screen() ? screen()->availableGeometry().width() / 2 : 800;
         view_->setFixedSize(std::min(w + row_h + 16 + bar, max_w), rows * row_h + 2);
     }
@@ -368,12 +358,12 @@ private:
         if (rows_->state[std::size_t(row)] == kCascading)
             open_row(row, true);
         else
-            choose(handler_, join(path_, rows_->names[std::size_t(row)]));
+            choose(handler_, join(path_, rows_->name(row)));
     }
 
     void open_row(int row, bool focus)
     {
-        if (!rows_ || row < 0 || std::size_t(row) >= rows_->names.size())
+        if (!rows_ || row < 0 || std::size_t(row) >= rows_->names->size())
             return;
         if (child_ && child_->opener_row == row) {
             if (focus && child_->view_)
@@ -383,7 +373,7 @@ private:
         delete child_;  // a menu of another row: its scan is told to stop
         if (rows_->state[std::size_t(row)] != kCascading)
             return;
-        child_ = new DirMenu(this, join(path_, rows_->names[std::size_t(row)]), flags_, handler_, this);
+        child_ = new DirMenu(this, join(path_, rows_->name(row)), flags_, handler_, this);
         child_->opener_row = row;
         // Beside this menu (right of its scroll bar), level with the row.
         const QRect r = view_->visualRect(rows_->index(row));
@@ -405,7 +395,7 @@ private:
                 if (e->type() == QEvent::MouseMove) {
                     d->hover(i.row());
                 } else if (e->type() == QEvent::MouseButtonDblClick) {
-                    choose(d->handler_, join(d->path_, d->rows_->names[std::size_t(i.row())]));
+                    choose(d->handler_, join(d->path_, d->rows_->name(i.row())));
                 } else {
                     d->view_->setCurrentIndex(i);
                     d->activate(i.row());
@@ -456,16 +446,6 @@ public:
 void dtm_errinfo(const char* title, const char* text)
 {
     w_message(w_make_message(gBase, QString::fromUtf8(title), QString::fromUtf8(text), "&Close"));
-}
-
-int dtm_scans_started()
-{
-    return sStarted;
-}
-
-int dtm_scans_running()
-{
-    return sRunning;
 }
 
 QAction* dtm_add_item(QMenu* parent, const std::string& path, const QString& label, int flags,

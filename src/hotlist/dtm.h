@@ -21,7 +21,3 @@ QAction* dtm_add_item(QMenu* parent, const std::string& path, const QString& lab
 
 // A notice with the single button "&Close" over the main window.
 void dtm_errinfo(const char* title, const char* text);
-
-// How many scans this process has started and how many are still running.
-int dtm_scans_started();
-int dtm_scans_running();

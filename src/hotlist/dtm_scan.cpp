@@ -7,9 +7,10 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <new>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "shell/io_util.h"
 
 namespace {
 #ifdef VELL_SANITIZED
@@ -83,10 +84,15 @@ void notice(const DtmScan& s, const char* title, const char* text)
         s.on_notice(title, text);
 }
 
+std::atomic<int> sRunning{0};
+
 void* thread_main(void* arg)
 {
-    std::unique_ptr<std::shared_ptr<DtmScan>> hold(static_cast<std::shared_ptr<DtmScan>*>(arg));
-    dtm_scanning_thread(*hold);
+    {
+        std::unique_ptr<std::shared_ptr<DtmScan>> hold(static_cast<std::shared_ptr<DtmScan>*>(arg));
+        dtm_scanning_thread(*hold);
+    }
+    --sRunning;  // after the record is let go, so a count of 0 means all is freed
     return nullptr;
 }
 }  // namespace
@@ -120,51 +126,44 @@ void dtm_scanning_thread(const std::shared_ptr<DtmScan>& scan)
     DtmScan& s = *scan;
     s.running = true;
     const bool hide_dot = s.flags & DTM_HIDE_DOT;
-    std::vector<std::string> names;
-    DirPtr dir;
     try {
-        dir = open_dir(AT_FDCWD, s.path.c_str());
-        if (dir) {
-            const int dfd = ::dirfd(dir.get());
-            while (const struct dirent* e = ::readdir(dir.get())) {
-                if (s.stop.load(std::memory_order_relaxed)) {
-                    s.finished = true;
-                    return;
-                }
-                if (!skip_name(e->d_name, hide_dot) && entry_is_dir(dfd, e))
-                    names.emplace_back(e->d_name);
+        auto names = std::make_shared<std::vector<std::string>>();
+        DirPtr dir = open_dir(AT_FDCWD, s.path.c_str());
+        const int dfd = dir ? ::dirfd(dir.get()) : -1;
+        while (const struct dirent* e = dir ? ::readdir(dir.get()) : nullptr) {
+            if (s.stop.load(std::memory_order_relaxed)) {
+                s.finished = true;
+                return;
             }
-            // Stable: numbers and other names do not form one total order ("2" < "10" < "1a" < "2").
-            std::stable_sort(names.begin(), names.end(), [](const std::string& a, const std::string& b) {
-                return _list_cmp(a.c_str(), b.c_str()) < 0;
-            });
+            if (!skip_name(e->d_name, hide_dot) && entry_is_dir(dfd, e))
+                names->emplace_back(e->d_name);
+        }
+        // Stable: numbers and other names do not form one total order ("2" < "10" < "1a" < "2").
+        std::stable_sort(names->begin(), names->end(), [](const std::string& a, const std::string& b) {
+            return _list_cmp(a.c_str(), b.c_str()) < 0;
+        });
+        if (s.on_listed)
+            s.on_listed(names);
+        // The children are looked into through the directory already open.
+        const std::size_t count = names->size();
+        std::size_t first = 0;
+        std::vector<char> answers;
+        auto last = std::chrono::steady_clock::now();
+        for (std::size_t i = 0; i < count && !s.stop.load(std::memory_order_relaxed); ++i) {
+            answers.push_back(dtm_has_subdir(dfd, (*names)[i].c_str(), hide_dot, &s.stop) > 0);
+            const auto now = std::chrono::steady_clock::now();
+            if (i + 1 == count || now - last >= kBatch) {
+                if (s.stop.load(std::memory_order_relaxed))
+                    break;
+                if (s.on_checked)
+                    s.on_checked(first, std::move(answers));
+                first = i + 1;
+                answers.clear();
+                last = now;
+            }
         }
     } catch (const std::bad_alloc&) {
         notice(s, "Memory Allocation", "Not enough memory!");
-        s.finished = true;
-        return;
-    }
-    // The children are checked through the directory already open, by name.
-    std::vector<std::string> order = names;
-    const std::size_t count = order.size();
-    if (s.on_listed)
-        s.on_listed(std::move(names));
-    const int dfd = dir ? ::dirfd(dir.get()) : -1;
-    std::size_t first = 0;
-    std::vector<char> answers;
-    auto last = std::chrono::steady_clock::now();
-    for (std::size_t i = 0; i < count && !s.stop.load(std::memory_order_relaxed); ++i) {
-        answers.push_back(dtm_has_subdir(dfd, order[i].c_str(), hide_dot, &s.stop) > 0);
-        const auto now = std::chrono::steady_clock::now();
-        if (i + 1 == count || now - last >= kBatch) {
-            if (s.stop.load(std::memory_order_relaxed))
-                break;
-            if (s.on_checked)
-                s.on_checked(first, std::move(answers));
-            first = i + 1;
-            answers.clear();
-            last = now;
-        }
     }
     s.finished = true;
 }
@@ -174,19 +173,16 @@ int dtm_start_scan(std::shared_ptr<DtmScan> scan)
     auto* arg = new (std::nothrow) std::shared_ptr<DtmScan>(std::move(scan));
     if (!arg)
         return -1;
-    pthread_attr_t attr;
-    int rc = pthread_attr_init(&attr);
-    if (rc == 0) {
-        pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
-        rc = pthread_attr_setstacksize(&attr, kStack);
-        pthread_t tid;
-        if (rc == 0)
-            rc = pthread_create(&tid, &attr, thread_main, arg);
-        pthread_attr_destroy(&attr);
-    }
-    if (rc != 0) {
+    ++sRunning;
+    if (start_detached(thread_main, arg, kStack) != 0) {
+        --sRunning;
         delete arg;
         return -1;
     }
     return 0;
+}
+
+int dtm_scans_running()
+{
+    return sRunning;
 }

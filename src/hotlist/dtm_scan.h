@@ -30,9 +30,11 @@ struct DtmScan {
     std::atomic<bool> finished{false};
 
     // Run on the scanning thread, in this order: the sorted names (empty when
-    // the directory has none or cannot be read); then, unless stopped, the answers
-    // for names [first, first + n), 1 when that one has a subdirectory; notices.
-    std::function<void(std::vector<std::string>&& names)> on_listed;
+    // the directory has none or cannot be read), shared with the thread, which
+    // goes on reading them; then, unless stopped, the answers for names
+    // [first, first + n), 1 when that one has a subdirectory; notices.
+    using Names = std::shared_ptr<const std::vector<std::string>>;
+    std::function<void(Names names)> on_listed;
     std::function<void(std::size_t first, std::vector<char>&& has_sub)> on_checked;
     std::function<void(const char* title, const char* text)> on_notice;
 };
@@ -42,3 +44,5 @@ void dtm_scanning_thread(const std::shared_ptr<DtmScan>& scan);
 // The same on a detached thread with a 64 KiB stack, which keeps the record alive
 // until it ends. 0, or -1 when the thread could not be started.
 int dtm_start_scan(std::shared_ptr<DtmScan> scan);
+// How many started scans have not yet ended, record released.
+int dtm_scans_running();

@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QDialog>
 #include <QDialogButtonBox>
+#include <QHash>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
@@ -134,24 +135,29 @@ const Cmd* find_cmd(const char* name)
     return nullptr;
 }
 
+// The items by name: looked up on every menu opening, so not searched for.
+QHash<QString, QAction*> sActions;
+
 QAction* action(const char* name)
 {
-    return sBase ? sBase->findChild<QAction*>(QString::fromLatin1(name)) : nullptr;
+    return sActions.value(QString::fromLatin1(name));
 }
 
-// The item of a command, made once and shared by its menu and its key.
+// The item of a command, made once and shared by its menu and its key; the
+// window's own description already holds a few of them.
 QAction* make_action(const Cmd& c)
 {
-    QAction* a = action(c.name);
+    const QString name = QString::fromLatin1(c.name);
+    QAction* a = sBase->findChild<QAction*>(name);
     if (!a) {
         a = new QAction(sBase);
-        a->setObjectName(QString::fromLatin1(c.name));
+        a->setObjectName(name);
     }
+    sActions.insert(name, a);
     if (c.label)
         a->setText(QString::fromLatin1(c.label));
     a->disconnect(sBase);
-    const char* name = c.name;
-    QObject::connect(a, &QAction::triggered, sBase, [name] { cmd_run(name); });
+    QObject::connect(a, &QAction::triggered, sBase, [cmd = c.name] { cmd_run(cmd); });
     if (*c.key) {
         const bool shown_only = c.key[0] == '=';
         a->setShortcut(QKeySequence(QString::fromLatin1(c.key + (shown_only ? 1 : 0))));
@@ -177,6 +183,7 @@ void fill(QMenu* menu, std::initializer_list<const char*> names)
             into = menu->addMenu(QString::fromLatin1(space + 1));
             into->setObjectName(QString::fromLatin1(n + 1, int(space - n - 1)));
             into->menuAction()->setObjectName(into->objectName());
+            sActions.insert(into->objectName(), into->menuAction());
         } else {
             into->addAction(action(n));
         }
@@ -302,24 +309,22 @@ int fm_open()
         return fl_open(gDir.current);
     if (gDir.selected_dirs >= 2)
         return 0;
-    // Files first by name while the listing stands; entering the directory
-    // replaces the listing, so it comes last.
-    std::vector<std::string> files;
+    // Files first: entering the directory replaces the listing, so it comes last.
+    // Each entry is checked to be still where it was before it is opened.
+    std::vector<std::pair<int, std::string>> files;
     int dir = -1;
     for (int i = 0; i < gDir.count; ++i)
         if (gDir[i].flags & DIR_F_SELECTED) {
             if (is_dir(i))
                 dir = i;
             else
-                files.push_back(gDir[i].name.c_str());
+                files.emplace_back(i, gDir[i].name.c_str());
         }
-    for (const std::string& f : files)
-        for (int i = 0; i < gDir.count; ++i)
-            if (gDir[i].name.view() == f) {
-                fl_open(i);
-                break;
-            }
-    if (dir >= 0)
+    const std::string dir_name = dir >= 0 ? gDir[dir].name.c_str() : "";
+    for (const auto& [i, name] : files)
+        if (i < gDir.count && gDir[i].name.view() == name)
+            fl_open(i);
+    if (dir >= 0 && dir < gDir.count && gDir[dir].name.view() == dir_name)
         fl_open(dir);
     return 0;
 }
@@ -634,6 +639,7 @@ void init_link()
 void cmd_setup(QWidget* base)
 {
     sBase = base;
+    sActions.clear();
     for (const Cmd& c : kCommands)
         make_action(c);
     auto menu = [base](const char* name) { return base->findChild<QMenu*>(QString::fromLatin1(name)); };

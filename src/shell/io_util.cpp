@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/stat.h>
 
 ssize_t read_full(int fd, void* buf, std::size_t n)
@@ -63,4 +64,19 @@ bool write_file_atomic(const std::string& path, const void* buf, std::size_t n)
         return false;
     }
     return true;
+}
+
+int start_detached(void* (*fn)(void*), void* arg, std::size_t stack)
+{
+    pthread_attr_t attr;
+    int rc = pthread_attr_init(&attr);
+    if (rc != 0)
+        return rc;
+    pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
+    rc = pthread_attr_setstacksize(&attr, stack);
+    pthread_t tid;
+    if (rc == 0)
+        rc = pthread_create(&tid, &attr, fn, arg);
+    pthread_attr_destroy(&attr);
+    return rc;
 }

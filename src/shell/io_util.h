@@ -49,3 +49,6 @@ bool write_full(int fd, const void* buf, std::size_t n);
 // crash never leaves half a file. Mode 0600 for a new file; an existing file's mode
 // is kept. errno is meaningful on false.
 bool write_file_atomic(const std::string& path, const void* buf, std::size_t n);
+// Starts fn(arg) on a detached thread with the given stack size. 0, or the error
+// number pthread_create (or its attributes) gave.
+int start_detached(void* (*fn)(void*), void* arg, std::size_t stack);

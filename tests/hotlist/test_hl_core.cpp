@@ -76,9 +76,9 @@ struct Recorder {
         s->path = path;
         s->flags = flags;
         DtmScan* raw = s.get();
-        s->on_listed = [this, raw, stop_when_listed](std::vector<std::string>&& n) {
+        s->on_listed = [this, raw, stop_when_listed](DtmScan::Names n) {
             std::lock_guard<std::mutex> l(m);
-            names = std::move(n);
+            names = *n;
             listed = true;
             if (stop_when_listed)
                 raw->stop = true;
