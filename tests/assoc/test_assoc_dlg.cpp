@@ -21,34 +21,11 @@
 #include "shell/globals.h"
 #include "shell/w_msg.h"
 #include "shell/w_utils.h"
+#include "dialogs.h"
 #include "read_text.h"
 #include "tmpdir.h"
 
 namespace {
-// Runs `fn` once the modal dialog named `name` is on screen and active, so that
-// its shortcuts take keys.
-void when_shown(const char* name, std::function<void(QDialog*)> fn)
-{
-    auto* t = new QTimer;
-    t->setInterval(5);
-    QObject::connect(t, &QTimer::timeout, [t, name, fn] {
-        auto* d = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-        if (!d || d->objectName() != name || QApplication::activeWindow() != d)
-            return;
-        t->stop();
-        t->deleteLater();
-        fn(d);
-    });
-    t->start();
-}
-
-template <class T> T* w(QWidget* dlg, const char* name)
-{
-    T* found = dlg->findChild<T*>(name);
-    EXPECT_NE(found, nullptr) << name;
-    return found;
-}
-
 QStringList rows(QDialog* d)
 {
     QStringList out;

@@ -56,41 +56,39 @@ TEST(Path, ConstructFullpath)
 
 }  // namespace
 
-TEST(Format, Ll2str)
+// The three size texts: status bar, Size column, Properties.
+TEST(Format, SizeTexts)
 {
-    struct Case {
+    const struct {
         int64_t size;
-        const char* want;
-    } cases[] = {{0, "0 bytes"},         {1023, "1023 bytes"},       {1024, "1.0KB"},
-                 {1048575, "1024.0KB"},  {1048576, "1.0MB"},         {5LL << 30, "5120.0MB"},
-                 {-5, "-5 bytes"},       {(1LL << 32) + 7, "4096.0MB"}};
-    for (const auto& c : cases)
-        EXPECT_STREQ(ll2str(c.size), c.want) << c.size;
-}
-
-TEST(Format, Cvt2c)
-{
-    struct Case {
-        uint64_t size;
-        const char* want;
-    } cases[] = {{0, "0"}, {999, "999"}, {1000, "1,000"}, {1234567, "1,234,567"},
-                 {18446744073709551615ull, "18,446,744,073,709,551,615"}};
-    for (const auto& c : cases)
-        EXPECT_STREQ(cvt2c(c.size), c.want) << c.size;
-}
-
-TEST(Format, ByteString)
-{
-    struct Case {
-        int32_t size;
-        const char* want;
-    } cases[] = {{0, "0 byte_count"},   {1023, "1023 byte_count"}, {1024, "1.0KB"},
-                 {2047, "1.1023KB"},     {1023999, "999.1023KB"},   {1024000, "1.0MB"},
-                 {1536000, "1.512000MB"}, {1024000000, "1.0GB"},     {2047999999, "1.1023999999GB"}};
+        const char *status, *column, *properties;
+    } cases[] = {
+        {0, "0 bytes", "0", "0 byte_count"},
+        {999, "999 bytes", "999", "999 byte_count"},
+        {1000, "1000 bytes", "1,000", "1000 byte_count"},
+        {1023, "1023 bytes", "1,023", "1023 byte_count"},
+        {1024, "1.0KB", "1,024", "1.0KB"},
+        {2047, "2.0KB", "2,047", "1.1023KB"},
+        {1023999, "1000.0KB", "1,023,999", "999.1023KB"},
+        {1024000, "1000.0KB", "1,024,000", "1.0MB"},
+        {1048575, "1024.0KB", "1,048,575", "1.24575MB"},
+        {1048576, "1.0MB", "1,048,576", "1.24576MB"},
+        {1536000, "1.5MB", "1,536,000", "1.512000MB"},
+        {1234567, "1.2MB", "1,234,567", "1.210567MB"},
+        {1024000000, "976.6MB", "1,024,000,000", "1.0GB"},
+        {2047999999, "1953.1MB", "2,047,999,999", "1.1023999999GB"},
+    };
     for (const auto& c : cases) {
         char out[64];
-        EXPECT_STREQ(es_generate_byte_string(out, c.size), c.want) << c.size;
+        EXPECT_STREQ(ll2str(c.size), c.status) << c.size;
+        EXPECT_STREQ(cvt2c(uint64_t(c.size)), c.column) << c.size;
+        EXPECT_STREQ(es_generate_byte_string(out, int32_t(c.size)), c.properties) << c.size;
     }
+    // Past the 32-bit range and below zero.
+    EXPECT_STREQ(ll2str(5LL << 30), "5120.0MB");
+    EXPECT_STREQ(ll2str((1LL << 32) + 7), "4096.0MB");
+    EXPECT_STREQ(ll2str(-5), "-5 bytes");
+    EXPECT_STREQ(cvt2c(18446744073709551615ull), "18,446,744,073,709,551,615");
 }
 
 TEST(Path, StripPathname)

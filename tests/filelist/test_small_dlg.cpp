@@ -12,16 +12,9 @@
 #include "filelist/fl_select.h"
 #include "shell/w_utils.h"
 #include "filelist/small_dlg.h"
+#include "dialogs.h"
 #include "read_text.h"
 
-namespace {
-template <class T> T* w(QDialog* d, const char* name)
-{
-    T* found = d->findChild<T*>(name);
-    EXPECT_NE(found, nullptr) << name;
-    return found;
-}
-}  // namespace
 
 using SmallDlgTest = FlGuiTest;
 

@@ -17,6 +17,7 @@
 #include "hotlist/dtm_scan.h"
 #include "hotlist/mgen.h"
 #include "hotlist/tree.h"
+#include "dialogs.h"
 #include "read_text.h"
 
 namespace {
@@ -200,12 +201,11 @@ TEST_F(HotlistTest, CopyToABookmarkAsksAndOtherTakesATypedDestination)
     select({"f2"});
     QString shown;
     auto type = [&](const QString& text) {
-        QTimer::singleShot(0, [&shown, text] {
-            auto* d = qobject_cast<QInputDialog*>(QApplication::activeModalWidget());
-            ASSERT_NE(d, nullptr);
-            shown = d->textValue();
-            d->setTextValue(text);
-            d->accept();
+        when_shown("input_dest", [&shown, text](QDialog* d) {
+            auto* in = static_cast<QInputDialog*>(d);
+            shown = in->textValue();
+            in->setTextValue(text);
+            in->accept();
         });
     };
     type(QString::fromStdString(dir / "typed"));

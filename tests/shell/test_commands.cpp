@@ -9,6 +9,7 @@
 
 #include "../filelist/fl_gui_fixture.h"
 #include "clipboard/clip.h"
+#include "dialogs.h"
 #include "filelist/fl_select.h"
 #include "shell/commands.h"
 
@@ -79,6 +80,15 @@ TEST_F(CommandTest, EveryHotkeyReachesItsCommandAndTextKeysStayInThePathField)
         QTest::keyClick(list(), k.key, k.mods);
         EXPECT_EQ(seen, std::vector<std::string>{k.cmd}) << k.cmd;
     }
+
+    // A name search being typed keeps Backspace; F-keys still reach the window.
+    QTest::keyClicks(list(), "/fx");
+    seen.clear();
+    QTest::keyClick(list(), Qt::Key_Backspace);
+    QTest::keyClick(list(), Qt::Key_F5);
+    EXPECT_EQ(seen, std::vector<std::string>{"fm_refresh"});
+    EXPECT_EQ(status1(), "/f");
+    QTest::keyClick(list(), Qt::Key_Escape);
 
     // Typing a path: the editing keys are the field's.
     QLineEdit* path = window->ui->tb_curpath->lineEdit();
@@ -184,11 +194,9 @@ TEST_F(CommandTest, PrintKeepsItsDefaultOpenInWindowStartsAnotherAndNewRepeatsTh
 
     QStringList titles;
     auto close_next = [&] {
-        QTimer::singleShot(0, [&] {
-            if (auto* d = qobject_cast<QDialog*>(QApplication::activeModalWidget())) {
-                titles << d->windowTitle();
-                d->reject();
-            }
+        when_shown(nullptr, [&](QDialog* d) {
+            titles << d->windowTitle();
+            d->reject();
         });
     };
     close_next();

@@ -14,17 +14,12 @@
 #include "filelist/fl_find.h"
 #include "filelist/fl_select.h"
 #include "shell/w_utils.h"
+#include "dialogs.h"
 #include "read_text.h"
 #include "shell/config_dlg.h"
 #include "shell/prop_dlg.h"
 
 namespace {
-template <class T> T* w(QDialog* d, const char* name)
-{
-    T* found = d->findChild<T*>(name);
-    EXPECT_NE(found, nullptr) << name;
-    return found;
-}
 void click(QDialog* d, const char* name) { w<QPushButton>(d, name)->click(); }
 }  // namespace
 
