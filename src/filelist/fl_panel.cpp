@@ -10,9 +10,12 @@
 #include <QLabel>
 #include <QPointer>
 #include <QScrollBar>
+#include <QStyle>
 #include <QTimer>
 #include <QTreeView>
+#include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <dirent.h>
 
 #include "dirmodel/dir_sort.h"
@@ -304,6 +307,24 @@ void fl_set_column_width(int column, int width)
     if (!sList || column < 1 || column > 7)
         return;
     sList->header()->resizeSection(column - 1, width);
+}
+
+int fl_text_width(int column)
+{
+    if (!sList || (column != 2 && column != 3))
+        return 0;
+    char text[100];
+    if (column == 2) {
+        std::snprintf(text, sizeof text, "%s", cvt2c(999999999));
+    } else {
+        // 12/28 .. 12:58 PM: the widest digits of every field.
+        struct tm t = {};
+        t.tm_year = 126, t.tm_mon = 11, t.tm_mday = 28, t.tm_hour = 12, t.tm_min = 58, t.tm_isdst = -1;
+        es_generate_time_string(text, mktime(&t), 2);
+    }
+    const QStyle* st = sList->style();
+    const int margins = 2 * (st->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, sList) + 1) + 8;
+    return sList->fontMetrics().horizontalAdvance(QString::fromUtf8(text)) + margins;
 }
 
 void fl_sort_cb(const char* header)

@@ -45,6 +45,9 @@ void fl_get_fullpath(int index, std::string& out);
 
 int fl_get_column_width(int column);
 void fl_set_column_width(int column, int width);
+// The width column 2 (size) or 3 (date) needs for its widest text in the list's
+// font; 0 for the others.
+int fl_text_width(int column);
 
 // The header callback, by the header's name; other names do nothing.
 void fl_sort_cb(const char* header);

@@ -1,5 +1,7 @@
 #include "shell/base.h"
 
+#include <algorithm>
+
 #include <QApplication>
 #include <QCloseEvent>
 #include <QComboBox>
@@ -133,8 +135,19 @@ void base_get_window_metrics(ConfigRecord& rec)
 
 void base_set_divider_metrics(const ConfigRecord& rec)
 {
+    ConfigRecord defaults;
+    init_config_defaults(defaults);
+    bool untouched = true;
     for (int c = 1; c <= cfg::kSavedColumns; ++c)
-        fl_set_column_width(c, rec.column_width(c));
+        untouched = untouched && rec.column_width(c) == defaults.column_width(c);
+    for (int c = 1; c <= cfg::kSavedColumns; ++c) {
+        int width = rec.column_width(c);
+        // The default widths were drawn for a narrower font than this desktop's:
+        // until the user sets widths, the size and the whole date fit.
+        if (untouched)
+            width = std::max(width, fl_text_width(c));
+        fl_set_column_width(c, width);
+    }
     if (!rec.hotlist_shown()) {
         BaseWindow* w = base_window();
         w->ui->tb_hotlist->setChecked(false);
