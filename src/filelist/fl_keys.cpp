@@ -18,7 +18,7 @@
 namespace {
 InterpState sInterp;
 int sLastInputEntry = -2;
-void (*sContextMenu)(QTreeView*) = nullptr;
+void (*sContextMenu)(QTreeView*, QPoint) = nullptr;
 int (*sOpen)() = nullptr;
 
 class ListAdapter : public InterpList {
@@ -81,7 +81,8 @@ protected:
         // among them) belong to it, not to the window's hotkeys; F-keys still work.
         if (ev->type() == QEvent::ShortcutOverride && obj == list && sInterp.mode != 0) {
             auto* k = static_cast<QKeyEvent*>(ev);
-            if (!(k->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) && !k->text().isEmpty()) {
+            const bool types = k->key() == Qt::Key_Backspace || (!k->text().isEmpty() && k->text()[0].isPrint());
+            if (!(k->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) && types) {
                 ev->accept();
                 return true;
             }
@@ -101,6 +102,15 @@ protected:
 private:
     bool key(QKeyEvent* e)
     {
+        // The keyboard's way to the context menu: for the selection as it stands,
+        // under the current row.
+        if (e->key() == Qt::Key_Menu || (e->key() == Qt::Key_F10 && e->modifiers() == Qt::ShiftModifier)) {
+            const QRect row = list->visualRect(list->currentIndex());
+            const QPoint at = row.isValid() ? row.bottomLeft() + QPoint(row.height(), 0) : QPoint(0, 0);
+            if (sContextMenu)
+                sContextMenu(list, list->viewport()->mapToGlobal(at));
+            return true;
+        }
         const int r = interp_key(sInterp, adapter_, fl_key_event(*e));
         if (r == 0) {
             if ((e->key() == Qt::Key_Return || e->key() == Qt::Key_Enter) &&
@@ -147,7 +157,7 @@ private:
             fl_unselect_all();
         }
         if (sContextMenu)
-            sContextMenu(list);
+            sContextMenu(list, QCursor::pos());
     }
 
     ListAdapter adapter_;
@@ -195,7 +205,7 @@ int fl_last_input_entry()
     return sLastInputEntry;
 }
 
-void fl_set_context_menu_cb(void (*fn)(QTreeView* list))
+void fl_set_context_menu_cb(void (*fn)(QTreeView* list, QPoint global))
 {
     sContextMenu = fn;
 }

@@ -2,6 +2,7 @@
 // opens when it leaves them), the right button selects and asks for the context
 // menu. GUI thread only.
 #pragma once
+#include <QPoint>
 
 class QKeyEvent;
 class QTreeView;
@@ -14,8 +15,8 @@ void fl_typeahead_reset();
 KeyEvent fl_key_event(const QKeyEvent& e);
 // The row under the pointer at the last raw input (-2: none).
 int fl_last_input_entry();
-// Called after a right-button press has set the selection, to show the list's
-// context menu (the commands own it); null: none.
-void fl_set_context_menu_cb(void (*fn)(QTreeView* list));
+// Shows the list's context menu (the commands own it) at a global point: after a
+// right-button press has set the selection, or on the Menu key or Shift+F10.
+void fl_set_context_menu_cb(void (*fn)(QTreeView* list, QPoint global));
 // What Return on the list runs (the commands' Open); null: open the current entry.
 void fl_set_open_cb(int (*fn)());

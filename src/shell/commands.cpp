@@ -9,6 +9,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLoggingCategory>
 #include <QMainWindow>
 #include <QMenu>
 #include <QPushButton>
@@ -252,10 +253,20 @@ void em_populate(QMenu* menu)
     mgen_work_insert(menu, select > 0 ? all[select - 1] : nullptr);
 }
 
-void context_menu(QTreeView*)
+Q_LOGGING_CATEGORY(lcMenu, "vell.menu", QtWarningMsg)
+
+void context_menu(QTreeView*, QPoint at)
 {
-    if (sListMenu)
-        sListMenu->popup(QCursor::pos());
+    if (!sListMenu)
+        return;
+    sListMenu->popup(at);
+    // What the user was offered, for reports: QT_LOGGING_RULES="vell.menu.info=true".
+    if (lcMenu().isInfoEnabled()) {
+        QStringList items;
+        for (const QAction* a : sListMenu->actions())
+            items << (a->isSeparator() ? QStringLiteral("-") : a->text());
+        qCInfo(lcMenu).noquote() << "context menu:" << items.join(u'|');
+    }
 }
 
 QAction* add_item(QMenu* menu, const char* label, const char* name)
