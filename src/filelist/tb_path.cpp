@@ -150,7 +150,12 @@ void tb_setup(QWidget* base)
                          [](const QString& t) { tb_curpath_cb(t); });
         // textEdited comes from the user's keys only, not from setText.
         QObject::connect(le, &QLineEdit::textEdited, sCurpath, &tb_curpath_notify);
-        le->installEventFilter(new PathKeyFilter(sCurpath));
+        // Keys reach the combo box first, which hands them to its line edit
+        // without passing its filters; a line edit given the focus directly gets
+        // them itself. Either way one of the two sees each key once.
+        auto* keys = new PathKeyFilter(sCurpath);
+        sCurpath->installEventFilter(keys);
+        le->installEventFilter(keys);
     }
     if (sFilespec) {
         QObject::connect(sFilespec->lineEdit(), &QLineEdit::returnPressed, sFilespec,
