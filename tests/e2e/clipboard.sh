@@ -12,12 +12,8 @@ mkdir -p "$work/dir" "$work/from"
 touch "$work/dir/a b#c" "$work/dir/$(printf 'caf\xe9')" "$work/dir/zeta" "$work/from/moved" "$work/from/copied"
 start_vell "$vell" "$work/dir"
 
-keys() { xdotool windowactivate --sync "$win" >/dev/null 2>&1; xdotool "$@"; sleep 0.5; }
-clip_out() { xclip -o -selection clipboard -t "$1" 2>/dev/null; }
-wait_for() { for _ in $(seq 50); do [ -e "$1" ] && return 0; sleep 0.2; done; fail "$1 did not appear"; }
-
 # Type-ahead selects "a b#c", Shift+Down adds "caf\xe9" below it.
-keys type --delay 50 "a b"
+pick "a b"
 keys key shift+Down ctrl+c
 want=$(printf 'file://%s/dir/a%%20b%%23c\r\nfile://%s/dir/caf%%E9\r\n' "$work" "$work" | od -An -c)
 got=$(clip_out text/uri-list | od -An -c)
@@ -38,12 +34,14 @@ wait_for "$work/dir/copied"
 [ -e "$work/from/copied" ] || fail "a text/uri-list was moved, not copied"
 echo "paste: text/uri-list copied the file"
 
-keys type --delay 50 "zeta"
+pick zeta
 keys key ctrl+x
 [ "$(clip_out x-special/gnome-copied-files)" = "$(printf 'cut\nfile://%s/dir/zeta' "$work")" ] || fail "Cut is not seen as a cut"
 echo "cut: x-special/gnome-copied-files says cut"
 
-# A second instance pastes that cut: the move runs there and empties the cut entry.
+# A second instance pastes that cut: the move runs there and empties the cut entry, and
+# the first instance, told when the operation ends, no longer lists the file.
+first=$win first_pid=$vpid
 mkdir -p "$work/second"
 start_vell "$vell" "$work/second"
 keys key ctrl+v
@@ -52,3 +50,16 @@ wait_for "$work/second/zeta"
 sleep 0.5
 [ "$(clip_out application/x-vell-mvfiles | wc -c)" -eq 0 ] || fail "the cut entry is not empty after the move"
 echo "paste in a second instance: moved, and the cut entry ended empty"
+second=$win second_pid=$vpid
+win=$first vpid=$first_pid
+listing | grep -q zeta && fail "the first instance was not refreshed after the move"
+echo "refresh: the first instance no longer lists zeta"
+
+# Copy in one instance, paste in the other.
+pick copied
+keys key ctrl+c
+win=$second vpid=$second_pid
+keys key ctrl+v
+wait_for "$work/second/copied"
+[ -e "$work/dir/copied" ] || fail "Copy and Paste between instances moved the file"
+echo "copy in one instance, paste in the other: copied"

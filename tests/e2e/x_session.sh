@@ -50,11 +50,67 @@ start_vell() {
     [ -n "$win" ] || { cat "$work/vell.log"; echo "no window was mapped"; exit 1; }
 }
 
-# fail MESSAGE: saves a screenshot of the window under $VELL_SHOTS and fails.
+# fail MESSAGE: saves a screenshot of the whole screen under $VELL_SHOTS and fails.
 fail() {
-    echo "FAILED: $*"
-    if [ -n "${win:-}" ] && command -v import >/dev/null; then
-        mkdir -p "${VELL_SHOTS:-/tmp}" && import -window "$win" "${VELL_SHOTS:-/tmp}/$(basename "$0" .sh)_failed.png"
-    fi
+    echo "FAILED: $*" >&2
+    tail -5 "$work"/vell*.log >&2 2>/dev/null
+    shot "$(basename "$0" .sh)_failed" root
     exit 1
+}
+
+# shot NAME [WINDOW]: $VELL_SHOTS/NAME.png of the window (default $win).
+shot() {
+    command -v import >/dev/null || return 0
+    mkdir -p "${VELL_SHOTS:-/tmp}"
+    import -window "${2:-$win}" "${VELL_SHOTS:-/tmp}/$1.png" 2>/dev/null
+}
+
+# keys XDOTOOL-ARGS...: real input to $win, then a moment for the program to act.
+keys() { xdotool windowactivate --sync "$win" >/dev/null 2>&1; xdotool "$@"; sleep 0.4; }
+# pick NAME: type-ahead in $win selects the first entry that begins with NAME.
+pick() { keys key Escape; keys type --delay 50 "$1"; }
+clip_out() { xclip -o -selection clipboard -t "$1" 2>/dev/null; }
+# wait_for PATH, wait_gone PATH: until PATH exists or not, then until the windows
+# an operation opened (its progress, a notice) have closed.
+wait_for() { for _ in $(seq 50); do [ -e "$1" ] && { idle; return 0; }; sleep 0.2; done; fail "$1 did not appear"; }
+wait_gone() { for _ in $(seq 50); do [ -e "$1" ] || { idle; return 0; }; sleep 0.2; done; fail "$1 is still there"; }
+idle() {
+    for _ in $(seq 50); do
+        [ -z "$(xdotool search --all --onlyvisible --pid "$vpid" --name . 2>/dev/null | grep -vx "$win")" ] && return 0
+        sleep 0.2
+    done
+    fail "a window besides the main one stayed up"
+}
+
+# dialog: the id of a window of $vpid other than $win, once one is shown.
+dialog() {
+    local d
+    for _ in $(seq 50); do
+        d=$(xdotool search --all --onlyvisible --pid "$vpid" --name . 2>/dev/null | grep -vx "$win" | tail -1)
+        [ -n "$d" ] && { echo "$d"; return 0; }
+        sleep 0.2
+    done
+    fail "no dialog was shown"
+}
+# answer KEY [TEXT]: types TEXT into the dialog that is up, presses KEY, and waits until
+# the dialog is gone.
+answer() {
+    local d
+    d=$(dialog) || exit 1
+    xdotool windowactivate --sync "$d" >/dev/null 2>&1
+    [ -n "${2:-}" ] && xdotool type --delay 20 "$2"
+    xdotool key "$1"
+    for _ in $(seq 50); do xwininfo -id "$d" 2>/dev/null | grep -q IsViewable || return 0; sleep 0.1; done
+    fail "the dialog stayed up after $1"
+}
+
+# goto DIR: types DIR into the path bar of $win (Delete drops what the history proposes).
+goto() { keys key alt+p ctrl+a; keys type --delay 10 "$1"; keys key Delete Return; }
+# listing: the URIs of every entry the list of $win shows (select all, copy, read the clipboard).
+listing() { keys key ctrl+a ctrl+c; clip_out text/uri-list | tr -d '\r'; }
+# shows DIR: fails unless the list of $win shows DIR.
+shows() {
+    local first
+    first=$(listing | head -1)
+    [ "${first%/*}" = "file://$1" ] || fail "the list shows $first..., not $1"
 }
