@@ -52,7 +52,14 @@ int target_at(QTreeView* list, const QPoint& pos)
 
 Qt::DropAction action_for(const QDropEvent* e)
 {
-    return (e->modifiers() & Qt::ControlModifier) ? Qt::CopyAction : Qt::MoveAction;
+    if (e->modifiers() & Qt::ControlModifier)
+        return Qt::CopyAction;
+    // From another instance the keys were pressed over the source, and this
+    // process never saw them: the source's drag proposes Copy only while Ctrl is
+    // held (its default is Move).
+    if (!e->source() && e->mimeData()->hasFormat(kMimeFiles) && e->proposedAction() == Qt::CopyAction)
+        return Qt::CopyAction;
+    return Qt::MoveAction;
 }
 
 class DndFilter : public QObject {
