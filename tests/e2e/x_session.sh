@@ -31,23 +31,33 @@ start_x() {
     mkdir -p "$work/home/.ke"
 }
 
-# start_vell BINARY DIR: waits until the window is mapped and the process is idle (its
-# CPU time still for half a second).
+# start_vell BINARY DIR [WRAPPER...]: waits until the window is mapped and the process is
+# idle (its CPU time still for half a second). A wrapper (a command with its options)
+# runs the program as its child. The first instance logs to vell.log, the next to vell-2.log...
 start_vell() {
-    HOME="$work/home" QT_QPA_PLATFORM=xcb "$1" "$2" >"$work/vell.log" 2>&1 &
+    local bin=$1 dir=$2 log=$work/vell${vell_n:+-$vell_n}.log child=""
+    shift 2
+    vell_n=$((${vell_n:-1} + 1))
+    HOME="$work/home" QT_QPA_PLATFORM=xcb "$@" "$bin" "$dir" >"$log" 2>&1 &
     vpid=$!
     pids+=($vpid)
+    if [ $# -gt 0 ]; then
+        for _ in $(seq 50); do child=$(pgrep -P "$vpid" | head -1); [ -n "$child" ] && break; sleep 0.1; done
+        [ -n "$child" ] || { cat "$log"; echo "$1 did not start the program"; exit 1; }
+        vpid=$child
+        pids+=($vpid)
+    fi
     win="" last=-1 still=0
     for _ in $(seq 300); do
         sleep 0.1
-        kill -0 "$vpid" 2>/dev/null || { cat "$work/vell.log"; echo "vell exited"; exit 1; }
+        kill -0 "$vpid" 2>/dev/null || { cat "$log"; echo "vell exited"; exit 1; }
         [ -n "$win" ] || win=$(xdotool search --all --onlyvisible --pid "$vpid" --name "File Manager" 2>/dev/null | head -1)
         [ -n "$win" ] || continue
         cpu=$(awk '{print $14 + $15}' "/proc/$vpid/stat")
         if [ "$cpu" = "$last" ]; then still=$((still + 1)); else still=0; last=$cpu; fi
         [ "$still" -ge 5 ] && return 0
     done
-    [ -n "$win" ] || { cat "$work/vell.log"; echo "no window was mapped"; exit 1; }
+    [ -n "$win" ] || { cat "$log"; echo "no window was mapped"; exit 1; }
 }
 
 # fail MESSAGE: saves a screenshot of the whole screen under $VELL_SHOTS and fails.
@@ -82,11 +92,12 @@ idle() {
     fail "a window besides the main one stayed up"
 }
 
-# dialog: the id of a window of $vpid other than $win, once one is shown.
+# dialog: the id of a window of $vpid other than $win (and $ops, the operations
+# window), once one is shown.
 dialog() {
     local d
     for _ in $(seq 50); do
-        d=$(xdotool search --all --onlyvisible --pid "$vpid" --name . 2>/dev/null | grep -vx "$win" | tail -1)
+        d=$(xdotool search --all --onlyvisible --pid "$vpid" --name . 2>/dev/null | grep -vx -e "$win" -e "${ops:-0}" | tail -1)
         [ -n "$d" ] && { echo "$d"; return 0; }
         sleep 0.2
     done
