@@ -128,9 +128,11 @@ TEST_F(ClipTest, DropsOnParentRowDirectoryRowAndListAndTheQuickReturnIsIgnored)
         data.setData(kMimeFiles, QByteArray(packed.data(), packed.size()));
         const QRect r = list()->visualRect(model()->index(onto ? row_named(onto) : 0, 0));
         const QPoint at = onto ? r.center() : QPoint(5, list()->viewport()->height() - 5);
-        QDragEnterEvent enter(at, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, mods);
+        // Proposing Copy only with Ctrl, as another instance's drag does.
+        const Qt::DropActions offer = mods ? Qt::CopyAction | Qt::MoveAction : Qt::MoveAction;
+        QDragEnterEvent enter(at, offer, &data, Qt::LeftButton, mods);
         QApplication::sendEvent(list()->viewport(), &enter);
-        QDropEvent e(at, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, mods);
+        QDropEvent e(at, offer, &data, Qt::LeftButton, mods);
         QApplication::sendEvent(list()->viewport(), &e);
         return operations_end();
     };
