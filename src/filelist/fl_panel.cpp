@@ -315,7 +315,7 @@ int fl_text_width(int column)
         return 0;
     char text[100];
     if (column == 2) {
-        std::snprintf(text, sizeof text, "%s", cvt2c(999999999));
+        std::snprintf(text, sizeof text, "%s", cvt2c(99999999999));
     } else {
         // 12/28 .. 12:58 PM: the widest digits of every field.
         struct tm t = {};

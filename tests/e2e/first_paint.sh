@@ -19,3 +19,8 @@ if awk -v s="$spread" 'BEGIN { exit !(s < 0.02) }'; then
     echo "the window is blank"
     exit 1
 fi
+
+# The same window at twice the scale, for the record: its icons must stay sharp.
+mkdir -p "$work/small/folder" && touch "$work/small/file.txt"
+QT_SCALE_FACTOR=2 start_vell "$vell" "$work/small"
+shot main_window_2x
