@@ -14,19 +14,21 @@ start_x() {
         [ -e "/tmp/.X11-unix/X$n" ] || [ -e "/tmp/.X$n-lock" ] || { disp=":$n"; break; }
     done
     [ -n "${disp:-}" ] || skip "no free X display number"
-    Xvfb "$disp" -screen 0 1280x1024x24 -nolisten tcp >/dev/null 2>&1 &
+    # No terminal for anything started here: a background job touching one is stopped.
+    Xvfb "$disp" -screen 0 1280x1024x24 -nolisten tcp </dev/null >/dev/null 2>&1 &
     pids+=($!)
     export DISPLAY=$disp
     for _ in $(seq 50); do xdotool getmouselocation >/dev/null 2>&1 && break; sleep 0.1; done
     xdotool getmouselocation >/dev/null 2>&1 || skip "Xvfb did not start on $disp"
     if command -v openbox >/dev/null; then
-        openbox >/dev/null 2>&1 &
+        openbox </dev/null >/dev/null 2>&1 &
         pids+=($!)
         # A window mapped while the manager is still starting may never be shown.
         for _ in $(seq 50); do
             xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' && break
             sleep 0.1
         done
+        xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' || echo "openbox did not start" >&2
     fi
     mkdir -p "$work/home/.ke"
 }
@@ -38,7 +40,7 @@ start_vell() {
     local bin=$1 dir=$2 log=$work/vell${vell_n:+-$vell_n}.log child=""
     shift 2
     vell_n=$((${vell_n:-1} + 1))
-    HOME="$work/home" QT_QPA_PLATFORM=xcb "$@" "$bin" "$dir" >"$log" 2>&1 &
+    HOME="$work/home" QT_QPA_PLATFORM=xcb "$@" "$bin" "$dir" </dev/null >"$log" 2>&1 &
     vpid=$!
     pids+=($vpid)
     if [ $# -gt 0 ]; then
