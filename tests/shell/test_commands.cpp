@@ -167,7 +167,7 @@ TEST_F(CommandTest, MenusEnableByTheRules)
     qputenv("HOME", old_home);
 }
 
-TEST_F(CommandTest, PrintKeepsItsDefaultOpenInWindowStartsAnotherAndNewRepeatsTheKind)
+TEST_F(CommandTest, PrintKeepsItsDefaultAndNewRepeatsTheKind)
 {
     make_file("f");
     make_dir("sub");
@@ -183,14 +183,6 @@ TEST_F(CommandTest, PrintKeepsItsDefaultOpenInWindowStartsAnotherAndNewRepeatsTh
     ConfigRecord saved;
     init_read_config(saved, cfgdir.path());
     EXPECT_EQ(saved.print_command(), "lpr @");
-
-    cmd_set_program((launches.bin() + "/rec").c_str());
-    select({"sub"});
-    fm_open_another();
-    const auto runs = launches.wait("rec", 1);
-    ASSERT_EQ(runs.size(), 1u);
-    EXPECT_EQ(runs[0], std::vector<std::string>{dir / "sub"});
-    cmd_set_program(nullptr);
 
     QStringList titles;
     auto close_next = [&] {
