@@ -8,6 +8,19 @@ trap cleanup EXIT
 skip() { echo "SKIPPED: $*"; exit 77; }
 need() { for tool in "$@"; do command -v "$tool" >/dev/null || skip "$tool is not installed"; done; }
 
+# wm_up: starts openbox and waits until it manages the screen (a window mapped while the
+# manager is still starting may never be shown); shows its log when it does not.
+wm_up() {
+    openbox </dev/null >"$work/openbox.log" 2>&1 &
+    pids+=($!)
+    for _ in $(seq 100); do
+        xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' && return 0
+        sleep 0.1
+    done
+    cat "$work/openbox.log" >&2
+    return 1
+}
+
 start_x() {
     need Xvfb xdotool xprop
     for n in $(seq 90 130); do
@@ -20,16 +33,7 @@ start_x() {
     export DISPLAY=$disp
     for _ in $(seq 50); do xdotool getmouselocation >/dev/null 2>&1 && break; sleep 0.1; done
     xdotool getmouselocation >/dev/null 2>&1 || skip "Xvfb did not start on $disp"
-    if command -v openbox >/dev/null; then
-        openbox </dev/null >/dev/null 2>&1 &
-        pids+=($!)
-        # A window mapped while the manager is still starting may never be shown.
-        for _ in $(seq 50); do
-            xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' && break
-            sleep 0.1
-        done
-        xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' || echo "openbox did not start" >&2
-    fi
+    command -v openbox >/dev/null && { wm_up || wm_up || echo "openbox did not start" >&2; }
     mkdir -p "$work/home/.ke"
 }
 
