@@ -10,6 +10,7 @@
 #include <QTreeView>
 #include <cstring>
 
+#include "dirmodel/es_path.h"
 #include "dirmodel/fname.h"
 #include "fileops/fop_gui.h"
 #include "filelist/fl_model.h"
@@ -34,7 +35,6 @@ bool sPublishing = false;
 QTimer* sPublishTimer = nullptr;
 QElapsedTimer sSincePublish;
 
-constexpr char kUriList[] = "text/uri-list";
 constexpr char kGnome[] = "x-special/gnome-copied-files";
 constexpr char kKdeCut[] = "application/x-kde-cutselection";
 
@@ -98,9 +98,8 @@ protected:
             return QByteArray("1");
         if (format == QLatin1String("text/plain")) {
             std::string paths;
-            const std::string dir = t_.srcdir == "/" ? "/" : t_.srcdir + "/";
             for (const std::string& n : t_.names)
-                ((paths.empty() ? paths : paths += '\n') += dir) += n;
+                (paths.empty() ? paths : paths += '\n') += es_join(t_.srcdir, n);
             return bytes(paths);
         }
         return {};

@@ -13,6 +13,8 @@ class QTreeView;
 // Clipboard formats of the packed record: to be copied, to be moved (the cut list).
 inline constexpr char kMimeFiles[] = "application/x-vell-files";
 inline constexpr char kMimeMvFiles[] = "application/x-vell-mvfiles";
+// The same files for other programs.
+inline constexpr char kUriList[] = "text/uri-list";
 
 // The last packing held exactly one item and it is a directory.
 extern int one_dir_packed;

@@ -24,17 +24,10 @@ int64_t dnd_start_timestamp = 0;
 int dnd_active = 0;
 
 namespace {
-constexpr char kUriList[] = "text/uri-list";
-
 int64_t now_ms()
 {
     using namespace std::chrono;
     return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
-std::string join(const std::string& dir, const std::string& name)
-{
-    return dir == "/" ? "/" + name : dir + "/" + name;
 }
 
 // What a drop at `pos` lands on: -1 the ".." row, a directory record's index, or
@@ -176,7 +169,7 @@ int fl_drop(const QMimeData* data, int target, int kind)
         es_remove_subdirectory(dest.data());
         dest.resize(std::strlen(dest.c_str()));
     } else if (target >= 0 && target < gDir.count) {
-        dest = join(gDir.path, std::string(gDir[target].name.view()));
+        dest = es_join(gDir.path, gDir[target].name.view());
     }
     int started = 0;
     for (const FileTransf& g : groups) {

@@ -46,6 +46,17 @@ int es_strcmp(const char* name, const char* pattern)
     }
 }
 
+std::string es_join(std::string_view dir, std::string_view name)
+{
+    std::string out;
+    out.reserve(dir.size() + name.size() + 1);
+    out += dir;
+    if (out.empty() || out.back() != '/')
+        out += '/';
+    out += name;
+    return out;
+}
+
 int es_construct_fullpath(char* out, const char* dir, const char* name)
 {
     std::size_t n = 0;

@@ -1,7 +1,9 @@
 // Path and pattern helpers shared by the whole program: the filter and association
-// matcher, path joining and clean-up. Pure functions on caller buffers; any thread.
+// matcher, path joining and clean-up. Pure functions; any thread.
 #pragma once
 #include <cstddef>
+#include <string>
+#include <string_view>
 
 // 0 when `name` matches `pattern`: alternatives separated by "|", each an fnmatch
 // pattern with no flags; a leading "^" ignores case. Non-zero otherwise.
@@ -11,6 +13,9 @@ int es_strcmp(const char* name, const char* pattern);
 // slashes while at least 3 characters remain. `out` holds strlen(dir)+strlen(name)+2.
 // Returns the length.
 int es_construct_fullpath(char* out, const char* dir, const char* name);
+
+// dir + "/" + name, with no second "/" when dir ends in one ("/" + "a" gives "/a").
+std::string es_join(std::string_view dir, std::string_view name);
 
 // Cuts the last component in place (/a/b/ and /a/b give /a, /a gives /, abc stays).
 // Returns the new length.

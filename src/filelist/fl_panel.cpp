@@ -288,11 +288,7 @@ int fl_setspec(const char* pattern)
 
 void fl_get_fullpath(int index, std::string& out)
 {
-    out = gDir.path;
-    if (out.empty() || out.back() != '/')
-        out += '/';
-    if (index >= 0 && index < gDir.count)
-        out += gDir[index].name;
+    out = es_join(gDir.path, index >= 0 && index < gDir.count ? gDir[index].name.view() : std::string_view());
 }
 
 int fl_get_column_width(int column)

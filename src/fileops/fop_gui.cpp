@@ -10,6 +10,7 @@
 #include <cstring>
 #include <sys/stat.h>
 
+#include "dirmodel/es_path.h"
 #include "dirmodel/fname.h"
 #include "fileops/fop.h"
 #include "fileops/slot_window.h"
@@ -215,7 +216,7 @@ int fop_start_cmd(int kind, const std::string& srcdir, const std::vector<std::st
         return -1;
     bool single_non_directory = false;
     if (names.size() == 1) {
-        const std::string path = srcdir == "/" ? "/" + names[0] : srcdir + "/" + names[0];
+        const std::string path = es_join(srcdir, names[0]);
         struct stat st {};
         single_non_directory = ::lstat(path.c_str(), &st) == 0 && !S_ISDIR(st.st_mode);
     }

@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <fcntl.h>
 
+#include "dirmodel/es_path.h"
 #include "dirmodel/fname.h"
 #include "hotlist/dtm_scan.h"
 #include "shell/globals.h"
@@ -32,14 +33,6 @@ QString label_of(const std::string& name)
     if (!s.endsWith('/'))
         s += '/';
     return s;
-}
-
-std::string join(const std::string& dir, const std::string& name)
-{
-    std::string p = dir;
-    if (p.empty() || p.back() != '/')
-        p += '/';
-    return p + name;
 }
 
 // The subdirectories of one directory. Labels are made when a row is drawn, so a
@@ -263,7 +256,7 @@ private:
         connect(view_, &QListView::entered, this, [this](const QModelIndex& i) { hover(i.row()); });
         connect(view_, &QListView::clicked, this, [this](const QModelIndex& i) { activate(i.row()); });
         connect(view_, &QListView::doubleClicked, this,
-                [this](const QModelIndex& i) { choose(handler_, join(path_, rows_->name(i.row()))); });
+                [this](const QModelIndex& i) { choose(handler_, es_join(path_, rows_->name(i.row()))); });
         size_view();
         auto* holder = new QWidgetAction(this);
         holder->setDefaultWidget(view_);
@@ -358,7 +351,7 @@ private:
         if (rows_->state[std::size_t(row)] == kCascading)
             open_row(row, true);
         else
-            choose(handler_, join(path_, rows_->name(row)));
+            choose(handler_, es_join(path_, rows_->name(row)));
     }
 
     void open_row(int row, bool focus)
@@ -373,7 +366,7 @@ private:
         delete child_;  // a menu of another row: its scan is told to stop
         if (rows_->state[std::size_t(row)] != kCascading)
             return;
-        child_ = new DirMenu(this, join(path_, rows_->name(row)), flags_, handler_, this);
+        child_ = new DirMenu(this, es_join(path_, rows_->name(row)), flags_, handler_, this);
         child_->opener_row = row;
         // Beside this menu (right of its scroll bar), level with the row.
         const QRect r = view_->visualRect(rows_->index(row));
@@ -395,7 +388,7 @@ private:
                 if (e->type() == QEvent::MouseMove) {
                     d->hover(i.row());
                 } else if (e->type() == QEvent::MouseButtonDblClick) {
-                    choose(d->handler_, join(d->path_, d->rows_->name(i.row())));
+                    choose(d->handler_, es_join(d->path_, d->rows_->name(i.row())));
                 } else {
                     d->view_->setCurrentIndex(i);
                     d->activate(i.row());

@@ -27,6 +27,7 @@
 #include "assoc/as_run.h"
 #include "assoc/as_table.h"
 #include "clipboard/clip.h"
+#include "dirmodel/es_path.h"
 #include "filelist/fl_keys.h"
 #include "filelist/fl_nav.h"
 #include "filelist/fl_panel.h"
@@ -345,11 +346,8 @@ int fm_open_another()
     if (gDir.selected != 1)
         return 0;
     for (int i = 0; i < gDir.count; ++i)
-        if ((gDir[i].flags & DIR_F_SELECTED) && is_dir(i)) {
-            char arg[1024];
-            std::snprintf(arg, sizeof arg, "%s/%s", gDir.path.c_str(), gDir[i].name.c_str());
-            spawn_self(arg);
-        }
+        if ((gDir[i].flags & DIR_F_SELECTED) && is_dir(i))
+            spawn_self(es_join(gDir.path, gDir[i].name.view()).c_str());
     return 0;
 }
 
@@ -528,6 +526,7 @@ int help_quickref()
             row(QString::fromLatin1(c.key + (c.key[0] == '=' ? 1 : 0)), what);
         }
         row(QStringLiteral("Alt+F, Alt+E, Alt+G, Alt+B, Alt+H"), QStringLiteral("Open a menu"));
+        row(QStringLiteral("Menu, Shift+F10"), QStringLiteral("The list's context menu"));
         row(QStringLiteral("Letters in the list"), QStringLiteral("Go to the first name that starts so"));
         row(QStringLiteral("/ or ?  then text, Return"), QStringLiteral("Search names forward or back"));
         row(QStringLiteral(":  then a command, Return"), QStringLiteral("Run a command line here"));
