@@ -252,6 +252,7 @@ TEST(FopCopyQuestions, OverwriteSkipAndAllAndLinksAtTheTarget)
     ui.rules.push_back({"Copy/Move", "The '" + t / "d/b", "Overwrite &All"});
     ASSERT_TRUE(run_fop(ui, FOP_COPY, t / "s", {"a", "e", "b", "c", "f", "m"}, t / "d", 0));
     EXPECT_EQ(ui.count("Copy/Move", "The '"), 3);  // not asked again after "Overwrite All"
+    EXPECT_EQ(ui.count("Copy/Move", "The '" + t / "d/a' file exists.\nWhat do you want to do ?\n"), 1);
     EXPECT_EQ(slurp(t / "d/a"), "old");
     EXPECT_EQ(slurp(t / "d/b"), "new-b");
     EXPECT_EQ(slurp(t / "d/c"), "new-c");

@@ -1,15 +1,9 @@
-// The main window: its named widgets, geometry to and from the settings record,
+// The main window: geometry to and from the settings record,
 // the hotlist pane state, and saving the session once.
 #include <gtest/gtest.h>
 
 #include <QApplication>
-#include <QComboBox>
-#include <QLabel>
-#include <QMenu>
-#include <QMenuBar>
 #include <QTest>
-#include <QTimer>
-#include <QToolButton>
 #include <sys/stat.h>
 
 #include "shell/base.h"
@@ -41,33 +35,6 @@ protected:
     BaseWindow* window = nullptr;
 };
 }  // namespace
-
-TEST_F(BaseTest, HoldsEveryNamedWidget)
-{
-    BaseWindow* w = open();
-    EXPECT_EQ(w->objectName(), "base");
-    EXPECT_EQ(w->windowTitle(), "File Manager");
-    const char* names[] = {"menu_tbg", "main_tbg", "nav_tb", "tb_up", "tb_refresh", "tb_home",
-                           "tb_cut", "tb_copy", "tb_paste", "tb_new_folder", "tb_print",
-                           "tb_add", "tb_hotlist", "clip_tb", "tb_curpath", "tb_filespec",
-                           "workspace", "hotlist_panel", "tree", "tree_title", "hl_close",
-                           "filelist_panel", "filelist", "status_pane", "status1", "status2",
-                           "left_tbg", "right_tbg", "bottom_tbg"};
-    for (const char* n : names)
-        EXPECT_NE(w->findChild<QWidget*>(n), nullptr) << n;
-    EXPECT_NE(w->findChild<QTimer*>("ftimer"), nullptr);
-    EXPECT_EQ(w->findChild<QLabel*>("tree_title")->text(), "Bookmarks");
-
-    QStringList menus, buttons;
-    for (QAction* a : w->findChild<QMenuBar*>("menu_tbg")->actions())
-        menus << a->text();
-    EXPECT_EQ(menus, QStringList({"&File", "&Edit", "&Go", "&Bookmarks", "&Help"}));
-    for (auto* b : w->findChild<QWidget*>("nav_tb")->findChildren<QToolButton*>())
-        buttons << b->objectName();
-    EXPECT_EQ(buttons, QStringList({"tb_up", "tb_refresh", "tb_home", "tb_cut", "tb_copy", "tb_paste",
-                                    "tb_new_folder", "tb_print", "tb_add", "tb_hotlist"}));
-    EXPECT_EQ(w->findChild<QComboBox*>("tb_filespec")->currentText(), "*");
-}
 
 TEST_F(BaseTest, GeometryComesFromTheRecordAndGoesBack)
 {

@@ -118,9 +118,6 @@ TEST_F(CommandTest, ContextMenuFollowsTheSelectionAndTheClipboard)
     QGuiApplication::clipboard()->clear();
 
     const QStringList tail = {"-", "&Copy To", "&Move To", "-", "&Inspect", "-"};
-    select({"d"});
-    EXPECT_EQ(context(), QStringList({"&New", "&Open", "Open In Win&dow", "-", "Cu&t", "C&opy", "&Delete",
-                                      "&Rename", "&Symlink"}) + tail);
     select({"f"});  // no association
     EXPECT_EQ(context(), QStringList({"&New", "Open &With", "-", "&Print", "-", "Cu&t", "C&opy", "&Delete",
                                       "&Rename", "&Symlink"}) + tail);
