@@ -1,8 +1,8 @@
 // The GUI FopUi driven from real worker threads: questions handed to the GUI
 // thread one at a time, notices dropped while a question is up, progress posted
-// and coalesced, the long-name dialog, and starting operations from the GUI down
-// to a real copy. How long the event loop waits meanwhile is a benchmark's
-// business (bench_filelist), not a test's.
+// and coalesced, the long-name dialog, and starting operations from the GUI.
+// How long the event loop waits meanwhile is a benchmark's business
+// (bench_filelist), not a test's.
 #include <QDialog>
 #include <QEventLoop>
 #include <QLineEdit>
