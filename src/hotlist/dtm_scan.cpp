@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "dirmodel/es_path.h"
 #include "shell/io_util.h"
 
 namespace {
@@ -21,14 +22,6 @@ constexpr std::size_t kStack = 0x10000;
 // How long answers are gathered before they are handed over: short enough to
 // look live, long enough that a big directory costs the GUI few steps.
 constexpr auto kBatch = std::chrono::milliseconds(15);
-
-bool all_digits(const char* s)
-{
-    for (; *s; ++s)
-        if (*s < '0' || *s > '9')
-            return false;
-    return true;
-}
 
 // Compares two digit strings by value without overflowing on long ones.
 int cmp_numbers(const char* a, const char* b)
@@ -99,9 +92,9 @@ void* thread_main(void* arg)
 
 int _list_cmp(const char* a, const char* b)
 {
-    if (*a && !all_digits(a))
+    if (*a && !misc_all_digits(a))
         return std::strcmp(a, b);
-    if (all_digits(b))
+    if (misc_all_digits(b))
         return cmp_numbers(a, b);
     return std::strcmp(a, b);
 }
