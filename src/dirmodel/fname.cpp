@@ -284,8 +284,15 @@ const char* fname_merge_edit(const std::string& old_name, const std::string& sho
     // front, then one byte shown for every byte of the name.
     const bool aligned = !(sMode.load(std::memory_order_relaxed) & FNAME_ALTERNATE) &&
                          shown.size() == old_name.size() + 1 && shown != old_name;
-    if (!aligned)
-        return fname_encode(typed.c_str());
+    // The result is always copied into our own buffer: fname_encode may hand back its
+    // argument, and callers pass temporaries.
+    if (!aligned) {
+        const char* bytes = fname_encode(typed.c_str());
+        if (!bytes)
+            return nullptr;
+        merged = bytes;
+        return merged.c_str();
+    }
     const auto cont = [](const std::string& s, std::size_t i) {
         return i < s.size() && (static_cast<unsigned char>(s[i]) & 0xC0) == 0x80;
     };
@@ -300,7 +307,8 @@ const char* fname_merge_edit(const std::string& old_name, const std::string& sho
         ++suf;
     while (suf > 0 && (cont(shown, shown.size() - suf) || cont(typed, typed.size() - suf)))
         --suf;
-    const char* middle = fname_encode(typed.substr(pre, typed.size() - pre - suf).c_str());
+    const std::string typed_middle = typed.substr(pre, typed.size() - pre - suf);
+    const char* middle = fname_encode(typed_middle.c_str());
     if (!middle)
         return nullptr;
     // Shown position p stands for name byte p - 1; the mark stands for none.

@@ -76,4 +76,32 @@ TEST_F(FnameTest, LongNamesAreCutAndResultsArePerThread)
     EXPECT_FALSE(fname_charsets().empty());
 }
 
+// A rename's bytes: callers pass the typed text as a temporary, so the result must not
+// point into it once the call returns (names of 16 bytes and more live on the heap).
+TEST_F(FnameTest, MergeEditOutlivesItsArguments)
+{
+    struct Case {
+        uint32_t mode;
+        const char* old_name;
+        const char* typed;
+        const char* want;
+    } cases[] = {
+        {0, "my new file.txt", "renamed file.txt", "renamed file.txt"},
+        {0, "caf\xE9 and a long tail.txt", "?caf? and a longer tail.txt",
+         "caf\xE9 and a longer tail.txt"},
+        {0, "caf\xE9 and a long tail.txt", "renamed completely, long enough.txt",
+         "renamed completely, long enough.txt"},
+        {FNAME_ALTERNATE, "caf\xE9 and a long tail.txt", "caf\xC3\xA9 and another long tail",
+         "caf\xE9 and another long tail"},
+    };
+    for (const auto& c : cases) {
+        ASSERT_EQ(fname_setup(c.mode, "ISO-8859-1"), 0);
+        const std::string shown = fname_decode(c.old_name);
+        const char* got = fname_merge_edit(c.old_name, shown, std::string(c.typed));
+        const std::string reuse(std::strlen(c.typed), '#');  // takes the freed block back
+        ASSERT_NE(got, nullptr) << c.typed;
+        EXPECT_STREQ(got, c.want) << c.typed << reuse.size();
+    }
+}
+
 }  // namespace
