@@ -164,10 +164,8 @@ int fop_move_files(FopRequest& r)
                     continue;
                 fop_item_done(r, r.groups[g].dir, name);
             }
-            // Kept as it always was: after the first rename or skip every flag but
-            // 0x0001 is on, so this operation asks no more overwrite, link, delete
-            // or owner questions, and follows links.
-            r.flags |= 0xFFFFFFFE;
+            // A skip or an "&Overwrite" answers for this item alone: the next
+            // conflict is asked about again, as a copy does.
             r.groups[g].names[i].clear();
         }
     }
