@@ -331,10 +331,13 @@ int copy_regular(FopRequest& r, const std::string& src, FopAt sat, std::string& 
             in.reset(openat(sat.dirfd, sat.path, O_RDONLY | O_CLOEXEC));
         if (!in.ok())
             return ask_item(r, "Unable to open '%s'\n%s\n", src, errno);
-        if (is_link)
-            unlinkat(tat.dirfd, tat.path, 0);
-        else if (exists)
+        // A link at the name is replaced like a file, only by the complete copy,
+        // so a skip or a failure half-way leaves it as it was. Where nothing can
+        // be made beside it, it goes first: a file is never written through it.
+        if (exists)
             swap.open(tgt, mode, out);
+        if (!out.ok() && is_link)
+            unlinkat(tat.dirfd, tat.path, 0);
         const int oflags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW;
         if (!out.ok())
             out.reset(openat(tat.dirfd, tat.path, oflags, mode));

@@ -298,36 +298,45 @@ TEST(FopCopyNames, NonUtf8AndOverLongTargets)
 }
 
 // A disk that fills up in the middle of a file: a private 4 MiB tmpfs half
-// taken by a filler, and a 3 MiB source, onto a missing target and over an old one.
+// taken by a filler, and a 3 MiB source, onto a missing target, over an old one
+// and over a link at the target's name.
 TEST(FopFullDisk, RetrySkipAndAbortLoseNothing)
 {
     TmpDir t;
     spit(t / "big", pattern(3 << 20));
-    for (std::string answer : {"&Retry", "&Skip", "&Abort", "&Retry old", "&Skip old", "&Abort old"}) {
-        const bool old = answer.size() > 6;
-        answer.resize(answer.find(' ') == std::string::npos ? answer.size() : answer.find(' '));
-        TMPFS_OR_SKIP(fs, t / "small", "4M");
-        std::string filler = fs.path() + "/filler", target = fs.path() + "/big";
-        spit(filler, std::string(2 << 20, 'f'));
-        if (old)
-            spit(target, "old");
-        ScriptUi ui;
-        ui.rules.push_back({"Copy/Move", "The '" + target, "&Overwrite"});
-        ui.rules.push_back({"Write error", "Unable to write '" + target + "'\nNo space left on device\n", answer,
-                            [&](FopRequest&) {
-                                if (answer == "&Retry")
-                                    unlink(filler.c_str());
-                            }});
-        ASSERT_TRUE(run_fop(ui, FOP_COPY, t.path(), {"big"}, fs.path(), 0));
-        EXPECT_EQ(ui.count("Write error"), 1) << answer;
-        // Retry once there is room gives the whole file; Skip and Abort leave no partial
-        // target, and the old one as it was.
-        EXPECT_EQ(exists(target), answer == "&Retry" || old) << answer;
-        EXPECT_TRUE(answer != "&Retry" || slurp(target) == pattern(3 << 20));
-        EXPECT_TRUE(answer == "&Retry" || !old || slurp(target) == "old") << answer;
-        EXPECT_EQ(dir_names(fs.path()).size(), answer != "&Retry" && old ? 2u : 1u) << answer;  // no temporary left
-        EXPECT_TRUE(answer != "&Skip" || ui.views.back().first_line == "Done");
-    }
+    spit(t / "far", "far");
+    enum Old { kNone, kFile, kLink };
+    for (Old old : {kNone, kFile, kLink})
+        for (std::string answer : {"&Retry", "&Skip", "&Abort"}) {
+            TMPFS_OR_SKIP(fs, t / "small", "4M");
+            std::string filler = fs.path() + "/filler", target = fs.path() + "/big";
+            spit(filler, std::string(2 << 20, 'f'));
+            if (old == kFile)
+                spit(target, "old");
+            if (old == kLink)
+                symlink((t / "far").c_str(), target.c_str());
+            ScriptUi ui;
+            ui.rules.push_back({"Copy/Move", "The '" + target, "&Overwrite"});
+            ui.rules.push_back({"Write error", "Unable to write '" + target + "'\nNo space left on device\n", answer,
+                                [&](FopRequest&) {
+                                    if (answer == "&Retry")
+                                        unlink(filler.c_str());
+                                }});
+            ASSERT_TRUE(run_fop(ui, FOP_COPY, t.path(), {"big"}, fs.path(), 0));
+            const std::string c = answer + " over " + std::to_string(old);
+            EXPECT_EQ(ui.count("Write error"), 1) << c;
+            // Retry once there is room gives the whole file in the target's place;
+            // Skip and Abort leave no partial target, and the old one as it was.
+            EXPECT_TRUE(answer != "&Retry" || (S_ISREG(lmode(target)) && slurp(target) == pattern(3 << 20))) << c;
+            if (answer != "&Retry") {
+                EXPECT_EQ(exists(target), old != kNone) << c;
+                EXPECT_TRUE(old != kFile || slurp(target) == "old") << c;
+                EXPECT_TRUE(old != kLink || link_of(target) == t / "far") << c;
+            }
+            EXPECT_EQ(dir_names(fs.path()).size(), answer != "&Retry" && old ? 2u : 1u) << c;  // no temporary left
+            EXPECT_EQ(slurp(t / "far"), "far");
+            EXPECT_TRUE(answer != "&Skip" || ui.views.back().first_line == "Done");
+        }
 }
 
 TEST(FopCopyErrors, UnreadableSubdirectoryAndOwnerQuestion)
