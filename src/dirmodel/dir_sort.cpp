@@ -45,7 +45,8 @@ int dir_cmp_name(const FileRecord* a, const FileRecord* b)
 
 int dir_cmp_size(const FileRecord* a, const FileRecord* b)
 {
-    return a->status.st_size < b->status.st_size ? 1 : 0;
+    const int64_t sa = a->status.st_size, sb = b->status.st_size;
+    return sa < sb ? 1 : sa > sb ? -1 : 0;
 }
 
 int dir_cmp_date(const FileRecord* a, const FileRecord* b)
@@ -110,9 +111,9 @@ namespace {
 
 // The merge sort that qsort ran when these orders were settled: halves of n/2 and
 // n - n/2, and a merge that takes from the left run while the comparison is <= 0.
-// The comparisons are not all strict orders (all-digit names compare by value and
-// the rest by bytes; a size ties whenever the first is larger), so the algorithm
-// is part of the result: this one keeps every listing's order as it was.
+// The name comparison is not a strict order (all-digit names compare by value and
+// the rest by bytes), so the algorithm is part of the result: this one keeps every
+// listing's order as it was.
 
 // Merges the sorted runs b[0, n1) and b[n1, n1 + n2) through tmp.
 template <class T, class Cmp>

@@ -8,7 +8,7 @@
 #include "dirmodel/dir_types.h"
 
 int dir_cmp_name(const FileRecord* a, const FileRecord* b);
-// 1 when a is smaller, else 0: a larger first size falls through to the name.
+// The larger size first: 1 when a is smaller, -1 when it is larger, 0 when equal.
 int dir_cmp_size(const FileRecord* a, const FileRecord* b);
 int dir_cmp_date(const FileRecord* a, const FileRecord* b);
 int dir_cmp_user(const FileRecord* a, const FileRecord* b);

@@ -75,7 +75,7 @@ TEST(DirCompare, Table)
         {"case matters", dir_cmp_name, rec("B"), rec("a"), -1},
         {"equal numbers", dir_cmp_name, rec("007"), rec("7"), 0},
         {"size smaller first", dir_cmp_size, rec("a", 20), rec("b", 500), 1},
-        {"size larger first", dir_cmp_size, rec("a", 500), rec("b", 20), 0},
+        {"size larger first", dir_cmp_size, rec("a", 500), rec("b", 20), -1},
         {"size equal", dir_cmp_size, rec("a", 5), rec("b", 5), 0},
         {"date", dir_cmp_date, dated("o", 1000), dated("y", 5000), -1},
         {"mode", dir_cmp_permissions, rec("a", 0, S_IFDIR | 0755), rec("b", 0, S_IFREG | 0644), -1},
@@ -90,32 +90,52 @@ TEST(DirCompare, Table)
         EXPECT_EQ(sign(c.f(&c.a, &c.b)), c.want) << c.what;
 }
 
-TEST(DirSort, NameOrderMatchesReferenceOverGeneratedNames)
+// Names, sizes and directories generated at random, sorted by name and by size in
+// both directions, with and without folders first, against std::stable_sort with
+// the plain order: the size's larger first, ties by name, all reversed by the
+// direction. The names avoid all-digit ones, whose value order is not a total one
+// with the byte order of the rest.
+TEST(DirSort, MatchesReferenceOverGeneratedListings)
 {
-    std::mt19937 rng(3);
+    std::mt19937_64 rng(3);
+    const int64_t sizes[] = {0, 1, 4096, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, 0x100000000, 0x100000005,
+                             int64_t(1) << 40};
     for (int round = 0; round < 20; ++round) {
         std::vector<RecDef> recs;
-        std::vector<std::string> want, dirs;
-        for (int i = 0; i < 200; ++i) {
-            std::string n;
-            for (int k = 0, len = 1 + rng() % 8; k < len; ++k)
-                n += "abcXYZ._-"[rng() % 9];
-            if (std::find(want.begin(), want.end(), n) != want.end())
-                continue;
-            want.push_back(n);
+        for (int i = 0, n = round == 0 ? 50000 : 200 + int(rng() % 300); i < n; ++i) {
+            std::string name;
+            for (int k = 0, len = 1 + int(rng() % (round == 0 ? 12 : 6)); k < len; ++k)
+                name += "abcXYZ._-"[rng() % 9];
             const bool dir = rng() % 4 == 0;
-            if (dir)
-                dirs.push_back(n);
-            recs.push_back({n, int64_t(rng() % 100), mode_t(dir ? S_IFDIR : S_IFREG)});
+            // Few distinct sizes, so that many tie and the name decides.
+            const int64_t size = rng() % 2 ? sizes[rng() % std::size(sizes)] : int64_t(rng() % 10000);
+            recs.push_back({name, size, mode_t(dir ? S_IFDIR : S_IFREG)});
         }
+        std::sort(recs.begin(), recs.end(), [](auto& a, auto& b) { return a.name < b.name; });
+        recs.erase(std::unique(recs.begin(), recs.end(), [](auto& a, auto& b) { return a.name == b.name; }),
+                   recs.end());
+        std::shuffle(recs.begin(), recs.end(), rng);
         Listing x(recs);
-        std::sort(want.begin(), want.end());
-        EXPECT_EQ(x.sorted(dir_cmp_name, 1), want);
-        // Folders first: directories on top, each group still in name order.
-        std::stable_partition(want.begin(), want.end(), [&](const std::string& n) {
-            return std::find(dirs.begin(), dirs.end(), n) != dirs.end();
-        });
-        EXPECT_EQ(x.sorted(dir_cmp_name, 1, true), want);
+        for (DirCmpFn f : {dir_cmp_name, dir_cmp_size})
+            for (int asc : {1, 0})
+                for (bool folders : {false, true}) {
+                    std::vector<RecDef> want = recs;
+                    std::stable_sort(want.begin(), want.end(), [&](const RecDef& a, const RecDef& b) {
+                        const bool da = S_ISDIR(a.mode), db = S_ISDIR(b.mode);
+                        if (folders && da != db)
+                            return da;
+                        const auto& [p, q] = asc ? std::tie(a, b) : std::tie(b, a);
+                        if (f == dir_cmp_size && p.size != q.size)
+                            return p.size > q.size;
+                        return p.name < q.name;
+                    });
+                    std::vector<std::string> names;
+                    for (const RecDef& r : want)
+                        names.push_back(r.name);
+                    ASSERT_EQ(x.sorted(f, asc, folders), names)
+                        << "round " << round << (f == dir_cmp_size ? " size" : " name") << " asc " << asc
+                        << " folders " << folders;
+                }
     }
 }
 
