@@ -342,15 +342,17 @@ int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& e
                     l.records[static_cast<std::size_t>(at)] = nullptr;
                     --l.spare;
                     r->name.clear();
-                    r->flags = 0;
                 } else {
                     r = new_record();
                 }
             }
             hand = r;
+            // A record in hand from a filtered-out or duplicate entry, or a spare,
+            // still holds that entry's flags and link text: none of it is this one's.
+            r->flags = 0;
+            if (r->link)
+                r->link[0] = '\0';
 
-            // A record kept in hand from a filtered entry keeps its flags and link
-            // text, so the next entry may show them: long-standing behaviour.
             int err = 0;
             if (!answered || (s.bits & DIR_SB_LSTAT_FAILED)) {
                 r->status = FileStatus{};
