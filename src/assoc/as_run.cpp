@@ -134,7 +134,7 @@ int add_name(char* buf, const char* name)
         *out++ = '\'';
         for (const char* p = name; *p; ++p) {
             if (*p == '\'') {
-                std::memcpy(out, "\\047", 4);
+                std::memcpy(out, "'\\''", 4);
                 out += 4;
             } else {
                 *out++ = *p;
@@ -147,44 +147,157 @@ int add_name(char* buf, const char* name)
     return n;
 }
 
+namespace {
+
+// Where the shell stands at a point of the command line, as far as it decides how
+// a name must be written there to stay one literal piece of text.
+enum class Sh { Out, Single, Double, DoubleBrace };
+
+struct Frame {
+    Sh st;
+    char closer = 0;  // ')' for $(...), '`' for `...`, '}' for "${...}"; 0 for quotes
+    int parens = 0;   // open "(" inside a $(...)
+};
+
+constexpr int kPlace = -1;  // where the names go
+
+// The names as they must be written in state `st`: outside quotes each one
+// single-quoted and followed by a blank; inside quotes joined by blanks and
+// escaped for that kind of quote, so the quoted text stays one word.
+std::string names_for(Sh st, const std::vector<std::string>& names, int ticks)
+{
+    std::string s;
+    for (const std::string& n : names) {
+        if (n.empty())
+            continue;
+        if (st == Sh::Out)
+            s += '\'';
+        else if (!s.empty())
+            s += ' ';
+        for (char c : n) {
+            const bool dq = st == Sh::Double || st == Sh::DoubleBrace;
+            if (c == '\'' && !dq)
+                s += "'\\''";
+            else if (dq && (c == '$' || c == '`' || c == '"' || c == '\\'))
+                (s += '\\') += c;
+            else
+                s += c;
+        }
+        if (st == Sh::Out)
+            s += "' ";
+    }
+    // Inside `...` the shell first takes one backslash off \\, \` and \$.
+    for (int i = 0; i < ticks; ++i) {
+        std::string t;
+        for (char c : s) {
+            if (c == '\\' || c == '`' || c == '$')
+                t += '\\';
+            t += c;
+        }
+        s.swap(t);
+    }
+    return s;
+}
+
+// Copies `text` (template characters, kPlace where the names go) to the command
+// line, following the shell's quoting so that each name is written in the form
+// that keeps it literal where it lands: outside quotes, inside '...', inside
+// "...", inside $(...), `...` and "${...}".
+std::string place_names(const std::vector<int>& text, const std::vector<std::string>& names)
+{
+    std::vector<Frame> stack{{Sh::Out}};
+    std::string out;
+    auto ticks = [&] {
+        int n = 0;
+        for (const Frame& f : stack)
+            n += f.closer == '`';
+        return n;
+    };
+    auto at = [&](std::size_t i) { return i < text.size() ? text[i] : 0; };
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        Frame& f = stack.back();
+        const int c = text[i];
+        if (c == kPlace) {
+            out += names_for(f.st, names, ticks());
+            continue;
+        }
+        out += static_cast<char>(c);
+        if (f.st == Sh::Single) {
+            if (c == '\'')
+                stack.pop_back();
+            continue;
+        }
+        const bool opens_dq = c == '"' && (f.st == Sh::Out || f.st == Sh::DoubleBrace);
+        if ((c == '\'' && f.st == Sh::Out) || opens_dq) {
+            if (at(i + 1) == kPlace && at(i + 2) == c) {
+                // A quote pair around the place alone: the names come quoted already.
+                out.pop_back();
+                out += names_for(f.st, names, ticks());
+                i += 2;
+            } else {
+                stack.push_back({c == '"' ? Sh::Double : Sh::Single});
+            }
+            continue;
+        }
+        if (c == '\\' && i + 1 < text.size() && at(i + 1) != kPlace) {
+            out += static_cast<char>(text[++i]);
+            continue;
+        }
+        if (c == '"' && f.st == Sh::Double) {
+            stack.pop_back();
+        } else if (c == '$' && at(i + 1) == '(') {
+            out += '(';
+            ++i;
+            stack.push_back({Sh::Out, ')'});
+        } else if (c == '$' && at(i + 1) == '{' && f.st != Sh::Out) {
+            out += '{';
+            ++i;
+            stack.push_back({Sh::DoubleBrace, '}'});
+        } else if (c == '`') {
+            if (f.closer == '`')
+                stack.pop_back();
+            else
+                stack.push_back({Sh::Out, '`'});
+        } else if (c == '(' && f.st == Sh::Out) {
+            ++f.parens;
+        } else if (c == ')' && f.st == Sh::Out && f.parens > 0) {
+            --f.parens;
+        } else if (c == f.closer && stack.size() > 1) {
+            stack.pop_back();
+        }
+    }
+    return out;
+}
+
+}  // namespace
+
 std::string as_build_cmd(const char* tmpl, const std::vector<std::string>& names)
 {
     const char* t = skip_space(tmpl ? tmpl : "");
     if (!*t)
         return {};
-    int ats = 0;
-    for (const char* p = t; *p; ++p)
-        if (*p == '@' && (p == t || p[-1] != '\\'))
-            ++ats;
-    std::size_t room = 1;
-    for (const std::string& n : names)
-        room += static_cast<std::size_t>(add_name(nullptr, n.c_str()));
-    std::string list(room, '\0');
-    for (const std::string& n : names)
-        add_name(list.data(), n.c_str());
-    list.resize(std::strlen(list.c_str()));
-
-    if (ats == 0)
-        return std::string(t) + " " + list;
-    std::string out;
-    const std::size_t len = std::strlen(t);
-    for (std::size_t i = 0; i < len; ++i) {
-        const char c = t[i];
-        if (c == '\\' && t[i + 1] == '@') {
-            out += '@';
-            ++i;
-        } else if (c == '@') {
-            // The names come quoted already: a quote pair around "@" would undo that.
-            if (i > 0 && (t[i - 1] == '"' || t[i - 1] == '\'') && t[i + 1] == t[i - 1]) {
-                out.pop_back();
-                ++i;
-            }
-            out += list;
+    std::vector<int> text;
+    bool place = false;
+    for (const char* p = t; *p; ++p) {
+        const int c = static_cast<unsigned char>(*p);
+        if (c == '@') {
+            text.push_back(kPlace);
+            place = true;
+        } else if (c == '\\' && p[1] == '@') {
+            text.push_back('@');
+            ++p;
         } else {
-            out += c;
+            text.push_back(c);
         }
     }
-    return out;
+    if (!place) {
+        // No place: the template as it stands, a blank, the names.
+        text.assign(reinterpret_cast<const unsigned char*>(t),
+                    reinterpret_cast<const unsigned char*>(t) + std::strlen(t));
+        text.push_back(' ');
+        text.push_back(kPlace);
+    }
+    return place_names(text, names);
 }
 
 int as_file_cmd(const DirListing& dir, const char* tmpl, const char* name)

@@ -11,12 +11,16 @@ struct DirListing;
 
 // Room `name` takes in a name list: 3 + its length + 3 per single quote (3 for "").
 // With a buffer, appends 'name' and a blank to the string in it (a single quote in
-// the name becomes \047) and returns the same count, 0 for "".
+// the name becomes '\'') and returns the same count, 0 for "".
 int add_name(char* buf, const char* name);
 
-// The command line for `tmpl` with the quoted `names` ("@" marks their place, "\@"
-// is a literal "@", no "@" appends them after a blank). Leading white space of the
-// template is skipped; an empty result means nothing to run.
+// The command line for `tmpl` with `names` ("@" marks their place, "\@" is a
+// literal "@", no "@" appends them after a blank). Each name is written for the
+// quoting in force where it lands, so the shell takes it as literal text whatever
+// the template: outside quotes as 'name' and a blank (a quote pair around "@"
+// alone is dropped), inside '...' or "..." escaped for that quote and joined by
+// blanks. Leading white space of the template is skipped; an empty result means
+// nothing to run.
 std::string as_build_cmd(const char* tmpl, const std::vector<std::string>& names);
 
 // Builds from `tmpl` and `name` (or, with no name, every selected entry of `dir`)

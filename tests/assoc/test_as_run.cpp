@@ -31,18 +31,69 @@ TEST(AssocCmd, CommandLines)
         std::vector<std::string> names;
         const char* want;
     } cases[] = {
-        {"scrib", {"a'b", "c d"}, "scrib 'a\\047b' 'c d' "},
+        {"scrib", {"a'b", "c d"}, "scrib 'a'\\''b' 'c d' "},
         {"lpr @", {"x", "y"}, "lpr 'x' 'y' "},
         {"rover -u file://$PWD/@", {"index.html"}, "rover -u file://$PWD/'index.html' "},
         {"  \tview \"@\" -x", {"f"}, "view 'f'  -x"},
         {"mail \\@host @", {"f"}, "mail @host 'f' "},
         {"@ --go", {"f"}, "'f'  --go"},
         {"cmd \\\\@", {"f"}, "cmd \\\\@ 'f' "},  // an "@" after a backslash is never the place
-        {"view \"@'", {"f"}, "view \"'f' '"},
+        {"view \"@'", {"f"}, "view \"f'"},
+        {"'@'@'", {}, "'"},
         {" \t ", {"f"}, ""},
     };
     for (const Case& c : cases)
         EXPECT_EQ(as_build_cmd(c.tmpl, c.names), c.want) << c.tmpl;
+}
+
+// Whatever the template's quoting around "@", the shell hands each name over byte
+// for byte and runs nothing from it.
+TEST(AssocCmd, HostileNamesArriveWholeThroughTheShell)
+{
+    TmpDir dir;
+    const std::string names[] = {
+        "$(touch PWNED)", "a'b", "`touch PWNED`", "\"", "\\", "new\nline", "x; touch PWNED",
+        "caf\xe9 \xff", "'", "it's \"$HOME\" \\$x", "${x:-$(touch PWNED)}",
+    };
+    // "N" in an expected argument stands for the name.
+    const std::pair<const char*, std::vector<std::string>> templates[] = {
+        {"rec @", {"N"}},
+        {"rec", {"N"}},
+        {"rec \"@\"", {"N"}},
+        {"rec '@'", {"N"}},
+        {"rec 'a'@'b'", {"aN", "b"}},
+        {"rec \"\"@\"\"", {"N", ""}},
+        {"rec \\'@''", {"'N", ""}},
+        {"rec \"x @ y\"", {"x N y"}},
+        {"rec 'x @ y'", {"x N y"}},
+        {"rec \"it's @\"", {"it's N"}},
+        {"rec 'say \"@\"'", {"say \"N\""}},
+        {"rec \"$(printf %s \"@\")\"", {"N"}},
+        {"rec \"`printf %s '@'`\"", {"N"}},
+        {"rec \"${UNSET_X:-@}\" \"${UNSET_X:-\"@\"}\"", {"N", "N"}},
+    };
+    for (const auto& [tmpl, want_args] : templates) {
+        // One shell per template, each name's command line ended by \1.
+        std::string script = "cd '" + dir.path() + "' || exit\nrec() { printf '%s\\0' \"$@\"; }\n";
+        std::string want;
+        for (const std::string& n : names) {
+            script += as_build_cmd(tmpl, {n}) + "\nprintf '\\1'\n";
+            for (std::string a : want_args) {
+                if (const std::size_t at = a.find('N'); at != std::string::npos)
+                    a.replace(at, 1, n);
+                (want += a) += '\0';
+            }
+            want += '\1';
+        }
+        std::FILE* f = as_popen(script.c_str(), "r");
+        ASSERT_NE(f, nullptr);
+        std::string got;
+        for (int c; (c = std::fgetc(f)) != EOF;)
+            got += static_cast<char>(c);
+        as_pclose(f);
+        EXPECT_EQ(got, want) << tmpl;
+    }
+    EXPECT_FALSE(std::filesystem::exists(dir / "PWNED"));
 }
 
 TEST(AssocCmd, SelectionRulesRunNothing)
