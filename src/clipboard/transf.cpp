@@ -201,6 +201,7 @@ std::string transf_gnome_list(const FileTransf& t, bool cut)
 bool transf_from_uri_lines(std::string_view text, std::vector<FileTransf>& groups, std::string& bad)
 {
     groups.clear();
+    std::unordered_map<std::string, std::size_t> group_of;  // directory -> its place in groups
     while (!text.empty()) {
         const std::size_t end = text.find('\n');
         std::string_view line = text.substr(0, end);
@@ -221,16 +222,12 @@ bool transf_from_uri_lines(std::string_view text, std::vector<FileTransf>& group
         std::string dir = slash == 0 ? "/" : path.substr(0, slash), name = path.substr(slash + 1);
         if (name.empty())
             continue;  // the root itself
-        FileTransf* g = nullptr;
-        for (FileTransf& x : groups)
-            if (x.srcdir == dir)
-                g = &x;
-        if (!g) {
-            groups.push_back({0, dir, {}});
-            g = &groups.back();
-        }
-        g->names.push_back(std::move(name));
-        ++g->count;
+        const auto [at, fresh] = group_of.try_emplace(dir, groups.size());
+        if (fresh)
+            groups.push_back({0, std::move(dir), {}});
+        FileTransf& g = groups[at->second];
+        g.names.push_back(std::move(name));
+        ++g.count;
     }
     return true;
 }
