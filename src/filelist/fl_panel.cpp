@@ -13,6 +13,7 @@
 #include <QStyle>
 #include <QTimer>
 #include <QTreeView>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -240,20 +241,20 @@ bool x_check_path(const char* path, std::string& out)
     copy.resize(std::strlen(copy.c_str()));
     if (copy == gDir.path)
         return false;
-    const char* fmt = nullptr;
+    const char* shown = fname_decode(copy.c_str());
     const int d = fs_path_is_directory(copy.c_str());
-    if (d < 0) {
-        fmt = "Directory '%s', not found";
+    if (d < 0 && (errno == ENOENT || errno == ENOTDIR)) {
+        wreport(gBase, "Error", "Directory '%s', not found", shown);
     } else if (d == 0) {
-        fmt = "Path '%s' not found";
-    } else if (DIR* dir = ::opendir(copy.c_str())) {
+        wreport(gBase, "Error", "Path '%s' not found", shown);
+    } else if (DIR* dir = d > 0 ? ::opendir(copy.c_str()) : nullptr) {
         ::closedir(dir);
         out = std::move(copy);
         return true;
     } else {
-        fmt = "Cannot access directory '%s'";
+        // A directory that exists but may not be read (or looked into) says why.
+        wreport(gBase, "Error", "Cannot access directory '%s': %s", shown, std::strerror(errno));
     }
-    wreport(gBase, "Error", fmt, fname_decode(copy.c_str()));
     return false;
 }
 

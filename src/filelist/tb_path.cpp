@@ -9,10 +9,16 @@
 #include <QMainWindow>
 #include <QToolButton>
 #include <cstdlib>
+#include <cstring>
+#include <optional>
 
+#include "dirmodel/es_path.h"
 #include "dirmodel/fname.h"
+#include "dirmodel/fs_query.h"
 #include "filelist/fl_complete.h"
+#include "filelist/fl_find.h"
 #include "filelist/fl_panel.h"
+#include "filelist/fl_select.h"
 #include "shell/globals.h"
 #include "shell/init_config.h"
 #include "shell/w_utils.h"
@@ -29,6 +35,20 @@ bool (*sInHotlist)(const char*) = nullptr;
 EscCounter sEsc;
 // A deleting key inserts nothing, so it must not bring the proposal back.
 bool sLastKeyDeletes = false;
+
+// A typed path that names an existing file other than a directory: its directory
+// and its name, so the list can go there and select it.
+std::optional<UpTarget> typed_file(const std::string& typed)
+{
+    if (typed.empty())
+        return std::nullopt;
+    std::string full = typed[0] == '/' ? typed : es_join(gDir.path, typed);
+    es_strip_pathname(full.data());
+    full.resize(std::strlen(full.c_str()));
+    if (fs_path_is_directory(full.c_str()) != 0)
+        return std::nullopt;
+    return fl_up_target(full);
+}
 
 void report_encode(const QString& text)
 {
@@ -197,9 +217,17 @@ void tb_curpath_cb(const QString& text)
         report_encode(text);
         return;
     }
-    const std::string path(bytes);
-    if (fl_newpath(fl_list(), path.c_str()) != 0)
+    std::string path(bytes);
+    std::string select;
+    if (auto file = typed_file(path)) {
+        path = std::move(file->dir);
+        select = std::move(file->select);
+    }
+    const bool here = !select.empty() && path == gDir.path;
+    if (!here && fl_newpath(fl_list(), path.c_str()) != 0)
         return;
+    if (!select.empty())
+        fl_goto(select.c_str(), 0, FIND_EXACT);
     cl_add(gCboxes.path, fname_decode(gDir.path.c_str()));
     if (sCurpath) {
         cl_apply(gCboxes.path, sCurpath);

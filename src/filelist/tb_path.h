@@ -20,6 +20,8 @@ void cl_text_select(QComboBox* combo, int n);
 void tb_setup(QWidget* base);
 void tb_curpath_set_text(const char* path);
 void tb_update();
+// Goes to the typed directory; a typed file other than a directory is selected in
+// its directory.
 void tb_curpath_cb(const QString& text);
 void tb_filespec_cb(const QString& text);
 void tb_curpath_update_appearance();

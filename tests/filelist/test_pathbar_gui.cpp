@@ -3,7 +3,9 @@
 #include <QComboBox>
 #include <QLineEdit>
 #include <QToolButton>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 
 #include "fl_gui_fixture.h"
@@ -17,9 +19,13 @@ void type_path(QComboBox* box, const std::string& text)
 }
 }  // namespace
 
-TEST_F(FlGuiTest, TypedPathChangesDirectoryAndEntersTheHistory)
+TEST_F(FlGuiTest, TypedPathChangesDirectorySelectsAFileOrSaysWhy)
 {
     make_dir("one");
+    make_dir("two");
+    make_file("two/a");
+    make_file("two/notes.txt");
+    make_dir("locked");
     open();
     QComboBox* box = window->ui->tb_curpath;
     type_path(box, dir / "one");
@@ -35,6 +41,32 @@ TEST_F(FlGuiTest, TypedPathChangesDirectoryAndEntersTheHistory)
     ASSERT_FALSE(messages.isEmpty());
     EXPECT_EQ(messages.last(), QString::fromStdString("Directory '" + dir / "nothing" + "', not found"));
     EXPECT_EQ(gCboxes.path.count, 1);
+
+    // A file: its directory, with the file selected there.
+    type_path(box, dir / "two/notes.txt");
+    QTest::keyClick(box, Qt::Key_Return);
+    EXPECT_EQ(gDir.path, dir / "two");
+    EXPECT_EQ(selected_records(), QStringList({"notes.txt"}));
+    EXPECT_EQ(box->itemText(0), QString::fromStdString(dir / "two"));
+    EXPECT_EQ(messages.size(), 1);
+
+    // A directory this user may not read: the system's reason. Root reads any,
+    // so the step runs as nobody.
+    ::chmod(dir.path().c_str(), 0755);
+    ::chmod((dir / "locked").c_str(), 0);
+    type_path(box, dir / "locked");
+    {
+        const uid_t was = ::geteuid();
+        if (was == 0 && ::seteuid(65534) != 0)
+            GTEST_SKIP() << "cannot run a step as another user";
+        QTest::keyClick(box, Qt::Key_Return);
+        if (was == 0)
+            ASSERT_EQ(::seteuid(0), 0);
+    }
+    EXPECT_EQ(gDir.path, dir / "two");
+    ::chmod((dir / "locked").c_str(), 0755);
+    EXPECT_EQ(messages.last(), QString::fromStdString("Cannot access directory '" + dir / "locked" +
+                                                      "': " + std::strerror(EACCES)));
 }
 
 TEST_F(FlGuiTest, TypedFilterNarrowsTheList)
