@@ -23,7 +23,6 @@ constexpr std::size_t kLinkMax = 1280;
 constexpr std::size_t kRangeChunk = 1 << 20;
 
 const char* const kCopyTitle = "Copy/Move";
-const char* const kContAbort = "&Continue|&Abort";
 
 int percent_of(int64_t done, int64_t total)
 {
@@ -34,9 +33,8 @@ int percent_of(int64_t done, int64_t total)
 int ask_item(FopRequest& r, const char* fmt, const std::string& path, int err = 0)
 {
     std::string d = fop_disp(r, path);
-    int a = err ? fop_alert(r, kCopyTitle, kContAbort, fmt, d.c_str(), strerror(err))
-                : fop_alert(r, kCopyTitle, kContAbort, fmt, d.c_str());
-    return a == 2 ? -1 : 1;
+    return err ? fop_ask_continue(r, kCopyTitle, fmt, d.c_str(), strerror(err))
+               : fop_ask_continue(r, kCopyTitle, fmt, d.c_str());
 }
 
 void progress(FopRequest& r, int64_t done)
@@ -403,11 +401,7 @@ int fop_copy_file(FopRequest& r, const std::string& dir, const std::string* name
             in.reset();
     }
     if (!in.ok() && fstatat(sat.dirfd, sat.path, &st, follow ? 0 : AT_SYMLINK_NOFOLLOW) != 0) {
-        int e = errno;
-        return fop_alert(r, kCopyTitle, kContAbort, "Unable to stat '%s'\n%s\n", fop_disp(r, src).c_str(),
-                         strerror(e)) == 2
-                   ? -1
-                   : 1;
+        return ask_item(r, "Unable to stat '%s'\n%s\n", src, errno);
     }
     std::string tgt = fop_path(dest, std::string_view(src).substr(std::min(r.prefix_len, src.size())));
 
@@ -489,10 +483,8 @@ int fop_copy_file(FopRequest& r, const std::string& dir, const std::string* name
         unlink(tgt.c_str());
         if (symlink(text.c_str(), tgt.c_str()) != 0) {
             std::string dt = fop_disp(r, tgt), dl = fop_disp(r, text);
-            return fop_alert(r, kCopyTitle, kContAbort, "Unable to create symbolic link '%s' to\n'%s'\n",
-                             dt.c_str(), dl.c_str()) == 2
-                       ? -1
-                       : 1;
+            return fop_ask_continue(r, kCopyTitle, "Unable to create symbolic link '%s' to\n'%s'\n", dt.c_str(),
+                                    dl.c_str());
         }
     } else {
         return 0;

@@ -38,6 +38,15 @@ std::string vformat(const char* fmt, va_list ap)
         out.resize(fname_utf8_cut(out.data(), out.size()));  // never half a character at the cut
     return out;
 }
+
+// A question with its message formatted; errno as it was before the formatting.
+int ask(FopRequest& r, const std::string& title, const std::string& buttons, const std::string& msg, int saved)
+{
+    fop_update_info(r, kFopKeep, kFopKeep, kFopKeep, kFopKeep, kFopKeep, kFopPercentKeep, kFopTimeKeep);
+    int answer = r.ui ? r.ui->alert(r, title, buttons, msg) : 0;
+    errno = saved;
+    return answer;
+}
 }  // namespace
 
 int fop_update_info(FopRequest& r, FopText header, FopText first_label, FopText first_path,
@@ -174,10 +183,22 @@ int fop_alert(FopRequest& r, const std::string& title, const std::string& button
     va_start(ap, fmt);
     std::string msg = vformat(fmt, ap);
     va_end(ap);
-    fop_update_info(r, kFopKeep, kFopKeep, kFopKeep, kFopKeep, kFopKeep, kFopPercentKeep, kFopTimeKeep);
-    int answer = r.ui ? r.ui->alert(r, title, buttons, msg) : 0;
-    errno = saved;
-    return answer;
+    return ask(r, title, buttons, msg, saved);
+}
+
+int fop_ask_continue(FopRequest& r, const std::string& title, const char* fmt, ...)
+{
+    if (r.continue_all)
+        return 1;
+    int saved = errno;
+    va_list ap;
+    va_start(ap, fmt);
+    std::string msg = vformat(fmt, ap);
+    va_end(ap);
+    int answer = ask(r, title, "&Continue|Continue A&ll|&Abort", msg, saved);
+    if (answer == 2)
+        r.continue_all = true;
+    return answer == 3 ? -1 : 1;
 }
 
 void fop_errinfo(FopRequest& r, const std::string& title, const char* fmt, ...)

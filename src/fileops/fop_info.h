@@ -41,6 +41,10 @@ int fop_pause_trap(FopRequest& r);
 // A question; returns the chosen button's number from 1.
 int fop_alert(FopRequest& r, const std::string& title, const std::string& buttons,
               const char* fmt, ...) __attribute__((format(printf, 4, 5)));
+// An error on one item, asked with "&Continue|Continue A&ll|&Abort": 1 to go on
+// past the item, -1 to abort. After "Continue All" it returns 1 without asking.
+int fop_ask_continue(FopRequest& r, const std::string& title, const char* fmt, ...)
+    __attribute__((format(printf, 3, 4)));
 // A notice with the one button "&Close".
 void fop_errinfo(FopRequest& r, const std::string& title, const char* fmt, ...)
     __attribute__((format(printf, 3, 4)));

@@ -63,6 +63,9 @@ struct FopRequest {
     // Directories that were there before the copy went into them, by target path,
     // with the mode they had: they keep it, whatever happens to the operation.
     std::map<std::string, mode_t> kept_dirs;
+    // "Continue All" was answered to an error on one item: the later ones are
+    // passed over without a question.
+    bool continue_all = false;
 
     FopUi* ui = nullptr;
     void* slot = nullptr;  // the GUI's handle of the progress panel

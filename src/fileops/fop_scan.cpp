@@ -54,10 +54,7 @@ const char* kind_word(const FopRequest& r)
 int ask_stat_failed(FopRequest& r, const std::string& path)
 {
     int e = errno;
-    if (fop_alert(r, "File Scan", "&Continue|&Abort", "Unable to stat '%s'\n%s\n",
-                  fop_disp(r, path).c_str(), strerror(e)) == 2)
-        return -1;
-    return 1;
+    return fop_ask_continue(r, "File Scan", "Unable to stat '%s'\n%s\n", fop_disp(r, path).c_str(), strerror(e));
 }
 
 int scan_group(FopRequest& r, std::size_t g)
@@ -128,8 +125,8 @@ int scan_group(FopRequest& r, std::size_t g)
         DirCloser dir{opendir(path.c_str())};
         if (!dir.d) {
             int e = errno;
-            if (fop_alert(r, "Dir Reading", "&Continue|&Abort", "Unable to open '%s' directory\n%s\n",
-                          fop_disp(r, path).c_str(), strerror(e)) == 2)
+            if (fop_ask_continue(r, "Dir Reading", "Unable to open '%s' directory\n%s\n", fop_disp(r, path).c_str(),
+                                 strerror(e)) < 0)
                 return -1;
             continue;
         }
@@ -142,8 +139,8 @@ int scan_group(FopRequest& r, std::size_t g)
                 if (errno == 0)
                     break;
                 int e = errno;
-                if (fop_alert(r, "Dir Reading", "&Continue|&Abort", "Unable to read '%s' directory\n%s\n",
-                              fop_disp(r, path).c_str(), strerror(e)) == 2)
+                if (fop_ask_continue(r, "Dir Reading", "Unable to read '%s' directory\n%s\n",
+                                     fop_disp(r, path).c_str(), strerror(e)) < 0)
                     return -1;
                 break;
             }

@@ -226,8 +226,7 @@ int fop_delete_file(FopRequest& r, const std::string& dir, const std::string& na
     }
     if (unlinkat(at.dirfd, at.path, is_dir ? AT_REMOVEDIR : 0) != 0) {
         int e = errno;
-        if (fop_alert(r, "Delete", "@&Continue|#&Abort", "Unable to delete '%s'\n%s\n", fop_disp(r, path).c_str(),
-                      strerror(e)) == 2)
+        if (fop_ask_continue(r, "Delete", "Unable to delete '%s'\n%s\n", fop_disp(r, path).c_str(), strerror(e)) < 0)
             return -1;
     }
     fop_item_done(r, dir, name);

@@ -339,7 +339,7 @@ TEST(FopFullDisk, RetrySkipAndAbortLoseNothing)
         }
 }
 
-TEST(FopCopyErrors, UnreadableSubdirectoryAndOwnerQuestion)
+TEST(FopCopyErrors, UnreadableSubdirectoryReadOnlyDestinationAndOwnerQuestion)
 {
     if (geteuid() != 0)
         GTEST_SKIP() << "needs root to switch the file-system user";
@@ -358,13 +358,22 @@ TEST(FopCopyErrors, UnreadableSubdirectoryAndOwnerQuestion)
     ui.rules.push_back({"Copy/Move", "Unable to change owner permissions", "&Ignore"});
     // The worker runs with the file-system identity of nobody, so that
     // permissions refuse things even though the test runs as root.
+    // Into a read-only directory: "Continue All" to the first failure passes
+    // over the others without asking again.
+    mkdir((t / "ro").c_str(), 0555);
+    ScriptUi ro;
+    ro.rules.push_back({"Copy/Move", "Error writing '" + t / "ro/a'\n", "Continue A&ll"});
     Items items;
     setfsgid(65534);
     setfsuid(65534);
-    bool as_nobody = setfsuid(-1) == 65534 && run_fop(ui, FOP_COPY, t.path(), {"top"}, t / "dst", 0, &items);
+    bool as_nobody = setfsuid(-1) == 65534 && run_fop(ui, FOP_COPY, t.path(), {"top"}, t / "dst", 0, &items) &&
+                     run_fop(ro, FOP_COPY, s, {"a", "z"}, t / "ro", 0);
     setfsuid(0);
     setfsgid(0);
     ASSERT_TRUE(as_nobody);
+    EXPECT_EQ(ro.calls.size(), 1u);
+    EXPECT_EQ(ro.views.back().count_text, "2 of 2");
+    EXPECT_TRUE(dir_names(t / "ro").empty());
     EXPECT_EQ(ui.count("Dir Reading"), 1);
     EXPECT_EQ(ui.count("Copy/Move", "Unable to change owner permissions '" + t / "dst/top" + "'\n"), 1);
     EXPECT_EQ(ui.calls.size(), 2u);
