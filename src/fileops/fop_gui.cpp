@@ -188,7 +188,7 @@ void fop_gui_apply_view(void* slot, const FopRequest* r, const FopSlotView& view
     if (!p || p->removed.load() || (p->request() && p->request() != r))
         return;
     Ui::pict_db* ui = p->ui;
-    ui->slot_header_text->setText(QString::fromStdString(view.header));
+    p->set_header(QString::fromStdString(view.header));
     ui->slot_from_text->setText(QString::fromStdString(view.first_line));
     ui->slot_to_text->setText(QString::fromStdString(view.second_line));
     ui->slot_n_text->setText(QString::fromStdString(view.count_text));

@@ -33,6 +33,9 @@ int sSlotHeight = 0;
 QSize sMaxDim(kMaxWidth, INT_MAX);
 std::function<void()> sExitFn;
 std::function<void()> sRefreshFn;
+// Questions of the window on screen: each runs an event loop of its own, inside
+// which the timer must not delete their parent nor the panel they are about.
+int sAsking = 0;
 
 void default_exit()
 {
@@ -91,6 +94,13 @@ void close_window()
     sHolder = nullptr;
 }
 
+void show_pause_state(const FopRequest* r)
+{
+    for (SlotPanel* p : sSlots)
+        if (p->request() == r)
+            p->show_header();
+}
+
 void place_slots()
 {
     for (int i = static_cast<int>(sSlots.size()) - 1; i >= 0; --i)
@@ -101,6 +111,7 @@ void place_slots()
 SlotPanel::SlotPanel(QWidget* parent) : QWidget(parent), ui(new Ui::pict_db)
 {
     ui->setupUi(this);
+    header_ = ui->slot_header_text->text();
     connect(ui->slot_pause, &QAbstractButton::clicked, this, [this] { slot_pause_cb(ui->slot_pause); });
     connect(ui->cancel_button, &QAbstractButton::clicked, this,
             [this] { slot_cancel_cb(ui->cancel_button); });
@@ -111,10 +122,24 @@ SlotPanel::~SlotPanel()
     delete ui;
 }
 
+void SlotPanel::set_header(const QString& text)
+{
+    header_ = text;
+    show_header();
+}
+
+void SlotPanel::show_header()
+{
+    const bool paused = request_ && request_->pause.load();
+    ui->slot_header_text->setText(paused ? QStringLiteral("Paused") : header_);
+}
+
 SlotPanel* slot_add()
 {
     if (!sWindow)
         open_window();
+    else if (sWindow->isHidden())
+        sWindow->show();
     if (static_cast<int>(sSlots.size()) >= kMaxSlots) {
         errno = ENOMEM;
         return nullptr;
@@ -175,6 +200,8 @@ void slot_mark_removed(void* panel)
 
 int slot_timer()
 {
+    if (sAsking > 0)
+        return 0;
     bool any = false;
     for (std::size_t i = 0; i < sSlots.size();) {
         SlotPanel* p = sSlots[i];
@@ -239,6 +266,7 @@ QWidget* slot_window()
 void slot_set_request(SlotPanel* panel, FopRequest* r)
 {
     panel->request_ = r;
+    panel->show_header();
     const QVariant v = r ? QVariant::fromValue(static_cast<void*>(r)) : QVariant();
     panel->ui->slot_pause->setProperty(kRequestProperty, v);
     panel->ui->cancel_button->setProperty(kRequestProperty, v);
@@ -253,8 +281,11 @@ FopRequest* slot_button_request(const QAbstractButton* button)
 
 int slot_pause_cb(QAbstractButton* button)
 {
-    if (FopRequest* r = slot_button_request(button))
-        r->pause.store(button->isChecked() ? 1 : 0);
+    FopRequest* r = slot_button_request(button);
+    if (!r)
+        return 0;
+    r->pause.store(button->isChecked() ? 1 : 0);
+    show_pause_state(r);
     return 0;
 }
 
@@ -267,14 +298,17 @@ int slot_cancel_cb(QAbstractButton* button)
     const int saved_pause = r->pause.load();
     r->pause.store(1);
     QPointer<QAbstractButton> guard(button);
+    ++sAsking;
     const int answer = w_message(w_make_message(button->window(), QStringLiteral("File Operation"),
                                                 QStringLiteral("Do you want to terminate this operation ? "),
                                                 "@&Yes|#&No"));
+    --sAsking;
     // The operation may have ended while the question was up: its request is
     // then unbound from the button (or the panel is gone) and must not be touched.
     if (!guard || slot_button_request(guard) != r)
         return 0;
     r->pause.store(saved_pause);
+    show_pause_state(r);
     if (answer != 2)
         r->cancel.store(1);
     return 0;

@@ -1,8 +1,10 @@
 // The operations window `slots_holder_window` and its progress slots: one `pict_db`
 // panel per running operation, newest on top, at most 50. The window exists
-// exactly while at least one slot exists; its 100 ms timer removes the slots that
-// finished operations marked, tells every instance to refresh, and ends the
-// program when the main window is gone and the last slot with it.
+// exactly while at least one slot exists (closing it only hides it); its 100 ms
+// timer removes the slots that finished operations marked, tells every instance
+// to refresh, and ends the program when the main window is gone and the last
+// slot with it. The timer waits while a question of the window is up, so that
+// neither a panel nor the window goes from under it.
 //
 // Everything here belongs to the GUI thread except slot_mark_removed, which the
 // worker of the slot's operation calls.
@@ -32,13 +34,18 @@ public:
     std::atomic<int> removed{0};
     // The running request, null before the operation starts and after it ends.
     FopRequest* request() const { return request_; }
+    // The header the worker last sent; a paused operation shows "Paused" instead.
+    void set_header(const QString& text);
+    void show_header();
 
 private:
     friend void slot_set_request(SlotPanel*, FopRequest*);
     FopRequest* request_ = nullptr;
+    QString header_;
 };
 
-// A new panel at the top, or null with errno ENOMEM when 50 exist.
+// A new panel at the top, or null with errno ENOMEM when 50 exist. Shows the
+// window again if the user closed it.
 SlotPanel* slot_add();
 // 0, or -1 when the panel is not in the table.
 int slot_remove(SlotPanel* panel);
