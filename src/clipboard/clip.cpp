@@ -179,6 +179,8 @@ void paste_foreign(const QMimeData* m)
         wreport(gBase, "Paste", "Only files on this computer can be pasted:\n'%s'", bad.c_str());
         return;
     }
+    if (clip_check(groups, "Paste", "pasted") != 0)
+        return;
     for (const FileTransf& g : groups)
         if (g.srcdir != gDir.path)
             fop_start_cmd(cut ? FOP_MOVE : FOP_COPY, g.srcdir, g.names, gDir.path);
@@ -227,23 +229,25 @@ int em_paste()
     FileTransf t;
     int kind = -1;
     const QByteArray files = m->data(kMimeFiles);
+    QByteArray mv;
     if (!files.isEmpty() && transf_unpack(view(files), t)) {
         kind = FOP_COPY;
     } else {
-        const QByteArray mv = m->data(kMimeMvFiles);
-        if (!mv.isEmpty() && transf_unpack(view(mv), t)) {
+        mv = m->data(kMimeMvFiles);
+        if (!mv.isEmpty() && transf_unpack(view(mv), t))
             kind = FOP_MOVE;
-            if (!owned()) {  // another instance's cut: this move takes it apart
-                sCut.assign(t);
-                sCutBytes = mv;
-                sCutLive = true;
-            }
-        }
     }
     if (kind < 0) {
         if (!m->hasFormat(kMimeFiles) && !m->hasFormat(kMimeMvFiles))
             paste_foreign(m);
         return 0;
+    }
+    if (clip_check({&t, 1}, "Paste", "pasted") != 0)
+        return 0;
+    if (kind == FOP_MOVE && !owned()) {  // another instance's cut: this move takes it apart
+        sCut.assign(t);
+        sCutBytes = mv;
+        sCutLive = true;
     }
     if (t.count > 0 && t.srcdir != gDir.path)
         fop_start_cmd(kind, t.srcdir, t.names, gDir.path);
@@ -269,6 +273,25 @@ int em_delete()
     if (!text.isEmpty() && w_message(w_make_message(gBase, "Delete", text, "@&Delete|#&Cancel")) != 1)
         return 0;
     fop_start_cmd(FOP_DELETE, t.srcdir, t.names, "");
+    return 0;
+}
+
+int clip_check(std::span<const FileTransf> groups, const char* title, const char* done)
+{
+    for (const FileTransf& g : groups) {
+        std::string bad;
+        const int r = transf_check(g, bad);
+        if (r == -1)
+            wreport(gBase, title,
+                    "Nothing was %s: '%s' is not a file name.\n"
+                    "A name cannot be empty, \".\" or \"..\", nor hold \"/\".",
+                    done, fname_decode(bad.c_str()));
+        else if (r != 0)
+            wreport(gBase, title, "Nothing was %s: '%s' is not a full path.", done,
+                    fname_decode(bad.c_str()));
+        if (r != 0)
+            return -1;
+    }
     return 0;
 }
 

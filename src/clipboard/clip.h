@@ -3,6 +3,7 @@
 // reached from workers through the engine's call_locked hand-off.
 #pragma once
 #include <cstdint>
+#include <span>
 #include <string>
 
 #include "clipboard/transf.h"
@@ -43,6 +44,10 @@ bool file_is_cut(const std::string& dir, const std::string& name);
 // 1 after the clipboard changed, 0 when nothing matched, -1 when no cut of ours
 // is on the clipboard.
 int file_uncut(const std::string& dir, const std::string& name);
+
+// 0 when every record names entries of one directory; else shows why nothing is
+// done, titled `title` ("Paste", "Drop"), and returns -1. `done`: "pasted", "dropped".
+int clip_check(std::span<const FileTransf> groups, const char* title, const char* done);
 
 // Starts the operation a drop of `data` onto `row` (-2: the list itself) asks
 // for. kind: FOP_MOVE, or FOP_COPY with Ctrl. Returns 0 when one was started,

@@ -162,7 +162,7 @@ int fl_drop(const QMimeData* data, int target, int kind)
             return -1;
         }
     }
-    if (groups.empty() || gDir.path.empty())
+    if (groups.empty() || gDir.path.empty() || clip_check(groups, "Drop", "dropped") != 0)
         return -1;
     std::string dest = gDir.path;
     if (target == -1) {

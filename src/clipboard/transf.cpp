@@ -152,6 +152,20 @@ bool transf_unpack(std::string_view in, FileTransf& t)
     return true;
 }
 
+int transf_check(const FileTransf& t, std::string& bad)
+{
+    if (t.srcdir.empty() || t.srcdir[0] != '/') {
+        bad = t.srcdir;
+        return -2;
+    }
+    for (const std::string& n : t.names)
+        if (n.empty() || n == "." || n == ".." || n.find('/') != std::string::npos) {
+            bad = n;
+            return -1;
+        }
+    return 0;
+}
+
 std::string uri_from_path(std::string_view path)
 {
     std::string out = "file://";

@@ -27,6 +27,11 @@ std::string transf_pack(const FileTransf& t);
 // False, with t untouched, when the bytes are not a whole record.
 bool transf_unpack(std::string_view bytes, FileTransf& t);
 
+// Whether a received record names entries of one directory and nothing else:
+// 0 when it does; -1 when a name is "", "." or ".." or holds "/", -2 when the
+// source directory is not a full path. `bad` then holds that name or directory.
+int transf_check(const FileTransf& t, std::string& bad);
+
 // "file://" + the path with every byte outside the unreserved set and "/"
 // percent-encoded, so names that are not UTF-8 survive the trip.
 std::string uri_from_path(std::string_view path);

@@ -129,3 +129,43 @@ TEST_F(ClipTest, DropsOnParentRowDirectoryRowAndListAndTheQuickReturnIsIgnored)
     drop({"c"}, "..", {});
     EXPECT_TRUE(exists(dir / "here/c"));
 }
+
+// A record from another instance or program that names something other than an
+// entry of its directory moves and copies nothing, and says why.
+TEST_F(ClipTest, RecordsNamingMoreThanEntriesOfTheirDirectoryAreRefused)
+{
+    make_dir("here");
+    make_dir("src/sub");
+    make_file("src/ok");
+    gStartPath = dir / "here";
+    open();
+    const std::string src = dir / "src";
+    auto offer = [](const char* format, const std::string& bytes) {
+        auto* m = new QMimeData;
+        m->setData(format, QByteArray(bytes.data(), bytes.size()));
+        QGuiApplication::clipboard()->setMimeData(m);
+    };
+    const FileTransf bad[] = {
+        {2, src, {"ok", ".."}}, {1, src, {"."}}, {2, src, {"ok", ""}}, {1, src, {"sub/.."}}, {1, "src", {"ok"}},
+    };
+    for (const FileTransf& t : bad) {
+        offer(kMimeFiles, transf_pack(t));
+        em_paste();
+        offer(kMimeMvFiles, transf_pack(t));
+        em_paste();
+        QMimeData dropped;
+        dropped.setData(kMimeFiles, QByteArray::fromStdString(transf_pack(t)));
+        EXPECT_EQ(fl_drop(&dropped, -2, FOP_MOVE), -1);
+    }
+    offer(kUriList, "file://" + src + "/ok\r\nfile://" + src + "/sub/..\r\n");
+    em_paste();
+    EXPECT_EQ(slot_count(), 0);
+    ASSERT_EQ(messages.size(), 3 * 5 + 1);
+    EXPECT_EQ(messages[0], "Nothing was pasted: '..' is not a file name.\n"
+                           "A name cannot be empty, \".\" or \"..\", nor hold \"/\".");
+    EXPECT_EQ(messages[14], "Nothing was dropped: 'src' is not a full path.");
+    EXPECT_TRUE(messages[15].startsWith("Nothing was pasted: '..' "));
+    QTest::qWait(50);
+    EXPECT_TRUE(std::filesystem::is_empty(dir / "here"));
+    EXPECT_TRUE(exists(src + "/ok") && exists(src + "/sub"));
+}
