@@ -43,16 +43,22 @@ int target_at(QTreeView* list, const QPoint& pos)
     return -2;
 }
 
+// What a drop does, and so what the cursor shows. A drag of this process moves, or
+// copies with Ctrl. Any other drag (another instance's, whose keys were pressed
+// over its source and never reach this process, or another program's) takes the
+// action its source proposes, Copy unless that is Move; never an action the
+// source does not allow (IgnoreAction when it allows neither).
 Qt::DropAction action_for(const QDropEvent* e)
 {
+    Qt::DropAction a = Qt::MoveAction;
     if (e->modifiers() & Qt::ControlModifier)
-        return Qt::CopyAction;
-    // From another instance the keys were pressed over the source, and this
-    // process never saw them: the source's drag proposes Copy only while Ctrl is
-    // held (its default is Move).
-    if (!e->source() && e->mimeData()->hasFormat(kMimeFiles) && e->proposedAction() == Qt::CopyAction)
-        return Qt::CopyAction;
-    return Qt::MoveAction;
+        a = Qt::CopyAction;
+    else if (!e->source() && e->proposedAction() != Qt::MoveAction)
+        a = Qt::CopyAction;
+    if (!(e->possibleActions() & a))
+        a = a == Qt::MoveAction && (e->possibleActions() & Qt::CopyAction) ? Qt::CopyAction
+                                                                          : Qt::IgnoreAction;
+    return a;
 }
 
 class DndFilter : public QObject {
@@ -82,8 +88,10 @@ protected:
         case QEvent::DragEnter: {
             auto* e = static_cast<QDragEnterEvent*>(ev);
             dnd_active = 1;
-            if (e->mimeData()->hasFormat(kMimeFiles) || e->mimeData()->hasFormat(kUriList)) {
-                e->setDropAction(action_for(e));
+            shown_ = action_for(e);
+            if ((e->mimeData()->hasFormat(kMimeFiles) || e->mimeData()->hasFormat(kUriList)) &&
+                shown_ != Qt::IgnoreAction) {
+                e->setDropAction(shown_);
                 e->accept();
                 list_->setFocus();
             } else {
@@ -95,8 +103,13 @@ protected:
             auto* e = static_cast<QDragMoveEvent*>(ev);
             const int t = target_at(list_, e->position().toPoint());
             fl_model()->set_drop_row(t == -2 ? -1 : fl_model()->row_of(t));
-            e->setDropAction(action_for(e));
-            e->accept();
+            shown_ = action_for(e);
+            if (shown_ == Qt::IgnoreAction) {
+                e->ignore();
+            } else {
+                e->setDropAction(shown_);
+                e->accept();
+            }
             return true;
         }
         case QEvent::DragLeave:
@@ -107,11 +120,15 @@ protected:
             auto* e = static_cast<QDropEvent*>(ev);
             dnd_active = 0;
             fl_model()->set_drop_row(-1);
+            // Whatever changed since, a drop never moves where the cursor showed Copy.
+            Qt::DropAction a = action_for(e);
+            if (a == Qt::MoveAction && shown_ == Qt::CopyAction && (e->possibleActions() & Qt::CopyAction))
+                a = Qt::CopyAction;
+            const int kind = a == Qt::CopyAction ? FOP_COPY : FOP_MOVE;
             // A drag of this list that comes straight back is a slip, not a move.
-            const int kind = action_for(e) == Qt::CopyAction ? FOP_COPY : FOP_MOVE;
-            if (now_ms() - dnd_start_timestamp > 999 &&
+            if (a != Qt::IgnoreAction && now_ms() - dnd_start_timestamp > 999 &&
                 fl_drop(e->mimeData(), target_at(list_, e->position().toPoint()), kind) == 0) {
-                e->setDropAction(action_for(e));
+                e->setDropAction(a);
                 e->accept();
             } else {
                 e->ignore();
@@ -144,6 +161,7 @@ private:
 
     QTreeView* list_;
     bool armed_ = false;
+    Qt::DropAction shown_ = Qt::IgnoreAction;  // the action the cursor last showed
 };
 }  // namespace
 

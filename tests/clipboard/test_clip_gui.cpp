@@ -130,6 +130,44 @@ TEST_F(ClipTest, DropsOnParentRowDirectoryRowAndListAndTheQuickReturnIsIgnored)
     EXPECT_TRUE(exists(dir / "here/c"));
 }
 
+// Another program's drag takes the action its source proposes, within what the
+// source allows, and the drop does what the cursor showed.
+TEST_F(ClipTest, DropsFromOtherProgramsTakeTheSourcesAction)
+{
+    make_dir("here");
+    make_dir("out");
+    for (const char* n : {"out/a", "out/b", "out/c", "out/d"})
+        make_file(n);
+    gStartPath = dir / "here";
+    open();
+    dnd_start_timestamp = 0;
+    const struct {
+        const char* name;
+        Qt::DropActions offer;
+        Qt::KeyboardModifiers mods;  // Shift makes the source propose Move
+        Qt::DropAction want;
+    } cases[] = {
+        {"a", Qt::CopyAction, {}, Qt::CopyAction},
+        {"b", Qt::CopyAction | Qt::MoveAction, Qt::ShiftModifier, Qt::MoveAction},
+        {"c", Qt::CopyAction | Qt::MoveAction, {}, Qt::CopyAction},
+        {"d", Qt::LinkAction, {}, Qt::IgnoreAction},
+    };
+    const QPoint at(5, list()->viewport()->height() - 5);
+    for (const auto& c : cases) {
+        const std::string from = dir / ("out/" + std::string(c.name));
+        QMimeData data;
+        data.setData(kUriList, QByteArray::fromStdString(uri_from_path(from) + "\r\n"));
+        QDragEnterEvent enter(at, c.offer, &data, Qt::LeftButton, c.mods);
+        QApplication::sendEvent(list()->viewport(), &enter);
+        EXPECT_EQ(enter.isAccepted() ? enter.dropAction() : Qt::IgnoreAction, c.want) << c.name;
+        QDropEvent drop(at, c.offer, &data, Qt::LeftButton, c.mods);
+        QApplication::sendEvent(list()->viewport(), &drop);
+        ASSERT_TRUE(operations_end());
+        EXPECT_EQ(exists(dir / ("here/" + std::string(c.name))), c.want != Qt::IgnoreAction) << c.name;
+        EXPECT_EQ(exists(from), c.want != Qt::MoveAction) << c.name;
+    }
+}
+
 // A record from another instance or program that names something other than an
 // entry of its directory moves and copies nothing, and says why.
 TEST_F(ClipTest, RecordsNamingMoreThanEntriesOfTheirDirectoryAreRefused)
