@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -17,9 +18,6 @@ const char kAssocHeader[] =
 static_assert(sizeof(kAssocHeader) == 81, "the header line is 80 bytes");
 
 namespace {
-
-constexpr int kLineMax = 1024;   // read buffer, newline included
-constexpr int kSplitBuf = 522;   // the splitter's working buffer
 
 struct DefaultRow {
     const char* pattern;
@@ -54,6 +52,12 @@ bool blank(const char* s)
 
 struct FileCloser {
     void operator()(std::FILE* f) const { std::fclose(f); }
+};
+
+struct LineBuf {
+    char* line = nullptr;  // getline's, grown to the longest line
+    std::size_t room = 0;
+    ~LineBuf() { std::free(line); }
 };
 
 }  // namespace
@@ -98,12 +102,16 @@ AssocLoadResult as_read_table(AssocTable& t, const std::string& path)
         return res;
     }
     std::unique_ptr<std::FILE, FileCloser> f(raw);
+    // Whole lines, however long: a fixed buffer would split a long comment or
+    // record and read its tail as a line of its own.
+    LineBuf buf;
     try {
-        char line[kLineMax];
-        while (std::fgets(line, sizeof line, f.get())) {
+        ssize_t len;
+        errno = 0;
+        while ((len = ::getline(&buf.line, &buf.room, f.get())) >= 0) {
+            char* line = buf.line;
             if (line[0] == '#')
                 continue;
-            std::size_t len = std::strlen(line);
             if (len && line[len - 1] == '\n')
                 line[--len] = '\0';
             if (!std::strchr(line, '\t')) {
@@ -116,6 +124,8 @@ AssocLoadResult as_read_table(AssocTable& t, const std::string& path)
             _split_str(line, '\t', fld, 4);
             t.add(fld[0], fld[1], fld[2], fld[3]);
         }
+        if (!std::feof(f.get()) && errno == ENOMEM)
+            throw std::bad_alloc();
     } catch (const std::bad_alloc&) {
         t.clear();
         res.status = AssocLoadStatus::NoMemory;
@@ -159,16 +169,16 @@ void _add_pat(const char* pattern, const char* open, const char* view, const cha
 
 int _split_str(const char* src, char sep, const char** fields, int n)
 {
-    static char buf[kSplitBuf];
+    // Sized to the record, so a record of any length is split whole.
+    static std::string buf;
     static const char empty[] = "";
     if (n < 1)
         return 0;
-    // A longer record is cut rather than allowed to run past the buffer.
-    std::snprintf(buf, sizeof buf, "%s", src ? src : "");
+    buf.assign(src ? src : "");
     for (int i = 0; i < n; ++i)
         fields[i] = empty;
     int seps = 0;
-    char* p = buf;
+    char* p = buf.data();
     for (int k = 0; k < n; ++k) {
         fields[k] = p;
         char* s = std::strchr(p, sep);

@@ -81,7 +81,7 @@ extern const char kAssocHeader[];
 // Appends one association to `apat` (arguments in file order).
 void _add_pat(const char* pattern, const char* open, const char* view, const char* edit);
 
-// Splits a copy of `src` (in one static 522-byte buffer, bounded) at `sep` into at
+// Splits a copy of `src` (in one static buffer, grown to fit it) at `sep` into at
 // most n fields; unused fields point to "". Returns the separators consumed (0 if
 // n < 1). The fields are valid until the next call. Not re-entrant.
 int _split_str(const char* src, char sep, const char** fields, int n);
