@@ -11,9 +11,12 @@
 #include <QLineEdit>
 #include <QLoggingCategory>
 #include <QMainWindow>
+#include <QKeyEvent>
 #include <QMenu>
+#include <QMenuBar>
 #include <QPushButton>
 #include <QTableWidget>
+#include <QTimer>
 #include <QToolBar>
 #include <QTreeView>
 #include <QVBoxLayout>
@@ -100,7 +103,7 @@ const Cmd kCommands[] = {
     {"em_unselect_all", "&All", "Ctrl+U", em_unselect_all},
     {"em_unselect_pattern", "&Pattern", "", unselect_pattern},
     {"em_invert", "&Invert Selection", "Ctrl+I", em_invert_selection},
-    {"em_preferences", "&Preferences...", "F10", em_edit_preferences},
+    {"em_preferences", "Pr&eferences...", "F10", em_edit_preferences},
     {"em_associations", "&Associations...", "F11", em_edit_associations},
     {"gm_back", "Back", "Alt+Left", gm_back},
     {"gm_forward", "Forward", "Alt+Right", gm_forward},
@@ -145,6 +148,73 @@ QAction* action(const char* name)
     return sActions.value(QString::fromLatin1(name));
 }
 
+QMenu* named_menu(const char* name)
+{
+    return sBase ? sBase->findChild<QMenu*>(QString::fromLatin1(name)) : nullptr;
+}
+
+// An item and its key share one QAction, so an item a menu dimmed would leave its key
+// dead once the menu closed. Items are enabled again when their menu closes, and a key
+// asks its menu's rule at the moment it is pressed.
+void enable_all(QMenu* menu)
+{
+    for (QAction* a : menu->actions()) {
+        // Only the commands' own items: generated entries keep their state.
+        if (sActions.value(a->objectName()) != a || a->objectName() == QLatin1String("fm_print_directory"))
+            continue;
+        a->setEnabled(true);
+        if (a->menu())
+            enable_all(a->menu());
+    }
+}
+
+void edit_rule(QMenu*)
+{
+    em_setup(nullptr);  // with a menu it would also build Copy To / Move To
+}
+
+const struct Rule {
+    const char* prefix;
+    const char* menu;
+    void (*setup)(QMenu*);
+} kRules[] = {{"fm_", "file_menu", fm_setup},
+              {"em_", "edit_menu", edit_rule},
+              {"gm_", "go_menu", gm_setup},
+              {"hm_", "hotlist_menu", hm_setup}};
+
+bool enabled_now(const char* name)
+{
+    QAction* a = action(name);
+    for (const Rule& r : kRules) {
+        if (!a || std::strncmp(name, r.prefix, 3) != 0)
+            continue;
+        QMenu* menu = named_menu(r.menu);
+        if (!menu)
+            break;
+        r.setup(menu);
+        const bool on = a->isEnabled();
+        enable_all(menu);
+        return on;
+    }
+    return true;
+}
+
+// A menu opened from the keyboard and closed by Escape leaves the menu bar in its
+// keyboard mode with the focus, where the next letters and Return would open menus
+// and run items unseen. Closing any menu gives the keys back to the list.
+void leave_menu_bar(QMenuBar* bar)
+{
+    if (QApplication::activePopupWidget())
+        return;  // the user went on to the next menu of the bar
+    if (bar->hasFocus()) {
+        QKeyEvent esc(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+        QCoreApplication::sendEvent(bar, &esc);
+    }
+    QWidget* focus = QApplication::focusWidget();
+    if ((!focus || focus == bar) && !QApplication::activeModalWidget())
+        misc_give_focus(fl_list());
+}
+
 // The item of a command, made once and shared by its menu and its key; the
 // window's own description already holds a few of them.
 QAction* make_action(const Cmd& c)
@@ -159,7 +229,12 @@ QAction* make_action(const Cmd& c)
     if (c.label)
         a->setText(QString::fromLatin1(c.label));
     a->disconnect(sBase);
-    QObject::connect(a, &QAction::triggered, sBase, [cmd = c.name] { cmd_run(cmd); });
+    QObject::connect(a, &QAction::triggered, sBase, [&c] {
+        if (sObserver && sObserver(c.name))
+            return;
+        if (enabled_now(c.name))
+            c.fn();
+    });
     if (*c.key) {
         const bool shown_only = c.key[0] == '=';
         a->setShortcut(QKeySequence(QString::fromLatin1(c.key + (shown_only ? 1 : 0))));
@@ -595,11 +670,13 @@ void lcm_setup(QMenu* menu)
     const int d = gDir.selected_dirs;
     bool open, view, edit;
     assoc_flags(open, view, edit, true);
+    // Each letter chooses one item here, so Open In Window, Copy and Paste take other
+    // letters than in the File and Edit menus (Open With and Open In Window never meet).
     if (n >= 1) {
         if (d > 0 || open)
             add_item(menu, "&Open", "fm_open");
         if (d > 0) {
-            add_item(menu, "Open In Win&dow", "fm_open_another");
+            add_item(menu, "Open In &Window", "fm_open_another");
         } else {
             if (view)
                 add_item(menu, "&View", "fm_view");
@@ -611,11 +688,11 @@ void lcm_setup(QMenu* menu)
         }
         menu->addSeparator();
         add_item(menu, "Cu&t", "em_cut");
-        add_item(menu, "C&opy", "em_copy");
+        add_item(menu, "Cop&y", "em_copy");
     }
     const bool paste = em_check_clipboard_for_type(-1, nullptr) == 1;
     if (paste)
-        add_item(menu, "&Paste", "em_paste");
+        add_item(menu, "P&aste", "em_paste");
     if (n >= 1) {
         add_item(menu, "&Delete", "em_delete");
         if (n == 1) {
@@ -672,6 +749,13 @@ void cmd_setup(QWidget* base)
     }
     if (QMenu* m = menu("help_menu"))
         fill(m, {"help_quickref", "help_about"});
+    if (auto* bar = base->findChild<QMenuBar*>(QStringLiteral("menu_tbg")))
+        for (QAction* top : bar->actions())
+            if (QMenu* m = top->menu())
+                QObject::connect(m, &QMenu::aboutToHide, m, [m, bar] {
+                    enable_all(m);
+                    QTimer::singleShot(0, bar, [bar] { leave_menu_bar(bar); });
+                });
     auto* view = new QMenu(base);
     view->setObjectName(QStringLiteral("view_menu"));
     fill(view, {">vm_toolbars Toolbars", "vm_nav_tb", "vm_clip_tb", "vm_misc_tb", "vm_hotlist_tb",

@@ -15,7 +15,8 @@ void cmd_setup(QWidget* base);
 // Every command passes here by its name first; a function that returns true has
 // taken it and the handler does not run (tests observe keys and menus this way).
 void cmd_set_observer(std::function<bool(const char* name)> fn);
-// Runs a command by name as a menu item or key would. -1 for an unknown name.
+// Runs a command by name as a toolbar button does; a menu item or its key runs it only
+// where its menu's rules would enable the item at that moment. -1 for an unknown name.
 int cmd_run(const char* name);
 // The program that New Window and Open In Window start (null: this executable).
 void cmd_set_program(const char* path);

@@ -114,15 +114,15 @@ TEST_F(CommandTest, ContextMenuFollowsTheSelectionAndTheClipboard)
     select({"f"});
     em_copy();
     fl_unselect_all();
-    EXPECT_EQ(context(), (QStringList{"&New", "&Paste", "-"}));
+    EXPECT_EQ(context(), (QStringList{"&New", "P&aste", "-"}));
     QGuiApplication::clipboard()->clear();
 
     const QStringList tail = {"-", "&Copy To", "&Move To", "-", "&Inspect", "-"};
     select({"f"});  // no association
-    EXPECT_EQ(context(), QStringList({"&New", "Open &With", "-", "&Print", "-", "Cu&t", "C&opy", "&Delete",
+    EXPECT_EQ(context(), QStringList({"&New", "Open &With", "-", "&Print", "-", "Cu&t", "Cop&y", "&Delete",
                                       "&Rename", "&Symlink"}) + tail);
     select({"d", "f"});
-    EXPECT_EQ(context(), QStringList({"&New", "&Open", "Open In Win&dow", "-", "Cu&t", "C&opy", "&Delete"}) +
+    EXPECT_EQ(context(), QStringList({"&New", "&Open", "Open In &Window", "-", "Cu&t", "Cop&y", "&Delete"}) +
                              tail);
 
     // Open with two directories selected does nothing.
@@ -150,6 +150,21 @@ TEST_F(CommandTest, MenusEnableByTheRules)
     em_setup(nullptr);
     EXPECT_TRUE(item("em_paste")->isEnabled());
     EXPECT_TRUE(item("em_cut")->isEnabled());
+
+    // A key does what its item would do at that moment, whatever the menu showed when
+    // it last opened: nothing while nothing is selected, the command once something is.
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+    QMenu* edit = window->findChild<QMenu*>("edit_menu");
+    QGuiApplication::clipboard()->clear();
+    fl_unselect_all();
+    edit->aboutToShow();
+    edit->aboutToHide();
+    QTest::keyClick(list(), Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(em_check_clipboard_for_type(-1, nullptr), 0);
+    select({"f"});
+    QTest::keyClick(list(), Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(em_check_clipboard_for_type(-1, nullptr), 1);
 
     const QByteArray old_home = qgetenv("HOME");
     qputenv("HOME", QByteArray::fromStdString(dir.path() + "/"));
