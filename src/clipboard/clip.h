@@ -3,11 +3,13 @@
 // reached from workers through the engine's call_locked hand-off.
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 
 #include "clipboard/transf.h"
 
+class QDrag;
 class QMimeData;
 class QTreeView;
 
@@ -54,3 +56,6 @@ int clip_check(std::span<const FileTransf> groups, const char* title, const char
 // -1 when the drop was ignored or refused.
 int fl_drop(const QMimeData* data, int row, int kind);
 void fl_dnd_install(QTreeView* list);
+// Runs in place of QDrag::exec while set (a test records the drag); nullptr
+// restores exec.
+void fl_set_drag_exec(std::function<void(QDrag*)> fn);

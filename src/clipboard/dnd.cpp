@@ -1,6 +1,7 @@
-// Drag and drop on `filelist`. A drag leaves the list when the pointer does, with
-// the button held and something selected (inside the list the same gesture
-// selects rows). Drops are taken on the list, on ".." and on directory rows.
+// Drag and drop on `filelist`. A drag starts when the button goes down on a
+// selected row and the pointer moves, or when the pointer leaves the list with
+// the button held and something selected (inside the list, a press elsewhere and
+// a move select rows). Drops are taken on the list, on ".." and on directory rows.
 #include <QApplication>
 #include <QDrag>
 #include <QDropEvent>
@@ -10,6 +11,7 @@
 #include <QTreeView>
 #include <chrono>
 #include <cstring>
+#include <functional>
 #include <sys/stat.h>
 
 #include "clipboard/clip.h"
@@ -24,6 +26,8 @@ int64_t dnd_start_timestamp = 0;
 int dnd_active = 0;
 
 namespace {
+std::function<void(QDrag*)> sDragExec;
+
 int64_t now_ms()
 {
     using namespace std::chrono;
@@ -69,18 +73,35 @@ protected:
     bool eventFilter(QObject*, QEvent* ev) override
     {
         switch (ev->type()) {
-        case QEvent::MouseButtonPress:
-            armed_ = static_cast<QMouseEvent*>(ev)->button() == Qt::LeftButton;
+        case QEvent::MouseButtonPress: {
+            auto* me = static_cast<QMouseEvent*>(ev);
+            armed_ = me->button() == Qt::LeftButton;
+            // The view leaves the selection alone until the release when a plain
+            // press lands on a selected row: that press may start a drag of it all.
+            press_ = me->position().toPoint();
+            const int i = target_row(press_);
+            on_selection_ = armed_ && !(me->modifiers() & (Qt::ShiftModifier | Qt::ControlModifier)) &&
+                            i >= 0 && (gDir[i].flags & DIR_F_SELECTED);
             return false;
+        }
         case QEvent::MouseButtonRelease:
-            armed_ = false;
+            armed_ = on_selection_ = false;
             return false;
         case QEvent::MouseMove: {
             auto* me = static_cast<QMouseEvent*>(ev);
+            const QPoint at = me->position().toPoint();
+            if (on_selection_ && (me->buttons() & Qt::LeftButton)) {
+                // Kept from the view, whose drag would select rows instead.
+                if ((at - press_).manhattanLength() >= QApplication::startDragDistance()) {
+                    armed_ = on_selection_ = false;
+                    start_drag(at, me->globalPosition().toPoint(), true);
+                }
+                return true;
+            }
             if (armed_ && (me->buttons() & Qt::LeftButton) && gDir.selected > 0 &&
-                !list_->viewport()->rect().contains(me->position().toPoint())) {
+                !list_->viewport()->rect().contains(at)) {
                 armed_ = false;
-                start_drag(me->position().toPoint(), me->globalPosition().toPoint());
+                start_drag(at, me->globalPosition().toPoint(), false);
                 return true;
             }
             return false;
@@ -125,8 +146,9 @@ protected:
             if (a == Qt::MoveAction && shown_ == Qt::CopyAction && (e->possibleActions() & Qt::CopyAction))
                 a = Qt::CopyAction;
             const int kind = a == Qt::CopyAction ? FOP_COPY : FOP_MOVE;
-            // A drag of this list that comes straight back is a slip, not a move.
-            if (a != Qt::IgnoreAction && now_ms() - dnd_start_timestamp > 999 &&
+            // A drag that left this list and comes straight back is a slip, not a
+            // move; one started on the selection means what it does at once.
+            if (a != Qt::IgnoreAction && (in_list_drag_ || now_ms() - dnd_start_timestamp > 999) &&
                 fl_drop(e->mimeData(), target_at(list_, e->position().toPoint()), kind) == 0) {
                 e->setDropAction(a);
                 e->accept();
@@ -141,7 +163,17 @@ protected:
     }
 
 private:
-    void start_drag(const QPoint& pos, const QPoint& global)
+    // The record index of the row at `pos`; -1 for none and for "..".
+    int target_row(const QPoint& pos) const
+    {
+        const QModelIndex at = list_->indexAt(pos);
+        const int i = at.isValid() ? fl_model()->index_of(at.row()) : -1;
+        return i < gDir.count ? i : -1;
+    }
+
+    // `in_list`: started on the selection inside the list, where the view never
+    // saw the gesture as a selection; otherwise it is ended with a release.
+    void start_drag(const QPoint& pos, const QPoint& global, bool in_list)
     {
         const FileTransf t = fl_pack_transf();
         if (t.count <= 0)
@@ -153,7 +185,16 @@ private:
         auto* drag = new QDrag(list_);
         drag->setMimeData(m);
         dnd_start_timestamp = now_ms();
-        drag->exec(Qt::CopyAction | Qt::MoveAction, Qt::MoveAction);
+        in_list_drag_ = in_list;
+        if (sDragExec) {
+            sDragExec(drag);
+            drag->deleteLater();
+        } else {
+            drag->exec(Qt::CopyAction | Qt::MoveAction, Qt::MoveAction);
+        }
+        in_list_drag_ = false;
+        if (in_list)
+            return;
         // The drag took the button's release: end the view's selecting gesture.
         QMouseEvent release(QEvent::MouseButtonRelease, pos, global, Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
         QApplication::sendEvent(list_->viewport(), &release);
@@ -161,6 +202,9 @@ private:
 
     QTreeView* list_;
     bool armed_ = false;
+    bool on_selection_ = false;  // the left button went down on a selected row
+    bool in_list_drag_ = false;  // a drag started on the selection is running
+    QPoint press_;
     Qt::DropAction shown_ = Qt::IgnoreAction;  // the action the cursor last showed
 };
 }  // namespace
@@ -207,6 +251,11 @@ int fl_drop(const QMimeData* data, int target, int kind)
             ++started;
     }
     return started ? 0 : -1;
+}
+
+void fl_set_drag_exec(std::function<void(QDrag*)> fn)
+{
+    sDragExec = std::move(fn);
 }
 
 void fl_dnd_install(QTreeView* list)

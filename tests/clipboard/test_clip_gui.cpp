@@ -1,6 +1,7 @@
 // Copy, Cut, Paste, Delete and drops through the real clipboard of the offscreen
 // platform, the real engine and real files.
 #include <QClipboard>
+#include <QDrag>
 #include <QDropEvent>
 #include <QMimeData>
 
@@ -128,6 +129,52 @@ TEST_F(ClipTest, DropsOnParentRowDirectoryRowAndListAndTheQuickReturnIsIgnored)
                               std::chrono::steady_clock::now().time_since_epoch()).count();
     drop({"c"}, "..", {});
     EXPECT_TRUE(exists(dir / "here/c"));
+}
+
+// A plain press on a selected row and a move drag the whole selection; a click
+// there still selects that row alone, and a press elsewhere still selects rows.
+TEST_F(ClipTest, PressOnTheSelectionAndMoveDragsAllOfIt)
+{
+    for (const char* n : {"a", "b", "c", "d", "e"})
+        make_file(n);
+    open();
+    std::vector<FileTransf> dragged;
+    fl_set_drag_exec([&](QDrag* d) {
+        const QByteArray b = d->mimeData()->data(kMimeFiles);
+        FileTransf t;
+        EXPECT_TRUE(transf_unpack({b.constData(), std::size_t(b.size())}, t));
+        dragged.push_back(t);
+    });
+    QWidget* vp = list()->viewport();
+    auto mouse = [&](QEvent::Type type, const QPoint& at, Qt::MouseButtons held) {
+        QMouseEvent e(type, at, vp->mapToGlobal(at), type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton,
+                      held, Qt::NoModifier);
+        QApplication::sendEvent(vp, &e);
+    };
+    auto press_and_move = [&](const char* row, int dy) {
+        const QPoint from = row_point(row_named(row));
+        mouse(QEvent::MouseButtonPress, from, Qt::LeftButton);
+        mouse(QEvent::MouseMove, from + QPoint(0, 2), Qt::LeftButton);
+        EXPECT_TRUE(dragged.empty()) << "not yet past the drag distance";
+        mouse(QEvent::MouseMove, from + QPoint(0, dy), Qt::LeftButton);
+    };
+    select({"b", "d"});
+    const int rows_down = 2 * list()->visualRect(model()->index(0, 0)).height();
+    press_and_move("d", -rows_down);
+    ASSERT_EQ(dragged.size(), 1u);
+    EXPECT_EQ(dragged[0].srcdir, dir.path());
+    EXPECT_EQ(dragged[0].names, (std::vector<std::string>{"b", "d"}));
+    EXPECT_EQ(selected_records(), QStringList({"b", "d"}));
+
+    dragged.clear();
+    mouse(QEvent::MouseButtonPress, row_point(row_named("b")), Qt::LeftButton);
+    mouse(QEvent::MouseButtonRelease, row_point(row_named("b")), Qt::NoButton);
+    EXPECT_EQ(selected_records(), QStringList({"b"}));
+    press_and_move("c", rows_down);
+    mouse(QEvent::MouseButtonRelease, row_point(row_named("e")), Qt::NoButton);
+    EXPECT_TRUE(dragged.empty());
+    EXPECT_EQ(selected_records(), QStringList({"c", "d", "e"}));
+    fl_set_drag_exec(nullptr);
 }
 
 // Another program's drag takes the action its source proposes, within what the
