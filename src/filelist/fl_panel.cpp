@@ -13,6 +13,7 @@
 #include <QStyle>
 #include <QTimer>
 #include <QTreeView>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -59,6 +60,12 @@ std::string sRememberedPath;
 bool sRefreshing = false;
 bool sRefreshAgain = false;
 
+// Until the user sets column widths the list fits them itself; the widths given
+// (those kept in the settings) stay the floor.
+bool sAutoWidths = false;
+bool sFitting = false;  // the resizes are the list's own, not the user's
+int sGiven[7] = {};
+
 void set_status(QLabel* l, const QString& text)
 {
     if (l)
@@ -83,6 +90,53 @@ int sort_column()
             return c;
     return 0;
 }
+
+// The width the widest name shown needs (the view looks at the rows in sight and
+// the next thousand); public in the base class, protected in the tree view.
+int name_text_width()
+{
+    return static_cast<const QAbstractItemView*>(sList.data())->sizeHintForColumn(0);
+}
+
+// What the Link column keeps when Name takes the rest.
+int link_room()
+{
+    return sList->header()->defaultSectionSize();
+}
+
+// Size and Date get room for their widest text, Name what the list has left, so
+// names are cut only when the list is too narrow for every column.
+void fit_columns()
+{
+    if (!sList || !sAutoWidths)
+        return;
+    QHeaderView* h = sList->header();
+    sFitting = true;
+    int others = 0;
+    for (int c = 2; c <= 6; ++c) {
+        const int w = std::max(sGiven[c - 1], fl_text_width(c));
+        if (h->sectionSize(c - 1) != w)
+            h->resizeSection(c - 1, w);
+        others += w;
+    }
+    const int name = std::max(sGiven[0], sList->viewport()->width() - others - link_room());
+    if (h->sectionSize(0) != name)
+        h->resizeSection(0, name);
+    sFitting = false;
+}
+
+class FitOnResize : public QObject {
+public:
+    using QObject::QObject;
+
+protected:
+    bool eventFilter(QObject*, QEvent* ev) override
+    {
+        if (ev->type() == QEvent::Resize)
+            fit_columns();
+        return false;
+    }
+};
 }  // namespace
 
 int fl_header_column(const char* name)
@@ -134,6 +188,14 @@ void fl_setup(QTreeView* list)
         if (section >= 0 && section < 7)
             fl_sort_cb(kFlHeaderNames[section]);
     });
+    // The last section follows the list's width by itself; any other resize not
+    // made here is the user's.
+    QObject::connect(h, &QHeaderView::sectionResized, list, [](int section, int, int) {
+        if (!sFitting && section < 6)
+            sAutoWidths = false;
+    });
+    list->viewport()->installEventFilter(new FitOnResize(list));
+    sAutoWidths = false;
     if (gConfig)
         list->setFont(w_font(QString::fromUtf8(gConfig->filelist_font())));
     fl_select_connect(list);
@@ -296,6 +358,8 @@ int fl_get_column_width(int column)
 {
     if (!sList || column < 1 || column > 7)
         return -1;
+    if (sAutoWidths && column < 7)
+        return sGiven[column - 1];
     return sList->header()->sectionSize(column - 1);
 }
 
@@ -303,7 +367,39 @@ void fl_set_column_width(int column, int width)
 {
     if (!sList || column < 1 || column > 7)
         return;
+    sGiven[column - 1] = width;
+    if (sAutoWidths) {
+        fit_columns();
+        return;
+    }
+    sFitting = true;
     sList->header()->resizeSection(column - 1, width);
+    sFitting = false;
+}
+
+void fl_set_auto_widths(bool on)
+{
+    sAutoWidths = on;
+    fit_columns();
+}
+
+bool fl_auto_widths()
+{
+    return sAutoWidths;
+}
+
+int fl_missing_width()
+{
+    if (!sList)
+        return 0;
+    int need = link_room();
+    for (int c = 0; c < 6; ++c)
+        need += c == 0 && sAutoWidths ? std::max(sGiven[0], name_text_width())
+                                      : sList->header()->sectionSize(c);
+    // The first directory may well bring the scroll bar.
+    if (!sList->verticalScrollBar()->isVisible())
+        need += sList->style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, sList);
+    return std::max(0, need - sList->viewport()->width());
 }
 
 int fl_text_width(int column)

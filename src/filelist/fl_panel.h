@@ -43,8 +43,17 @@ int fl_setspec(const char* pattern);
 bool x_check_path(const char* path, std::string& out);
 void fl_get_fullpath(int index, std::string& out);
 
+// While the list fits its columns (fl_set_auto_widths), the width given for
+// columns 1 to 6, which is what the settings keep, and not the fitted one.
 int fl_get_column_width(int column);
 void fl_set_column_width(int column, int width);
+// On: until the user resizes a column, Size and Date are at least as wide as their
+// widest text and Name takes the list's spare width; the given widths are the floor.
+void fl_set_auto_widths(bool on);
+bool fl_auto_widths();
+// How much wider the list must be to show every column at its width, and while it
+// fits them, the names shown whole; 0 when it does.
+int fl_missing_width();
 // The width column 2 (size) or 3 (date) needs for its widest text in the list's
 // font; 0 for the others.
 int fl_text_width(int column);

@@ -6,6 +6,7 @@
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QLabel>
+#include <QScreen>
 #include <QSplitter>
 #include <QTimer>
 #include <QToolButton>
@@ -27,6 +28,29 @@ namespace {
 BaseWindow* base_window()
 {
     return static_cast<BaseWindow*>(gBase);
+}
+
+// A window of the default size with the default columns (a first start) grows, as
+// far as the screen allows, until every column of the list and the names of the
+// first directory show whole. Only once shown are the widths of its parts known.
+void base_fit_first_window(BaseWindow* w)
+{
+    ConfigRecord defaults;
+    init_config_defaults(defaults);
+    if (!fl_auto_widths() || gConfig->window_width() != defaults.window_width() ||
+        gConfig->window_height() != defaults.window_height())
+        return;
+    const int more = fl_missing_width();
+    if (more <= 0 || !w->screen())
+        return;
+    const QRect avail = w->screen()->availableGeometry();
+    const int frame = std::max(0, w->frameGeometry().width() - w->width());
+    const int width = std::min(w->width() + more, avail.width() - frame);
+    if (width <= w->width())
+        return;
+    w->resize(width, w->height());
+    if (w->frameGeometry().left() + width + frame > avail.right() + 1)
+        w->move(std::max(avail.left(), avail.right() + 1 - width - frame), w->y());
 }
 }  // namespace
 
@@ -78,6 +102,8 @@ BaseWindow* base_open(const FwOptions& fw)
     else
         w->show();
     base_setup(w, 2);
+    if (fw.state != 'i' && fw.state != 'm' && !fw.width)
+        base_fit_first_window(w);
     return w;
 }
 
@@ -140,14 +166,11 @@ void base_set_divider_metrics(const ConfigRecord& rec)
     bool untouched = true;
     for (int c = 1; c <= cfg::kSavedColumns; ++c)
         untouched = untouched && rec.column_width(c) == defaults.column_width(c);
-    for (int c = 1; c <= cfg::kSavedColumns; ++c) {
-        int width = rec.column_width(c);
-        // The default widths were drawn for a narrower font than this desktop's:
-        // until the user sets widths, the size and the whole date fit.
-        if (untouched)
-            width = std::max(width, fl_text_width(c));
-        fl_set_column_width(c, width);
-    }
+    for (int c = 1; c <= cfg::kSavedColumns; ++c)
+        fl_set_column_width(c, rec.column_width(c));
+    // The default widths were drawn for a narrower font than this desktop's: until
+    // the user sets widths, the list fits them to its font and its width.
+    fl_set_auto_widths(untouched);
     if (!rec.hotlist_shown()) {
         BaseWindow* w = base_window();
         w->ui->tb_hotlist->setChecked(false);

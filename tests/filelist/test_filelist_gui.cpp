@@ -243,3 +243,42 @@ TEST_F(FlGuiTest, UpSelectsTheDirectoryLeftAndHistoriesAreBounded)
     EXPECT_EQ(fl_get_back_count(), 1);
     EXPECT_TRUE(messages.isEmpty());
 }
+
+TEST_F(FlGuiTest, ColumnsFitTheListUntilTheUserSetsWidths)
+{
+    // Without the hotlist the offscreen screen holds every column.
+    gConfig->set_hotlist_shown(false);
+    make_file("a");
+    open();
+    QApplication::processEvents();
+    QHeaderView* h = list()->header();
+    ConfigRecord defaults, out;
+    init_config_defaults(defaults);
+
+    // The first window shows every column whole, the link column with its room.
+    EXPECT_GT(window->width(), defaults.window_width());
+    EXPECT_LE(h->length(), list()->viewport()->width());
+    EXPECT_GE(h->sectionSize(6), h->defaultSectionSize());
+    EXPECT_GE(h->sectionSize(1), fl_text_width(2));
+    EXPECT_GE(h->sectionSize(2), fl_text_width(3));
+
+    // Name takes what the list gains; the saved widths stay the defaults, so the
+    // next start fits them again.
+    const int name = h->sectionSize(0), date = h->sectionSize(2);
+    window->resize(window->width() + 150, window->height());
+    QApplication::processEvents();
+    EXPECT_EQ(h->sectionSize(0), name + 150);
+    EXPECT_EQ(h->sectionSize(2), date);
+    base_get_divider_metrics(out);
+    for (int c = 1; c <= cfg::kSavedColumns; ++c)
+        EXPECT_EQ(out.column_width(c), defaults.column_width(c)) << c;
+
+    // A width the user sets ends the fitting: what is shown is what is kept.
+    h->resizeSection(2, date + 30);
+    window->resize(window->width() - 100, window->height());
+    QApplication::processEvents();
+    EXPECT_EQ(h->sectionSize(0), name + 150);
+    base_get_divider_metrics(out);
+    EXPECT_EQ(out.column_width(1), name + 150);
+    EXPECT_EQ(out.column_width(3), date + 30);
+}
