@@ -57,11 +57,13 @@ TEST_F(FlGuiTest, TypedPathChangesDirectorySelectsAFileOrSaysWhy)
     type_path(box, dir / "locked");
     {
         const uid_t was = ::geteuid();
-        if (was == 0 && ::seteuid(65534) != 0)
+        if (was == 0 && ::seteuid(65534) != 0) {
             GTEST_SKIP() << "cannot run a step as another user";
+        }
         QTest::keyClick(box, Qt::Key_Return);
-        if (was == 0)
+        if (was == 0) {
             ASSERT_EQ(::seteuid(0), 0);
+        }
     }
     EXPECT_EQ(gDir.path, dir / "two");
     ::chmod((dir / "locked").c_str(), 0755);
