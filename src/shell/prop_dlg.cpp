@@ -121,8 +121,10 @@ int PropertyDlg::prop_setup()
     if (gDir.selected <= 0)
         return -1;
     wcenter(dlg_->parentWidget(), dlg_.get());
-    for (const ModeBit& m : kModeBits)
+    for (const ModeBit& m : kModeBits) {
+        (ui_.get()->*m.toggle)->setTristate(false);
         (ui_.get()->*m.toggle)->setChecked(false);
+    }
     ui_->pr_setsticky->setChecked(false);
     x_block_text(ui_->pr_name, false);
     x_block_text(ui_->pr_owner, false);
@@ -184,7 +186,7 @@ void PropertyDlg::x_prop_setup_multi()
     int files = 0, dirs = 0;
     int64_t size = 0;
     long uid = -2, gid = -2;  // -2: no entry seen yet
-    mode_t mode = ~mode_t{0};
+    mode_t all = ~mode_t{0}, any = 0;
     bool names_full = false;
     for (int i = 0; i < gDir.count; ++i) {
         const FileRecord& r = gDir[i];
@@ -205,7 +207,8 @@ void PropertyDlg::x_prop_setup_multi()
         const long u = static_cast<int>(r.status.st_uid), g = static_cast<int>(r.status.st_gid);
         uid = uid == -2 || uid == u ? u : -1;
         gid = gid == -2 || gid == g ? g : -1;
-        mode &= r.status.st_mode;
+        all &= r.status.st_mode;
+        any |= r.status.st_mode;
     }
     ui_->pr_name->setText(QString::fromStdString(names));
     char summary[96];
@@ -229,7 +232,14 @@ void PropertyDlg::x_prop_setup_multi()
                       ui_->pr_modified, ui_->pr_symbolic_title, ui_->pr_symbolic})
         x_block_label(l, true);
     ui_->pr_location->setText(shown(gDir.path.c_str()));
-    _show_mode(mode);
+    _show_mode(all);
+    // A bit only some entries have is shown half set, and Done leaves it as each has it.
+    for (const ModeBit& m : kModeBits)
+        if ((any & ~all) & m.bit) {
+            QCheckBox* box = ui_.get()->*m.toggle;
+            box->setTristate(true);
+            box->setCheckState(Qt::PartiallyChecked);
+        }
 }
 
 void PropertyDlg::x_setup_permission_fields(long uid, long gid)
@@ -257,12 +267,14 @@ void PropertyDlg::_show_mode(mode_t mode)
         (ui_.get()->*m.toggle)->setChecked((mode & m.bit) != 0);
 }
 
-mode_t PropertyDlg::toggled_mode() const
+mode_t PropertyDlg::toggled_mode(mode_t current) const
 {
     mode_t mode = 0;
-    for (const ModeBit& m : kModeBits)
-        if ((ui_.get()->*m.toggle)->isChecked())
+    for (const ModeBit& m : kModeBits) {
+        const Qt::CheckState state = (ui_.get()->*m.toggle)->checkState();
+        if (state == Qt::Checked || (state == Qt::PartiallyChecked && (current & m.bit)))
             mode |= m.bit;
+    }
     return mode;
 }
 
@@ -317,8 +329,10 @@ int PropertyDlg::x_prop_done_one(int entry, const QString* new_name, const QStri
         wreport(gBase, "Error", "Unable to change ownership of '%s'", display.c_str());
         return 1;
     }
-    const mode_t mode = (r.status.st_mode & ~mode_t{07777}) | toggled_mode();
-    if (mode != r.status.st_mode && ::chmod(path.c_str(), mode & 07777) != 0) {
+    // The sticky bit is not offered: it goes when a permission is changed, and
+    // only then, so Done on an untouched entry leaves it as it was.
+    const mode_t mode = toggled_mode(r.status.st_mode);
+    if (mode != (r.status.st_mode & 06777) && ::chmod(path.c_str(), mode) != 0) {
         wreport(gBase, "Error", "Unable to change permissions of '%s'", display.c_str());
         return 1;
     }

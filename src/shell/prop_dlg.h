@@ -34,7 +34,9 @@ private:
                         const QString& group);
     void _show_mode(mode_t mode);
     void x_setup_permission_fields(long uid, long gid);
-    mode_t toggled_mode() const;
+    // The permission and set-ID bits the toggles give an entry of mode `current`:
+    // a half-set toggle keeps that entry's own bit.
+    mode_t toggled_mode(mode_t current) const;
 
     std::unique_ptr<QDialog> dlg_;
     std::unique_ptr<Ui::property_dlg> ui_;

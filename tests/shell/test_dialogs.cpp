@@ -1,5 +1,7 @@
 // Preferences and Properties driven through their named widgets over a main window
 // on a temporary directory; the effects are read back from the files and the list.
+#include <functional>
+
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDialog>
@@ -105,4 +107,46 @@ TEST_F(DialogTest, PropertiesRename)
     rename(odd, QString());  // only the end of the name is edited
     EXPECT_TRUE(std::filesystem::exists(dir / "x\xffy.md"));
     EXPECT_STREQ(gDir[gDir.current].name.c_str(), "x\xffy.md");
+}
+
+// Several entries: a bit only some have is shown half set and left as each has it;
+// a box the user sets or clears changes that bit on all. The sticky bit, which has
+// no box, goes only when a permission is changed.
+TEST_F(DialogTest, PropertiesChangeOnlyThePermissionsTouched)
+{
+    make_file("a", 0, 0644);
+    make_file("b", 0, 0755);
+    make_dir("sticky");
+    ::chmod((dir / "sticky").c_str(), 01777);
+    open();
+    const auto mode = [&](const char* name) {
+        struct stat st {};
+        ::stat((dir / name).c_str(), &st);
+        return st.st_mode & 07777;
+    };
+    const auto done = [&](std::initializer_list<const char*> names, std::function<void(QDialog*)> edit) {
+        select(names);
+        PropertyDlg p(window);
+        ASSERT_EQ(p.prop_setup(), 0);
+        edit(p.dialog());
+        click(p.dialog(), "pr_done");
+    };
+    done({"a", "b"}, [](QDialog* d) {
+        EXPECT_EQ(w<QCheckBox>(d, "pr_uread")->checkState(), Qt::Checked);
+        EXPECT_EQ(w<QCheckBox>(d, "pr_gexec")->checkState(), Qt::PartiallyChecked);
+        EXPECT_EQ(w<QCheckBox>(d, "pr_owrite")->checkState(), Qt::Unchecked);
+    });
+    EXPECT_EQ(mode("a"), 0644u);
+    EXPECT_EQ(mode("b"), 0755u);
+    done({"a", "b"}, [](QDialog* d) {
+        w<QCheckBox>(d, "pr_uexec")->click();  // half set: now set
+        w<QCheckBox>(d, "pr_gread")->click();  // set on both: now clear
+    });
+    EXPECT_EQ(mode("a"), 0704u);
+    EXPECT_EQ(mode("b"), 0715u);
+
+    done({"sticky"}, [](QDialog*) {});
+    EXPECT_EQ(mode("sticky"), 01777u);
+    done({"sticky"}, [](QDialog* d) { w<QCheckBox>(d, "pr_owrite")->click(); });
+    EXPECT_EQ(mode("sticky"), 0775u);
 }
