@@ -1,6 +1,8 @@
 // Reading, defaulting, migrating and writing the settings record.
 #include "shell/init_config.h"
 
+#include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -8,6 +10,39 @@
 
 #include "dirmodel/fname.h"
 #include "shell/io_util.h"
+
+namespace {
+// Ranges of the numeric fields. The window and the pane are bounded by what the
+// panes' minimum sizes need and by the largest screens in use.
+constexpr int32_t kMinColumn = 8, kMaxColumn = 4096;
+constexpr int32_t kMinListWidth = 120;  // filelist_panel's minimum width
+constexpr int32_t kMinWindowWidth = 96 + kMinListWidth, kMinWindowHeight = 100, kMaxWindow = 8192;
+constexpr int32_t kMaxKeyTimeout = 60000;
+
+// Radio groups of the option word: exactly one choice each (the encoding: at most one).
+constexpr uint32_t kOneOf[] = {
+    cfg::OPT_RM1_PROMPT | cfg::OPT_RM1_PROMPT_NOWR | cfg::OPT_RM1_NO_PROMPT,
+    cfg::OPT_SYM_PROMPT | cfg::OPT_SYM_SYMLINKS | cfg::OPT_SYM_FILES,
+    cfg::OPT_RM_PROMPT | cfg::OPT_RM_NO_PROMPT,
+    cfg::OPT_RM_I_PROMPT | cfg::OPT_RM_I_PROMPT_NOWR | cfg::OPT_RM_I_NO_PROMPT,
+};
+constexpr uint32_t kEncodingBits = cfg::OPT_ENC_UTF8_ALTERNATE | cfg::OPT_ENC_ALTERNATE;
+constexpr uint32_t kKnownOptions = 0xFFFF | cfg::OPT_VERSION_MARK;
+
+uint32_t checked_options(uint32_t w)
+{
+    // Only a word of this version is kept at all; migration replaces any other.
+    if ((w & cfg::OPT_VERSION_MARK) != cfg::OPT_VERSION_MARK)
+        return w;
+    w &= kKnownOptions;
+    for (uint32_t group : kOneOf)
+        if (std::popcount(w & group) != 1)
+            w = (w & ~group) | (cfg::kDefaultOptions & group);
+    if (std::popcount(w & kEncodingBits) > 1)
+        w &= ~kEncodingBits;
+    return w;
+}
+}  // namespace
 
 int32_t ConfigRecord::i32(std::size_t off) const
 {
@@ -61,6 +96,44 @@ void init_config_defaults(ConfigRecord& rec)
     rec.set_hotlist_shown(true);
 }
 
+void init_check_config(ConfigRecord& rec)
+{
+    using namespace cfg;
+    ConfigRecord def;
+    init_config_defaults(def);
+    auto text = [&](std::size_t off, std::size_t width, bool may_be_empty) {
+        const bool terminated = std::memchr(rec.data() + off, 0, width) != nullptr;
+        const std::string_view s = rec.str(off, width);
+        const bool clean = std::none_of(s.begin(), s.end(), [](char c) { return uint8_t(c) < 0x20; });
+        if (!terminated || !clean || (s.empty() && !may_be_empty))
+            rec.set_str(off, width, def.str(off, width));
+    };
+    auto number = [&](std::size_t off, int32_t lo, int32_t hi) {
+        if (rec.i32(off) < lo || rec.i32(off) > hi)
+            rec.set_i32(off, std::clamp(def.i32(off), lo, hi));
+    };
+    text(kEditor, kEditorLen, false);
+    text(kPrint, kPrintLen, false);
+    text(kTerminal, kTerminalLen, false);
+    text(kHotlistFont, kFontLen, false);
+    text(kFilelistFont, kFontLen, false);
+    text(kAltEncoding, kAltEncodingLen, true);
+    number(kFoldersFirst, 0, 2);
+    for (int c = 1; c <= kSavedColumns; ++c)
+        number(kColumnWidths + 4 * (c - 1), kMinColumn, kMaxColumn);
+    number(kWindowWidth, kMinWindowWidth, kMaxWindow);
+    number(kWindowHeight, kMinWindowHeight, kMaxWindow);
+    // The pane must leave the file list its room, or the list is squeezed away.
+    number(kHotlistWidth, 0, rec.window_width() - kMinListWidth);
+    number(kKeyTimeout, 0, kMaxKeyTimeout);
+    number(kSaveAtExit, 0, 1);
+    if (rec.data()[kHotlistShown] > 1)
+        rec.set_hotlist_shown(true);
+    rec.data()[4614] = rec.data()[4615] = 0;
+    rec.data()[5690] = rec.data()[5691] = 0;
+    rec.set_options(checked_options(rec.options()));
+}
+
 bool init_read_config(ConfigRecord& rec, const std::string& dir, const char* name)
 {
     const std::string path = dir + "/" + name;
@@ -70,6 +143,7 @@ bool init_read_config(ConfigRecord& rec, const std::string& dir, const char* nam
     const bool whole = got == static_cast<ssize_t>(ConfigRecord::size());
     if (!whole)
         init_config_defaults(rec);
+    init_check_config(rec);
     return whole;
 }
 

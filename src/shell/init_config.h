@@ -105,8 +105,15 @@ private:
 // whatever a short file supplied.
 void init_config_defaults(ConfigRecord& rec);
 
+// Puts every field back into a sane range: a number outside its range, a string
+// without its terminator or with control characters, and a radio group of the
+// option word with no or several choices get that field's default (the alternate
+// encoding: empty). A damaged file must not make the window vanish or grow huge.
+void init_check_config(ConfigRecord& rec);
+
 // Reads "config.003" (its first 5692 bytes) from dir into rec, filling the defaults
-// when the file is missing or short. Returns true when the whole record was read.
+// when the file is missing or short, then checks every field. Returns true when the
+// whole record was read.
 bool init_read_config(ConfigRecord& rec, const std::string& dir, const char* name = "config.003");
 
 // Replaces an option word not written by this version; keeps one that was. Clears

@@ -24,7 +24,7 @@ TEST(ConfigRead, DefaultsAndMigration)
         {"zero length", 0, 0xFF000925, false, 0x925, true, ""},
         // A short file's bytes stay where the defaults leave them alone.
         {"truncated", 4700, 0xFF000000, false, 0x925, true, "ISO-8859-1"},
-        {"this version, dots shown", 5692, 0xFF000B24, true, 0xFF000B24, false, "ISO-8859-1"},
+        {"this version, dots shown", 5692, 0xFF000A24, true, 0xFF000A24, false, "ISO-8859-1"},
         {"this version, dots hidden", 5692, 0xFF000925, true, 0xFF000925, true, "ISO-8859-1"},
         {"older, word 0", 5692, 0, true, 0x924, false, "ISO-8859-1"},
         {"older, any other word", 5692, 0x0B26, true, 0x925, true, "ISO-8859-1"},
@@ -67,6 +67,73 @@ TEST(ConfigRead, DefaultsAndMigration)
     }
     rec.set_options(0xFF000924);
     init_translation(rec);
+}
+
+namespace {
+// Every field the program reads, as text, for comparing two records.
+std::string fields(const ConfigRecord& r)
+{
+    std::string out;
+    for (std::string_view s : {r.editor_command(), r.print_command(), r.terminal_command(),
+                               r.hotlist_font(), r.filelist_font(), r.alt_encoding()})
+        out.append(s).push_back('|');
+    for (int32_t v : {r.folders_first(), r.hotlist_width(), r.window_height(), r.window_width(),
+                      r.key_timeout(), int32_t(r.options()), r.save_at_exit(), int32_t(r.hotlist_shown())})
+        out += std::to_string(v) + '|';
+    for (int c = 1; c <= cfg::kSavedColumns; ++c)
+        out += std::to_string(r.column_width(c)) + '|';
+    return out;
+}
+
+ConfigRecord read_migrated(const std::string& dir)
+{
+    ConfigRecord rec;
+    uint32_t reader = cfg::kReaderInitialOptions;
+    init_read_config(rec, dir);
+    init_migrate_options(rec, reader);
+    return rec;
+}
+}  // namespace
+
+// A damaged but whole file: each field out of range gets its default, the others stay.
+TEST(ConfigRead, DamagedFieldsFallBackToTheirDefaults)
+{
+    ConfigRecord def;
+    init_config_defaults(def);
+    def.set_options(0x925);
+    for (char fill : {'\xAB', '\x7F'}) {  // every number negative, then every one huge
+        TmpDir dir;
+        spit(dir / "config.003", std::string(cfg::kRecordSize, fill));
+        EXPECT_EQ(fields(read_migrated(dir.path())), fields(def)) << int(fill);
+    }
+
+    TmpDir dir;
+    ConfigRecord stored;
+    init_config_defaults(stored);
+    stored.set_i32(cfg::kFoldersFirst, 2);
+    stored.set_str(cfg::kEditor, cfg::kEditorLen, "vi @");
+    stored.set_str(cfg::kPrint, cfg::kPrintLen, "lp\n@");
+    std::memset(stored.data() + cfg::kFilelistFont, 'A', cfg::kFontLen);
+    stored.set_column_width(2, 0);
+    stored.set_column_width(3, 222);
+    stored.set_i32(cfg::kWindowWidth, 32767);
+    stored.set_i32(cfg::kWindowHeight, 500);
+    stored.set_i32(cfg::kHotlistWidth, 3000);  // wider than the window it ends up in
+    stored.set_i32(cfg::kKeyTimeout, 2000);
+    stored.data()[cfg::kHotlistShown] = 0;
+    stored.set_str(cfg::kAltEncoding, cfg::kAltEncodingLen, "ISO-8859-1");
+    // Two symbolic-link choices, both encodings, a bit no version knows.
+    stored.set_options(0xFF000000 | 0x924 | cfg::OPT_SYM_FILES | 0x6000 | 0x10000 | cfg::OPT_OVERWRITE);
+    spit(dir / "config.003", std::string(reinterpret_cast<const char*>(stored.data()), stored.size()));
+
+    ConfigRecord want = stored;
+    want.set_str(cfg::kPrint, cfg::kPrintLen, "lpr @");
+    want.set_str(cfg::kFilelistFont, cfg::kFontLen, "TextFont08");
+    want.set_column_width(2, 50);
+    want.set_i32(cfg::kWindowWidth, 600);
+    want.set_i32(cfg::kHotlistWidth, 190);
+    want.set_options(0xFF000926);
+    EXPECT_EQ(fields(read_migrated(dir.path())), fields(want));
 }
 
 TEST(ConfigSave, RoundTripAndFailure)
