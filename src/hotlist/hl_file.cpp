@@ -6,6 +6,17 @@
 
 #include "shell/io_util.h"
 
+namespace {
+// A line that just filled the buffer leaves its newline behind; read on its own
+// it would be one more, empty, entry.
+void drop_newline(FILE* f)
+{
+    const int c = std::fgetc(f);
+    if (c != '\n' && c != EOF)
+        std::ungetc(c, f);
+}
+}  // namespace
+
 int HotList::add(const std::string& path)
 {
     if (contains(path))
@@ -41,6 +52,8 @@ int hotlist_read(const std::string& file, HotList& out)
         std::string line(buf);
         if (!line.empty() && line.back() == '\n')
             line.pop_back();
+        else if (line.size() == sizeof buf - 1)
+            drop_newline(f.get());
         out.add(line);
     }
     return 0;

@@ -56,8 +56,14 @@ ClHistory cl_read(const char* dir, const char* name)
     char line[CL_LINE_MAX + 1];
     while (l.count < CL_MAX && std::fgets(line, sizeof line, f.get())) {
         std::size_t n = std::strlen(line);
-        if (n > 0 && line[n - 1] == '\n')
+        if (n > 0 && line[n - 1] == '\n') {
             line[--n] = '\0';
+        } else if (n == CL_LINE_MAX) {
+            // The line just filled the buffer: its newline ends it, not a new entry.
+            const int c = std::fgetc(f.get());
+            if (c != '\n' && c != EOF)
+                std::ungetc(c, f.get());
+        }
         l.ring[static_cast<std::size_t>(l.count)].assign(line, n);
         ++l.count;
     }

@@ -23,15 +23,15 @@ TEST(HotlistFile, ReadsLinesDropsRepeatsAndWritesThemBack)
     EXPECT_EQ(hotlist_read(file, l), -1);
     EXPECT_EQ(l.entries, std::vector<std::string>{"/"});
 
-    const std::string longline(1030, 'x');
-    std::ofstream(file) << "/usr\n\n/tmp\n/usr\n" << longline << "\n/last";
+    const std::string longline(1030, 'x'), fits(1024, 'f');
+    std::ofstream(file) << fits << "\n/usr\n\n/tmp\n/usr\n" << longline << "\n/last";
     ASSERT_EQ(hotlist_read(file, l), 0);
-    const std::vector<std::string> want = {"/usr", "", "/tmp", longline.substr(0, 1024), "xxxxxx", "/last"};
+    const std::vector<std::string> want = {fits, "/usr", "", "/tmp", longline.substr(0, 1024), "xxxxxx", "/last"};
     EXPECT_EQ(l.entries, want);
     EXPECT_EQ(l.add("/tmp"), -1);
     EXPECT_TRUE(l.remove("/usr"));
     ASSERT_EQ(hotlist_write(file, l), 0);
-    EXPECT_EQ(read_text(file), "\n/tmp\n" + longline.substr(0, 1024) + "\nxxxxxx\n/last\n");
+    EXPECT_EQ(read_text(file), fits + "\n\n/tmp\n" + longline.substr(0, 1024) + "\nxxxxxx\n/last\n");
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
 }
 

@@ -48,12 +48,16 @@ TEST(ClBoxes, ReadSaveAndTheReadOnlyLists)
     spit(dir / "goto.001", "/usr\n/etc\n");
     spit(dir / "with.001", "keep me\r\nas is\n");
     spit(dir / "copy.001", "c1\n");
+    // A line that fills the read buffer exactly is one entry; a longer one is split.
+    const std::string fits(CL_LINE_MAX, 'f'), over(CL_LINE_MAX + 1, 'o');
+    spit(dir / "pattern.001", fits + "\n" + over + "\n");
 
     ClBoxes b;
     init_read_cboxs(b, dir.path().c_str());
     EXPECT_EQ(b.path.entries(), (Names{"/usr", "/etc"}));
     EXPECT_EQ(b.fspec.entries(), Names{"*"});  // missing fspec.001
     EXPECT_EQ(b.with.entries(), (Names{"keep me\r", "as is"}));
+    EXPECT_EQ(b.pattern.entries(), (Names{fits, over.substr(0, CL_LINE_MAX), "o"}));
 
     cl_add(b.path, "/tmp");
     cl_add(b.pattern, "*.c");
@@ -62,7 +66,7 @@ TEST(ClBoxes, ReadSaveAndTheReadOnlyLists)
     init_save_cboxs(b, dir.path().c_str());
     EXPECT_EQ(slurp(dir / "goto.001"), "/tmp\n/usr\n/etc\n");
     EXPECT_EQ(slurp(dir / "fspec.001"), "*\n");
-    EXPECT_EQ(slurp(dir / "pattern.001"), "*.c\n");
+    EXPECT_EQ(slurp(dir / "pattern.001"), "*.c\n" + fits + "\n" + over.substr(0, CL_LINE_MAX) + "\no\n");
     EXPECT_EQ(slurp(dir / "with.001"), "keep me\r\nas is\n");
     EXPECT_EQ(slurp(dir / "copy.001"), "c1\n");
 }
