@@ -39,6 +39,43 @@ bool HotList::contains(const std::string& path) const
     return std::find(entries.begin(), entries.end(), path) != entries.end();
 }
 
+void HotlistEdits::note_add(const std::string& path)
+{
+    std::erase(removed, path);
+    if (std::find(added.begin(), added.end(), path) == added.end())
+        added.push_back(path);
+}
+
+void HotlistEdits::note_remove(const std::string& path)
+{
+    std::erase(added, path);
+    if (std::find(removed.begin(), removed.end(), path) == removed.end())
+        removed.push_back(path);
+}
+
+HotList hotlist_merge(const HotList& disk, const HotList& mine, const HotlistEdits& edits)
+{
+    auto in = [](const std::vector<std::string>& v, const std::string& s) {
+        return std::find(v.begin(), v.end(), s) != v.end();
+    };
+    HotList out;
+    if (edits.reordered) {
+        for (const std::string& e : mine.entries)
+            if (disk.contains(e) || in(edits.added, e))
+                out.add(e);
+        for (const std::string& e : disk.entries)
+            if (!in(edits.removed, e))
+                out.add(e);
+        return out;
+    }
+    for (const std::string& e : disk.entries)
+        if (!in(edits.removed, e))
+            out.add(e);
+    for (const std::string& e : edits.added)
+        out.add(e);
+    return out;
+}
+
 int hotlist_read(const std::string& file, HotList& out)
 {
     out.entries.clear();
@@ -56,6 +93,15 @@ int hotlist_read(const std::string& file, HotList& out)
             drop_newline(f.get());
         out.add(line);
     }
+    return 0;
+}
+
+int hotlist_save_merged(const std::string& file, const HotList& mine, HotlistEdits& edits)
+{
+    HotList disk;
+    if (hotlist_write(file, hotlist_read(file, disk) == 0 ? hotlist_merge(disk, mine, edits) : mine) != 0)
+        return -1;
+    edits = HotlistEdits{};
     return 0;
 }
 

@@ -104,6 +104,7 @@ void tree_selection_cb()
 
 void rebuild_list()
 {
+    gTree.edits.reordered = true;
     gTree.list.entries.clear();
     for (int i = 0; i < sTree->topLevelItemCount(); ++i)
         gTree.list.entries.push_back(sTree->topLevelItem(i)->text(0).toStdString());
@@ -320,6 +321,7 @@ int tree_add(HotlistTree& t, const std::string& path)
 {
     if (t.list.add(path) != 0)
         return -1;
+    t.edits.note_add(path);
     if (sTree)
         x_add_item(sTree, nullptr, QString::fromStdString(path), false);
     return 0;
@@ -327,7 +329,8 @@ int tree_add(HotlistTree& t, const std::string& path)
 
 void tree_remove(HotlistTree& t, const std::string& path)
 {
-    t.list.remove(path);
+    if (t.list.remove(path))
+        t.edits.note_remove(path);
     if (!sTree)
         return;
     if (QTreeWidgetItem* it = top_item(path)) {
@@ -353,6 +356,7 @@ int tree_load(const std::string& config_dir, const char* file)
         sTree->clear();
     for (const std::string& e : read.entries)
         tree_add(gTree, e);
+    gTree.edits = HotlistEdits{};
     return rc;
 }
 
@@ -360,7 +364,7 @@ int tree_save(const std::string& config_dir, const char* file)
 {
     if (config_dir.empty())
         return -1;
-    return hotlist_write(config_dir + "/" + file, gTree.list);
+    return hotlist_save_merged(config_dir + "/" + file, gTree.list, gTree.edits);
 }
 
 int hm_add()

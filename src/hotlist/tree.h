@@ -13,6 +13,7 @@ class QTreeWidgetItem;
 
 struct HotlistTree {
     HotList list;
+    HotlistEdits edits;                  // since loaded or saved: replayed over the file
     QTreeWidgetItem* context = nullptr;  // where the context menu was last opened
 };
 extern HotlistTree gTree;
@@ -22,7 +23,9 @@ extern HotlistTree gTree;
 void tree_setup(QTreeWidget* tree);
 // "/" alone when the file cannot be read or there is no configuration directory.
 int tree_load(const std::string& config_dir, const char* file);
-// -1 when it could not be written; nothing is written without a directory.
+// Writes the file as it is now with this session's additions, removals and
+// reordering applied (another instance may have saved it meanwhile). -1 when it
+// could not be written; nothing is written without a directory.
 int tree_save(const std::string& config_dir, const char* file);
 // -1 when the path is already an entry.
 int tree_add(HotlistTree& t, const std::string& path);

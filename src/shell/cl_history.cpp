@@ -41,16 +41,13 @@ std::vector<std::string> ClHistory::entries() const
     return out;
 }
 
-ClHistory cl_read(const char* dir, const char* name)
+namespace {
+// False when the file cannot be opened.
+bool read_lines(const std::string& path, ClHistory& l)
 {
-    ClHistory l;
-    l.mark_changed();
-    std::string path;
-    if (!join_path(path, dir, name))
-        return l;
     std::unique_ptr<FILE, FileCloser> f(std::fopen(path.c_str(), "re"));
     if (!f)
-        return l;
+        return false;
     // fgets with room for CL_LINE_MAX bytes and the NUL: a longer line comes back in
     // pieces, each its own entry.
     char line[CL_LINE_MAX + 1];
@@ -67,6 +64,17 @@ ClHistory cl_read(const char* dir, const char* name)
         l.ring[static_cast<std::size_t>(l.count)].assign(line, n);
         ++l.count;
     }
+    return true;
+}
+}  // namespace
+
+ClHistory cl_read(const char* dir, const char* name)
+{
+    ClHistory l;
+    l.mark_changed();
+    std::string path;
+    if (join_path(path, dir, name))
+        read_lines(path, l);
     return l;
 }
 
@@ -83,9 +91,34 @@ int cl_save(const ClHistory& list, const char* dir, const char* name)
     return write_file_atomic(path, text.data(), text.size()) ? 0 : -1;
 }
 
+int cl_save_merged(ClHistory& list, const char* dir, const char* name)
+{
+    std::string path;
+    if (!join_path(path, dir, name))
+        return -1;
+    ClHistory disk;
+    if (read_lines(path, disk)) {
+        for (const std::string& text : list.used)
+            cl_add(disk, text);
+        disk.used.clear();
+        disk.mark_changed();
+        list = std::move(disk);
+    }
+    if (cl_save(list, dir, name) != 0)
+        return -1;
+    list.used.clear();
+    return 0;
+}
+
 void cl_add(ClHistory& l, std::string_view text)
 {
     auto at = [&l](int slot) -> std::string& { return l.ring[static_cast<std::size_t>(slot)]; };
+
+    std::erase(l.used, text);
+    l.used.emplace_back(text);
+    // Older uses than the last CL_MAX distinct ones are pushed out anyway.
+    if (l.used.size() > std::size_t(CL_MAX))
+        l.used.erase(l.used.begin());
 
     int found = -1;
     for (int k = 0; k < l.count; ++k) {
@@ -137,6 +170,7 @@ void cl_destroy(ClHistory& l)
         std::string().swap(s);
     l.head = 0;
     l.count = 0;
+    l.used.clear();
 }
 
 const char* cl_is_web_address(const char* text)
@@ -172,18 +206,20 @@ void init_read_cboxs(ClBoxes& b, const char* dir)
 {
     b.path = cl_read(dir, CL_PATH_FILE);
     b.fspec = cl_read(dir, CL_SPEC_FILE);
-    if (b.fspec.count == 0)
+    if (b.fspec.count == 0) {
         cl_add(b.fspec, "*");
+        b.fspec.used.clear();  // a default, not a use: it must not go over another's filters
+    }
     b.pattern = cl_read(dir, CL_PATTERN_FILE);
     b.with = cl_read(dir, CL_WITH_FILE);
     b.copy = cl_read(dir, CL_COPY_FILE);
 }
 
-void init_save_cboxs(const ClBoxes& b, const char* dir)
+void init_save_cboxs(ClBoxes& b, const char* dir)
 {
-    cl_save(b.path, dir, CL_PATH_FILE);
-    cl_save(b.fspec, dir, CL_SPEC_FILE);
-    cl_save(b.pattern, dir, CL_PATTERN_FILE);
+    cl_save_merged(b.path, dir, CL_PATH_FILE);
+    cl_save_merged(b.fspec, dir, CL_SPEC_FILE);
+    cl_save_merged(b.pattern, dir, CL_PATTERN_FILE);
 }
 
 void init_destroy_cboxs(ClBoxes& b)

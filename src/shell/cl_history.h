@@ -20,6 +20,9 @@ struct ClHistory {
     std::array<std::string, CL_MAX> ring;
     int count = 0;
     uint32_t flags = 0;
+    // The texts this session recorded, oldest first, each once: replayed over the
+    // file at exit so that another instance's entries are kept.
+    std::vector<std::string> used;
 
     bool changed() const { return (flags & CL_F_CHANGED) != 0; }
     void mark_changed() { flags |= CL_F_CHANGED; }
@@ -40,6 +43,11 @@ ClHistory cl_read(const char* dir, const char* name);
 // file and a rename. Returns 0, or -1 when nothing could be written (the caller shows
 // no error).
 int cl_save(const ClHistory& list, const char* dir, const char* name);
+
+// Saves the list over what the file holds now: the file's entries with this
+// session's uses put on top again, in the order they were made. A file that cannot
+// be read takes the list as it is. The list becomes what was written. 0, or -1.
+int cl_save_merged(ClHistory& list, const char* dir, const char* name);
 
 // Records a use of `text`: an existing equal entry moves to the front (nothing changes,
 // and the list is not marked, when it already is the front); a new entry goes in
@@ -79,7 +87,8 @@ struct ClBoxes {
 
 // Reads all five lists from `dir`; an empty filter list gets "*".
 void init_read_cboxs(ClBoxes& boxes, const char* dir);
-// Saves the path, filter and pattern lists to `dir`; "with" and "copy" are left alone.
-void init_save_cboxs(const ClBoxes& boxes, const char* dir);
+// Saves the path, filter and pattern lists to `dir` (cl_save_merged); "with" and
+// "copy" are left alone.
+void init_save_cboxs(ClBoxes& boxes, const char* dir);
 // Empties all five lists.
 void init_destroy_cboxs(ClBoxes& boxes);

@@ -24,6 +24,7 @@ int init(const std::vector<std::string>& args)
     else
         init_read_config(*gConfig, gConfigPath);
     init_migrate_options(*gConfig, gOptions);
+    gConfig->mark_loaded();
     init_translation(*gConfig);
     init_read_cboxs(gCboxes, gConfigPath.empty() ? nullptr : gConfigPath.c_str());
     // Last: it also routes the process signals.

@@ -12,6 +12,21 @@
 #include "shell/io_util.h"
 
 namespace {
+struct Field {
+    std::size_t off, width;
+};
+// Every field of the record, padding included, in file order.
+constexpr Field kFields[] = {
+    {cfg::kMark, 4}, {cfg::kFoldersFirst, 4}, {cfg::kEditor, cfg::kEditorLen},
+    {cfg::kPrint, cfg::kPrintLen}, {cfg::kTerminal, cfg::kTerminalLen},
+    {cfg::kHotlistFont, cfg::kFontLen}, {cfg::kFilelistFont, cfg::kFontLen}, {4614, 2},
+    {cfg::kColumnWidths, 4}, {cfg::kColumnWidths + 4, 4}, {cfg::kColumnWidths + 8, 4},
+    {cfg::kColumnWidths + 12, 4}, {cfg::kColumnWidths + 16, 4}, {cfg::kColumnWidths + 20, 4},
+    {cfg::kHotlistWidth, 4}, {cfg::kWindowHeight, 4}, {cfg::kWindowWidth, 4},
+    {cfg::kKeyTimeout, 4}, {cfg::kOptions, 4}, {cfg::kSaveAtExit, 4}, {cfg::kHotlistShown, 1},
+    {cfg::kAltEncoding, cfg::kAltEncodingLen}, {5690, 2},
+};
+
 // Ranges of the numeric fields. The window and the pane are bounded by what the
 // panes' minimum sizes need and by the largest screens in use.
 constexpr int32_t kMinColumn = 8, kMaxColumn = 4096;
@@ -96,6 +111,19 @@ void init_config_defaults(ConfigRecord& rec)
     rec.set_hotlist_shown(true);
 }
 
+void ConfigRecord::mark_loaded()
+{
+    loaded_ = bytes_;
+    has_loaded_ = true;
+}
+
+void ConfigRecord::take_unchanged(const ConfigRecord& disk)
+{
+    for (const Field& f : kFields)
+        if (std::memcmp(bytes_.data() + f.off, loaded_.data() + f.off, f.width) == 0)
+            std::memcpy(bytes_.data() + f.off, disk.bytes_.data() + f.off, f.width);
+}
+
 void init_check_config(ConfigRecord& rec)
 {
     using namespace cfg;
@@ -166,8 +194,18 @@ void init_migrate_options(ConfigRecord& rec, uint32_t& reader_options)
 
 int init_save_config(ConfigRecord& rec, const std::string& dir, const char* name)
 {
+    if (rec.has_loaded()) {
+        ConfigRecord disk;
+        if (init_read_config(disk, dir, name) &&
+            (disk.options() & cfg::OPT_VERSION_MARK) == cfg::OPT_VERSION_MARK)
+            rec.take_unchanged(disk);
+    }
     rec.set_options(rec.options() | cfg::OPT_VERSION_MARK);
-    return write_file_atomic(dir + "/" + name, rec.data(), ConfigRecord::size()) ? 0 : -1;
+    if (!write_file_atomic(dir + "/" + name, rec.data(), ConfigRecord::size()))
+        return -1;
+    if (rec.has_loaded())
+        rec.mark_loaded();
+    return 0;
 }
 
 int init_translation(const ConfigRecord& rec)

@@ -97,8 +97,18 @@ public:
     void set_hotlist_shown(bool on) { bytes_[cfg::kHotlistShown] = on ? 1 : 0; }
     std::string_view alt_encoding() const { return str(cfg::kAltEncoding, cfg::kAltEncodingLen); }
 
+    // Takes the record as it stands as the one this process started from; a save
+    // then writes only the fields changed since and keeps the others as the file
+    // has them (another instance may have saved in between).
+    void mark_loaded();
+    // Each field that still holds its loaded value takes the one in `disk`.
+    void take_unchanged(const ConfigRecord& disk);
+    bool has_loaded() const { return has_loaded_; }
+
 private:
     std::array<uint8_t, cfg::kRecordSize> bytes_;
+    std::array<uint8_t, cfg::kRecordSize> loaded_{};
+    bool has_loaded_ = false;
 };
 
 // Fills the defaults over the fields that have one; the alternate encoding keeps
@@ -127,5 +137,8 @@ void init_migrate_options(ConfigRecord& rec, uint32_t& reader_options);
 int init_translation(const ConfigRecord& rec);
 
 // Writes the record through a temporary file renamed into place, after setting the
-// version mark in rec itself. Returns 0, or -1 when the file cannot be written.
+// version mark in rec itself. When rec was marked loaded and the file now holds a
+// whole record of this version, the fields rec has not changed take the file's
+// values first (in rec too), so two instances do not undo each other's settings.
+// Returns 0, or -1 when the file cannot be written.
 int init_save_config(ConfigRecord& rec, const std::string& dir, const char* name = "config.003");

@@ -70,3 +70,24 @@ TEST(ClBoxes, ReadSaveAndTheReadOnlyLists)
     EXPECT_EQ(slurp(dir / "with.001"), "keep me\r\nas is\n");
     EXPECT_EQ(slurp(dir / "copy.001"), "c1\n");
 }
+
+// Two instances on the same files: the one saving last keeps the other's entries
+// and puts its own uses on top; a filter list that only got its default "*" takes
+// the file as it is.
+TEST(ClBoxes, TwoInstancesKeepEachOthersEntries)
+{
+    TmpDir dir;
+    spit(dir / "goto.001", "/a\n/b\n");
+    ClBoxes one, two;
+    init_read_cboxs(one, dir.path().c_str());
+    init_read_cboxs(two, dir.path().c_str());
+    cl_add(two.path, "/two");
+    cl_add(two.fspec, "*.c");
+    cl_add(one.path, "/one");
+    cl_add(one.path, "/b");
+    init_save_cboxs(two, dir.path().c_str());
+    init_save_cboxs(one, dir.path().c_str());
+    EXPECT_EQ(slurp(dir / "goto.001"), "/b\n/one\n/two\n/a\n");
+    EXPECT_EQ(slurp(dir / "fspec.001"), "*.c\n*\n");
+    EXPECT_EQ(one.path.entries(), (Names{"/b", "/one", "/two", "/a"}));
+}

@@ -153,3 +153,30 @@ TEST(ConfigSave, RoundTripAndFailure)
     EXPECT_EQ(slurp(dir / "config.003").size(), 5692u);
     EXPECT_EQ(init_save_config(rec, dir / "missing"), -1);
 }
+
+// Two instances on one file: each save writes the fields its own record changed
+// and keeps the rest as the file has them.
+TEST(ConfigSave, TwoInstancesKeepEachOthersChanges)
+{
+    TmpDir dir;
+    ConfigRecord first;
+    init_config_defaults(first);
+    ASSERT_EQ(init_save_config(first, dir.path()), 0);
+    ConfigRecord a = read_migrated(dir.path()), b = read_migrated(dir.path());
+    a.mark_loaded();
+    b.mark_loaded();
+    a.set_i32(cfg::kWindowWidth, 900);
+    a.set_options(a.options() | cfg::OPT_OVERWRITE);
+    b.set_column_width(2, 77);
+    b.set_hotlist_shown(false);
+    ASSERT_EQ(init_save_config(a, dir.path()), 0);
+    ASSERT_EQ(init_save_config(b, dir.path()), 0);
+    ASSERT_EQ(init_save_config(a, dir.path()), 0);  // nothing new in a: b's change stays
+
+    ConfigRecord back = read_migrated(dir.path());
+    EXPECT_EQ(back.window_width(), 900);
+    EXPECT_TRUE(back.options() & cfg::OPT_OVERWRITE);
+    EXPECT_EQ(back.column_width(2), 77);
+    EXPECT_FALSE(back.hotlist_shown());
+    EXPECT_EQ(fields(a), fields(back)) << "the saving record takes what it kept";
+}
