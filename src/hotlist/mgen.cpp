@@ -1,5 +1,9 @@
 #include "hotlist/mgen.h"
 
+#include <cstdlib>
+#include <pwd.h>
+#include <unistd.h>
+
 #include <QInputDialog>
 #include <QLineEdit>
 #include <QMainWindow>
@@ -7,6 +11,7 @@
 #include <QTreeView>
 
 #include "clipboard/clip.h"
+#include "dirmodel/es_path.h"
 #include "dirmodel/fname.h"
 #include "fileops/fop_gui.h"
 #include "fileops/fop_request.h"
@@ -48,6 +53,48 @@ QMenu* add_cascade(QMenu* menu, QAction* before, const QString& text, void (*han
     return sub;
 }
 
+// The home directory "~" or "~user" names; empty when there is none.
+std::string home_of(const std::string& user)
+{
+    std::string home;
+    if (user.empty()) {
+        if (const char* h = std::getenv("HOME"); h && *h)
+            home = h;
+        else if (const passwd* pw = ::getpwuid(::getuid()))
+            home = pw->pw_dir;
+    } else if (const passwd* pw = ::getpwnam(user.c_str())) {
+        home = pw->pw_dir;
+    }
+    return home.starts_with('/') ? home : std::string();
+}
+
+// A typed destination made absolute once, when typed: the engine would otherwise
+// resolve a relative one against the working directory at each call, which follows
+// the list wherever the user goes next. "~" and "~user" lead to a home directory;
+// other relative text goes under the directory listed. False after telling the
+// user why it cannot be done.
+bool absolute_dest(std::string& dest, const QByteArray& typed)
+{
+    if (dest.starts_with('/'))
+        return true;
+    if (dest.starts_with('~')) {
+        const std::size_t slash = dest.find('/');
+        const std::string home = home_of(dest.substr(1, slash == std::string::npos ? slash : slash - 1));
+        if (home.empty()) {
+            wreport(gBase, "Error", "Unable to find the home directory of '%s'.", typed.constData());
+            return false;
+        }
+        dest = es_join(home, slash == std::string::npos ? std::string_view() : std::string_view(dest).substr(slash + 1));
+        return true;
+    }
+    if (!gDir.path.starts_with('/')) {
+        wreport(gBase, "Error", "The destination '%s' is not a full path.", typed.constData());
+        return false;
+    }
+    dest = es_join(gDir.path, dest);
+    return true;
+}
+
 void to_dest(int kind, const std::string& dest)
 {
     const bool copy = kind == FOP_COPY;
@@ -71,6 +118,8 @@ void to_dest(int kind, const std::string& dest)
             return;
         }
         target = fs;
+        if (!absolute_dest(target, text))
+            return;
     }
     fop_start_cmd(kind, t.srcdir, t.names, target);
 }

@@ -13,7 +13,9 @@ class QString;
 // was added, else 3.
 int mgen_work_insert(QMenu* menu, QAction* before = nullptr);
 // The directory handlers: with a directory (file-system bytes) after a question,
-// with an empty one after asking for the destination.
+// with an empty one after asking for the destination, which is made absolute
+// there and then ("~" is the home directory, other relative text goes under the
+// directory listed).
 void x_copy_to_dest(const std::string& dest);
 void x_move_to_dest(const std::string& dest);
 // "Do you want to <verb> <what> to\n'<dest>'\n": 1 for "&Yes", else 0.

@@ -218,5 +218,28 @@ TEST_F(HotlistTest, CopyToABookmarkAsksAndOtherTakesATypedDestination)
     x_copy_to_dest("");
     EXPECT_EQ(shown.toStdString(), dir / "typed/");
     EXPECT_EQ(slot_count(), 0);
+
+    // Typed text is made absolute when typed: a relative one goes under the listed
+    // directory wherever the working directory is by then, "~" is the home
+    // directory, and a home that cannot be found starts nothing.
+    w_set_message_handler([&](const WMessage& m) { return messages << m.text, 1; });
+    make_dir("elsewhere");
+    make_dir("home/in");
+    const std::string old_home = std::getenv("HOME") ? std::getenv("HOME") : "";
+    setenv("HOME", (dir / "home").c_str(), 1);
+    ASSERT_EQ(::chdir((dir / "elsewhere").c_str()), 0);
+    for (auto [name, typed] : {std::pair{"f1", "typed"}, std::pair{"f3", "~/in"}}) {
+        select({name});
+        type(typed);
+        x_copy_to_dest("");
+        ASSERT_TRUE(QTest::qWaitFor([] { return slot_count() == 0; }, 10000));
+    }
+    EXPECT_TRUE(std::filesystem::exists(dir / "typed/f1"));
+    EXPECT_TRUE(std::filesystem::exists(dir / "home/in/f3"));
+    type("~no_such_user_here/x");
+    x_copy_to_dest("");
+    EXPECT_EQ(messages.back(), "Unable to find the home directory of '~no_such_user_here/x/'.");
+    EXPECT_EQ(slot_count(), 0);
+    setenv("HOME", old_home.c_str(), 1);
     fop_set_done_delay_ms(1000);
 }
