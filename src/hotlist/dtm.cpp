@@ -184,7 +184,7 @@ protected:
                 return true;
             case Qt::Key_Return:
             case Qt::Key_Enter:
-                activate(row);
+                choose_row(row);
                 return true;
             case Qt::Key_Left:
             case Qt::Key_Escape:
@@ -254,9 +254,7 @@ private:
         view_->setStyleSheet(QStringLiteral("QListView { background: transparent; }"));
         view_->installEventFilter(this);
         connect(view_, &QListView::entered, this, [this](const QModelIndex& i) { hover(i.row()); });
-        connect(view_, &QListView::clicked, this, [this](const QModelIndex& i) { activate(i.row()); });
-        connect(view_, &QListView::doubleClicked, this,
-                [this](const QModelIndex& i) { choose(handler_, es_join(path_, rows_->name(i.row()))); });
+        connect(view_, &QListView::clicked, this, [this](const QModelIndex& i) { choose_row(i.row()); });
         size_view();
         auto* holder = new QWidgetAction(this);
         holder->setDefaultWidget(view_);
@@ -344,13 +342,10 @@ private:
             hover_.start();
     }
 
-    void activate(int row)
+    // A row is chosen whether or not it cascades: its submenu opens on hover or Right.
+    void choose_row(int row)
     {
-        if (row < 0 || !rows_)
-            return;
-        if (rows_->state[std::size_t(row)] == kCascading)
-            open_row(row, true);
-        else
+        if (row >= 0 && rows_ && std::size_t(row) < rows_->names->size())
             choose(handler_, es_join(path_, rows_->name(row)));
     }
 
@@ -387,11 +382,9 @@ private:
                     return true;
                 if (e->type() == QEvent::MouseMove) {
                     d->hover(i.row());
-                } else if (e->type() == QEvent::MouseButtonDblClick) {
-                    choose(d->handler_, es_join(d->path_, d->rows_->name(i.row())));
                 } else {
                     d->view_->setCurrentIndex(i);
-                    d->activate(i.row());
+                    d->choose_row(i.row());
                 }
                 return true;
             }
@@ -417,22 +410,45 @@ private:
     int hover_row_ = -1;
 };
 
-// A double click on an entry that cascades chooses its own directory.
-class DoubleClickChooser : public QObject {
+// An entry that cascades is chosen like a plain one, by a click or Return, where
+// the menu would open its submenu; hovering and Right still open that.
+class CascadeChooser : public QObject {
 public:
     using QObject::QObject;
     bool eventFilter(QObject* o, QEvent* e) override
     {
-        if (e->type() != QEvent::MouseButtonDblClick)
-            return false;
         auto* menu = static_cast<QMenu*>(o);
-        QAction* a = menu->actionAt(static_cast<QMouseEvent*>(e)->position().toPoint());
-        auto* d = a ? dynamic_cast<DirMenu*>(a->menu()) : nullptr;
-        if (!d)
+        switch (e->type()) {
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonDblClick: {
+            auto* m = static_cast<QMouseEvent*>(e);
+            pressed_ = m->button() == Qt::LeftButton ? dir_menu(menu->actionAt(m->position().toPoint())) : nullptr;
+            return pressed_ != nullptr;
+        }
+        case QEvent::MouseButtonRelease: {
+            DirMenu* d = dir_menu(menu->actionAt(static_cast<QMouseEvent*>(e)->position().toPoint()));
+            const bool same = d && d == pressed_;
+            pressed_ = nullptr;
+            if (same)
+                d->choose_self();
+            return same;
+        }
+        case QEvent::KeyPress: {
+            const int key = static_cast<QKeyEvent*>(e)->key();
+            DirMenu* d = dir_menu(menu->activeAction());
+            if (!d || (key != Qt::Key_Return && key != Qt::Key_Enter))
+                return false;
+            d->choose_self();
+            return true;
+        }
+        default:
             return false;
-        d->choose_self();
-        return true;
+        }
     }
+
+private:
+    static DirMenu* dir_menu(QAction* a) { return a ? dynamic_cast<DirMenu*>(a->menu()) : nullptr; }
+    QPointer<DirMenu> pressed_;
 };
 }  // namespace
 
@@ -460,9 +476,9 @@ QAction* dtm_add_item(QMenu* parent, const std::string& path, const QString& lab
         auto* sub = new DirMenu(parent, path, flags, handler, nullptr);
         sub->entry = a;
         a->setMenu(sub);
-        if (!parent->property("dtm_dblclick").toBool()) {
-            parent->installEventFilter(new DoubleClickChooser(parent));
-            parent->setProperty("dtm_dblclick", true);
+        if (!parent->property("dtm_chooser").toBool()) {
+            parent->installEventFilter(new CascadeChooser(parent));
+            parent->setProperty("dtm_chooser", true);
         }
     }
     return a;

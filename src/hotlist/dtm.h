@@ -15,7 +15,9 @@ using DtmHandler = std::function<void(const std::string& path)>;
 
 // Appends an entry for `path` (file-system bytes) labelled `label` + "/" to
 // `parent`. With DTM_CHECK in flags it cascades when the directory has a
-// subdirectory; otherwise it is plain. Null on failure.
+// subdirectory; otherwise it is plain. Either way a click or Return chooses it
+// (and each row of its submenus); hovering or Right opens the submenu. Null on
+// failure.
 QAction* dtm_add_item(QMenu* parent, const std::string& path, const QString& label, int flags,
                       DtmHandler handler);
 

@@ -143,14 +143,28 @@ TEST_F(HotlistTest, DirectoryMenusCascadeInNumberOrderAndPlainEntriesChoose)
 
     ASSERT_NE(m->menu(), nullptr);
     EXPECT_EQ(m->menu()->actions().front()->text(), "...");
-    m->trigger();  // an entry that cascades is chosen in its submenu
-    EXPECT_EQ(chosen.size(), 1u);
+    // An entry that cascades is chosen by Return and by a click, like a plain one,
+    // and so is a row that cascades in its submenu.
+    menu.popup(QPoint(0, 0));
+    QTest::keyClick(&menu, Qt::Key_Down);
+    EXPECT_EQ(menu.activeAction(), m);
+    QTest::keyClick(&menu, Qt::Key_Return);
+    menu.popup(QPoint(0, 0));
+    QTest::mouseClick(&menu, Qt::LeftButton, {}, menu.actionGeometry(m).center());
+    EXPECT_EQ(chosen, (std::vector<std::string>{dir / "plain", dir / "m", dir / "m"}));
+    menu.hide();
     QListView* v = show_scanned(m->menu());
     ASSERT_NE(v, nullptr);
     EXPECT_EQ(rows(v), (QStringList{"9/", "10/", "a/", "b/"}));
-    EXPECT_EQ(v->model()->index(2, 0).data(Qt::UserRole).toInt(), 2);  // a: cascades
+    const QModelIndex a = v->model()->index(2, 0);
+    EXPECT_EQ(a.data(Qt::UserRole).toInt(), 2);  // cascades
     EXPECT_FALSE(v->model()->index(1, 0).data(Qt::ForegroundRole).isValid());  // checked
-    emit v->doubleClicked(v->model()->index(2, 0));
+    v->setCurrentIndex(a);
+    QTest::keyClick(v, Qt::Key_Return);
+    EXPECT_EQ(chosen.size(), 4u);
+    m->menu()->popup(QPoint(0, 0));
+    QTest::mouseClick(v->viewport(), Qt::LeftButton, {}, v->visualRect(a).center());
+    EXPECT_EQ(chosen.size(), 5u);
     EXPECT_EQ(chosen.back(), dir / "m/a");
 
     // Checked at creation, empty by the time it is shown: it turns plain.
