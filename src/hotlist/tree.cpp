@@ -465,5 +465,13 @@ void tree_setup(QTreeWidget* tree)
         QObject::connect(menu, &QMenu::aboutToShow, menu, [menu] {
             hm_setup(menu);
             hm_populate(menu);
+            // Opened from the keyboard, the menu makes its first enabled item active
+            // once shown; with Add greyed that is Remove, and a stray Return would
+            // drop the bookmark. Nothing is active then, as when opened by the pointer.
+            QMetaObject::invokeMethod(menu, [menu] {
+                QAction* active = menu->activeAction();
+                if (active && active->objectName() == QLatin1String("hm_delete"))
+                    menu->setActiveAction(nullptr);
+            }, Qt::QueuedConnection);
         });
 }

@@ -70,6 +70,17 @@ TEST_F(HotlistTest, EntriesAreKeptUniqueReorderedByDragAndSaved)
     EXPECT_FALSE(action(menu, "&Add Current Directory")->isEnabled());
     EXPECT_TRUE(action(menu, "&Remove Current Directory")->isEnabled());
     EXPECT_FALSE(window->ui->tb_add->isEnabled());
+    // Opened from the keyboard with Add greyed, the menu leaves Remove inactive: a
+    // stray Return removes nothing.
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+    QTest::keyClick(window, Qt::Key_B, Qt::AltModifier);
+    ASSERT_TRUE(menu->isVisible());
+    QCoreApplication::processEvents();
+    EXPECT_NE(menu->activeAction(), action(menu, "&Remove Current Directory"));
+    QTest::keyClick(menu, Qt::Key_Return);
+    menu->hide();
+    ASSERT_EQ(labels(), (QStringList{"/", QString::fromStdString(dir.path())}));
     tree_add(gTree, "/usr");
 
     // The third entry dropped on the upper half of the first goes first.
