@@ -1,8 +1,10 @@
 #include "shell/prop_dlg.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <grp.h>
 #include <pwd.h>
@@ -30,6 +32,7 @@
 
 namespace {
 constexpr std::size_t kNamesMax = 252;  // the joined names of multiple mode
+constexpr std::size_t kMessageMax = 255;  // what wreport shows of a message
 
 struct ModeBit {
     QCheckBox* Ui::property_dlg::*toggle;
@@ -103,8 +106,8 @@ PropertyDlg::PropertyDlg(QWidget* parent) : dlg_(new QDialog(parent)), ui_(new U
 {
     ui_->setupUi(dlg_.get());
     QObject::connect(ui_->pr_done, &QPushButton::clicked, dlg_.get(), [this] {
-        prop_done();
-        dlg_->accept();
+        if (prop_done())
+            dlg_->accept();
     });
     QObject::connect(ui_->pr_name, &QLineEdit::returnPressed, ui_->pr_done,
                      &QPushButton::click);
@@ -289,7 +292,7 @@ int PropertyDlg::x_prop_done_one(int entry, const QString* new_name, const QStri
         const char* bytes = fname_merge_edit(r.name.c_str(), shown_name_, typed.toStdString());
         if (!bytes) {
             wreport_untranslatable(gBase, typed.constData());
-            return 1;
+            return 2;
         }
         if (*bytes && r.name.view() != bytes) {
             std::string to;
@@ -298,11 +301,15 @@ int PropertyDlg::x_prop_done_one(int entry, const QString* new_name, const QStri
             struct stat st;
             if (::lstat(to.c_str(), &st) == 0) {
                 wreport(gBase, "Error", "File name '%s' already exists", typed.constData());
-                return 1;
+                return 2;
             }
             if (::rename(path.c_str(), to.c_str()) != 0) {
-                wreport(gBase, "Error", "Unable to rename '%s'.", typed.constData());
-                return 1;
+                const std::string why = std::strerror(errno);
+                // Messages are cut to 255 bytes: a long name is shortened so the reason shows.
+                const std::size_t room = kMessageMax - std::strlen("Unable to rename ''.\n") - why.size();
+                const int n = int(fname_utf8_cut(typed.constData(), std::min<std::size_t>(typed.size(), room)));
+                wreport(gBase, "Error", "Unable to rename '%.*s'.\n%s", n, typed.constData(), why.c_str());
+                return 2;
             }
             path = to;
             display = typed.toStdString();
@@ -339,7 +346,7 @@ int PropertyDlg::x_prop_done_one(int entry, const QString* new_name, const QStri
     return 0;
 }
 
-void PropertyDlg::prop_done()
+bool PropertyDlg::prop_done()
 {
     const QString owner = ui_->pr_owner->text();
     const QString group = ui_->pr_group->text();
@@ -347,7 +354,10 @@ void PropertyDlg::prop_done()
     if (one_entry >= 0) {
         const QString name = ui_->pr_name->text();
         go_to = gDir[one_entry].name.c_str();
-        if (x_prop_done_one(one_entry, &name, owner, group) == 0 && !name.isEmpty()) {
+        const int rc = x_prop_done_one(one_entry, &name, owner, group);
+        if (rc == 2)
+            return false;  // nothing changed: the typed name stays for another try
+        if (rc == 0 && !name.isEmpty()) {
             const char* now = fname_merge_edit(go_to, shown_name_, name.toStdString());
             if (now && *now)
                 go_to = now;
@@ -367,6 +377,7 @@ void PropertyDlg::prop_done()
     if (!go_to.empty())
         fl_goto(go_to.c_str(), 0, FIND_EXACT);
     prop_cancel();
+    return true;
 }
 
 void PropertyDlg::prop_cancel()

@@ -21,7 +21,8 @@ public:
 
     // -1, and nothing is shown, when no entry is selected.
     int prop_setup();
-    void prop_done();
+    // False when the typed name could not be used: the dialog stays open with it.
+    bool prop_done();
     void prop_cancel();
     // Set-up and the modal dialog: 0 after Done, -1 after Cancel or with nothing selected.
     int run();
@@ -29,7 +30,8 @@ public:
 private:
     void x_prop_setup_one(int entry);
     void x_prop_setup_multi();
-    // 0, or 1 after reporting why this entry was left as it was.
+    // 0, or 1 after reporting why this entry was left as it was; 2 when that was
+    // the new name, before anything was changed.
     int x_prop_done_one(int entry, const QString* new_name, const QString& owner,
                         const QString& group);
     void _show_mode(mode_t mode);

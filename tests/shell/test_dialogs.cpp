@@ -1,5 +1,6 @@
 // Preferences and Properties driven through their named widgets over a main window
 // on a temporary directory; the effects are read back from the files and the list.
+#include <cstring>
 #include <functional>
 
 #include <QCheckBox>
@@ -107,6 +108,21 @@ TEST_F(DialogTest, PropertiesRename)
     rename(odd, QString());  // only the end of the name is edited
     EXPECT_TRUE(std::filesystem::exists(dir / "x\xffy.md"));
     EXPECT_STREQ(gDir[gDir.current].name.c_str(), "x\xffy.md");
+
+    // A rename the system refuses says why and keeps the dialog open with the text.
+    fl_goto("one", 0, FIND_EXACT);
+    PropertyDlg p(window);
+    ASSERT_EQ(p.prop_setup(), 0);
+    p.dialog()->show();
+    const QString too_long(300, 'n');
+    w<QLineEdit>(p.dialog(), "pr_name")->setText(too_long);
+    click(p.dialog(), "pr_done");
+    EXPECT_TRUE(messages.back().startsWith("Unable to rename 'nnn")) << messages.back().toStdString();
+    EXPECT_TRUE(messages.back().endsWith(QString("'.\n") + std::strerror(ENAMETOOLONG))) << messages.back().toStdString();
+    EXPECT_TRUE(p.dialog()->isVisible());
+    EXPECT_EQ(w<QLineEdit>(p.dialog(), "pr_name")->text(), too_long);
+    click(p.dialog(), "pr_cancel");
+    EXPECT_TRUE(std::filesystem::exists(dir / "one"));
 }
 
 // Several entries: a bit only some have is shown half set and left as each has it;
