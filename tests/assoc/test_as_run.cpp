@@ -46,39 +46,25 @@ TEST(AssocCmd, CommandLines)
         EXPECT_EQ(as_build_cmd(c.tmpl, c.names), c.want) << c.tmpl;
 }
 
-// Whatever the template's quoting around "@", the shell hands each name over byte
-// for byte and runs nothing from it.
+// Whatever the quoting around "@", the shell hands each name over byte for byte
+// and runs nothing from it ("N" in an expected argument stands for the name).
 TEST(AssocCmd, HostileNamesArriveWholeThroughTheShell)
 {
     TmpDir dir;
-    const std::string names[] = {
-        "$(touch PWNED)", "a'b", "`touch PWNED`", "\"", "\\", "new\nline", "x; touch PWNED",
-        "caf\xe9 \xff", "'", "it's \"$HOME\" \\$x", "${x:-$(touch PWNED)}",
-    };
-    // "N" in an expected argument stands for the name.
+    const std::string names[] = {"$(touch PWNED)", "a'b", "`touch PWNED`", "\"", "\\", "new\nline",
+                                 "x; touch PWNED", "caf\xe9 \xff", "it's \"$HOME\" \\$x"};
     const std::pair<const char*, std::vector<std::string>> templates[] = {
-        {"rec @", {"N"}},
-        {"rec", {"N"}},
-        {"rec \"@\"", {"N"}},
-        {"rec '@'", {"N"}},
-        {"rec 'a'@'b'", {"aN", "b"}},
-        {"rec \"\"@\"\"", {"N", ""}},
-        {"rec \\'@''", {"'N", ""}},
-        {"rec \"x @ y\"", {"x N y"}},
-        {"rec 'x @ y'", {"x N y"}},
-        {"rec \"it's @\"", {"it's N"}},
-        {"rec 'say \"@\"'", {"say \"N\""}},
-        {"rec \"$(printf %s \"@\")\"", {"N"}},
-        {"rec \"`printf %s '@'`\"", {"N"}},
-        {"rec \"${UNSET_X:-@}\" \"${UNSET_X:-\"@\"}\"", {"N", "N"}},
+        {"rec @", {"N"}}, {"rec", {"N"}}, {"rec \"@\"", {"N"}}, {"rec '@'", {"N"}},
+        {"rec 'a'@'b'", {"aN", "b"}}, {"rec \"\"@\"\"", {"N", ""}}, {"rec \\'@''", {"'N", ""}},
+        {"rec \"it's @\"", {"it's N"}}, {"rec 'say \"@\"'", {"say \"N\""}},
+        {"rec \"$(printf %s \"@\")\" \"`printf %s '@'`\" \"${X_UNSET:-\"@\"}\"", {"N", "N", "N"}},
     };
-    for (const auto& [tmpl, want_args] : templates) {
+    for (const auto& [tmpl, args] : templates) {
         // One shell per template, each name's command line ended by \1.
-        std::string script = "cd '" + dir.path() + "' || exit\nrec() { printf '%s\\0' \"$@\"; }\n";
-        std::string want;
+        std::string script = "cd '" + dir.path() + "' || exit\nrec() { printf '%s\\0' \"$@\"; }\n", want;
         for (const std::string& n : names) {
             script += as_build_cmd(tmpl, {n}) + "\nprintf '\\1'\n";
-            for (std::string a : want_args) {
+            for (std::string a : args) {
                 if (const std::size_t at = a.find('N'); at != std::string::npos)
                     a.replace(at, 1, n);
                 (want += a) += '\0';
