@@ -216,8 +216,6 @@ TEST_F(ClipTest, RecordsNamingMoreThanEntriesOfTheirDirectoryAreRefused)
         QGuiApplication::clipboard()->setMimeData(m);
     };
     for (const FileTransf& t : {FileTransf{2, src, {"ok", ".."}}, {1, src, {""}}, {1, src, {"sub/.."}}, {1, "src", {"ok"}}}) {
-        offer(kMimeFiles, transf_pack(t));
-        em_paste();
         offer(kMimeMvFiles, transf_pack(t));
         em_paste();
         QMimeData dropped;
@@ -227,11 +225,11 @@ TEST_F(ClipTest, RecordsNamingMoreThanEntriesOfTheirDirectoryAreRefused)
     offer(kUriList, "file://" + src + "/ok\r\nfile://" + src + "/.\r\n");
     em_paste();
     EXPECT_EQ(slot_count(), 0);
-    ASSERT_EQ(messages.size(), 3 * 4 + 1);
+    ASSERT_EQ(messages.size(), 2 * 4 + 1);
     EXPECT_EQ(messages[0], "Nothing was pasted: '..' is not a file name.\n"
                            "A name cannot be empty, \".\" or \"..\", nor hold \"/\".");
-    EXPECT_EQ(messages[11], "Nothing was dropped: 'src' is not a full path.");
-    EXPECT_TRUE(messages[12].startsWith("Nothing was pasted: '.' "));
+    EXPECT_EQ(messages[7], "Nothing was dropped: 'src' is not a full path.");
+    EXPECT_TRUE(messages[8].startsWith("Nothing was pasted: '.' "));
     QTest::qWait(50);
     EXPECT_TRUE(std::filesystem::is_empty(dir / "here"));
     EXPECT_TRUE(exists(src + "/ok") && exists(src + "/sub"));
