@@ -59,35 +59,20 @@ TEST(ClBoxes, ReadSaveAndTheReadOnlyLists)
     EXPECT_EQ(b.with.entries(), (Names{"keep me\r", "as is"}));
     EXPECT_EQ(b.pattern.entries(), (Names{fits, over.substr(0, CL_LINE_MAX), "o"}));
 
+    // Another instance saved first: its entries stay, this one's uses go on top.
+    ClBoxes other;
+    init_read_cboxs(other, dir.path().c_str());
+    cl_add(other.path, "/other");
+    cl_add(other.fspec, "*.c");
+    init_save_cboxs(other, dir.path().c_str());
     cl_add(b.path, "/tmp");
     cl_add(b.pattern, "*.c");
     cl_add(b.with, "changed");
     cl_add(b.copy, "changed");
     init_save_cboxs(b, dir.path().c_str());
-    EXPECT_EQ(slurp(dir / "goto.001"), "/tmp\n/usr\n/etc\n");
-    EXPECT_EQ(slurp(dir / "fspec.001"), "*\n");
+    EXPECT_EQ(slurp(dir / "goto.001"), "/tmp\n/other\n/usr\n/etc\n");
+    EXPECT_EQ(slurp(dir / "fspec.001"), "*.c\n*\n");
     EXPECT_EQ(slurp(dir / "pattern.001"), "*.c\n" + fits + "\n" + over.substr(0, CL_LINE_MAX) + "\no\n");
     EXPECT_EQ(slurp(dir / "with.001"), "keep me\r\nas is\n");
     EXPECT_EQ(slurp(dir / "copy.001"), "c1\n");
-}
-
-// Two instances on the same files: the one saving last keeps the other's entries
-// and puts its own uses on top; a filter list that only got its default "*" takes
-// the file as it is.
-TEST(ClBoxes, TwoInstancesKeepEachOthersEntries)
-{
-    TmpDir dir;
-    spit(dir / "goto.001", "/a\n/b\n");
-    ClBoxes one, two;
-    init_read_cboxs(one, dir.path().c_str());
-    init_read_cboxs(two, dir.path().c_str());
-    cl_add(two.path, "/two");
-    cl_add(two.fspec, "*.c");
-    cl_add(one.path, "/one");
-    cl_add(one.path, "/b");
-    init_save_cboxs(two, dir.path().c_str());
-    init_save_cboxs(one, dir.path().c_str());
-    EXPECT_EQ(slurp(dir / "goto.001"), "/b\n/one\n/two\n/a\n");
-    EXPECT_EQ(slurp(dir / "fspec.001"), "*.c\n*\n");
-    EXPECT_EQ(one.path.entries(), (Names{"/b", "/one", "/two", "/a"}));
 }
