@@ -8,6 +8,7 @@
 #include <QApplication>
 #include <QHeaderView>
 #include <QLabel>
+#include <QLoggingCategory>
 #include <QPointer>
 #include <QScrollBar>
 #include <QStyle>
@@ -125,6 +126,24 @@ void fit_columns()
     sFitting = false;
 }
 
+Q_LOGGING_CATEGORY(lcLayout, "vell.layout", QtWarningMsg)
+
+// Where each column's header is in the window, for reports and for driving the real
+// program from outside: QT_LOGGING_RULES="vell.layout.info=true".
+void log_columns()
+{
+    if (!sList || !lcLayout().isInfoEnabled())
+        return;
+    QHeaderView* h = sList->header();
+    QStringList out;
+    for (int c = 0; c < h->count(); ++c) {
+        const QPoint at = h->mapTo(sList->window(), QPoint(h->sectionViewportPosition(c), h->height() / 2));
+        out << QStringLiteral("%1 %2 %3 %4").arg(QString::fromLatin1(kFlHeaderNames[c]), QString::number(at.x()),
+                                                  QString::number(at.y()), QString::number(h->sectionSize(c)));
+    }
+    qCInfo(lcLayout).noquote() << "columns:" << out.join(u'|');
+}
+
 class FitOnResize : public QObject {
 public:
     using QObject::QObject;
@@ -193,6 +212,7 @@ void fl_setup(QTreeView* list)
     QObject::connect(h, &QHeaderView::sectionResized, list, [](int section, int, int) {
         if (!sFitting && section < 6)
             sAutoWidths = false;
+        log_columns();
     });
     list->viewport()->installEventFilter(new FitOnResize(list));
     sAutoWidths = false;

@@ -45,15 +45,6 @@ idle
 ops=""
 echo "conflict: the question box's Overwrite replaced clash"
 
-# row NAME: selects NAME in $win and prints the window's y of its row, found by the
-# selection's blue in a column near the window's right edge.
-row() {
-    pick "$1"
-    eval "$(xdotool getwindowgeometry --shell "$win")"
-    import -window "$win" "$work/row.png"
-    convert "$work/row.png" -crop "1x$HEIGHT+$((WIDTH - 60))+0" +repage txt:- |
-        awk -F'[,:]' '/#[23][0-9A-F][789][0-9A-F][A-D][0-9A-F]/ { s += $2; n++ } END { if (n) print int(s / n) }'
-}
 # drag FROM_Y TO_Y [ctrl]: from $a's row at FROM_Y onto $b's row at TO_Y.
 drag() {
     eval "$(xdotool getwindowgeometry --shell "$a")"

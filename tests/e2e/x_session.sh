@@ -121,6 +121,15 @@ answer() {
     fail "the dialog stayed up after $1"
 }
 
+# row NAME: selects NAME in $win and prints the window's y of its row, found by the
+# selection's blue in a column near the window's right edge.
+row() {
+    pick "$1"
+    eval "$(xdotool getwindowgeometry --shell "$win")"
+    import -window "$win" "$work/row.png"
+    convert "$work/row.png" -crop "1x$HEIGHT+$((WIDTH - 60))+0" +repage txt:- |
+        awk -F'[,:]' '/#[23][0-9A-F][789][0-9A-F][A-D][0-9A-F]/ { s += $2; n++ } END { if (n) print int(s / n) }'
+}
 # goto DIR: types DIR into the path bar of $win (Delete drops what the history proposes).
 goto() { keys key alt+p ctrl+a; keys type --delay 10 "$1"; keys key Delete Return; }
 # listing: the URIs of every entry the list of $win shows (select all, copy, read the clipboard).
