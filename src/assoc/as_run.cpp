@@ -444,18 +444,25 @@ int as_get_filetype(const char* path, mode_t mode, std::string& out)
         char line[kFileLine];
         const bool got = std::fgets(line, sizeof line, f) != nullptr;
         as_pclose(f);
-        if (got) {
-            // Skip "path: " as a whole, so a ":" inside the path does not cut early.
-            const std::string prefix = std::string(path) + ": ";
-            if (std::strncmp(line, prefix.c_str(), prefix.size()) == 0) {
-                out = line + prefix.size();
-            } else if (const char* colon = std::strchr(line, ':')) {
-                out = colon[1] ? colon + 2 : colon + 1;
-            } else {
-                out = line;
-            }
-            return 1;
+        if (got)
+            return as_filetype_from(path, line, mode, out);
+    }
+    return as_filetype_from(path, nullptr, mode, out);
+}
+
+int as_filetype_from(const char* path, const char* line, mode_t mode, std::string& out)
+{
+    if (line) {
+        // Skip "path: " as a whole, so a ":" inside the path does not cut early.
+        const std::string prefix = std::string(path) + ": ";
+        if (std::strncmp(line, prefix.c_str(), prefix.size()) == 0) {
+            out = line + prefix.size();
+        } else if (const char* colon = std::strchr(line, ':')) {
+            out = colon[1] ? colon + 2 : colon + 1;
+        } else {
+            out = line;
         }
+        return 1;
     }
     const char* text = nullptr;
     if (S_ISFIFO(mode))

@@ -52,3 +52,5 @@ std::string as_launch_path();
 // The file's type as the "file" tool gives it (text after "name: ", newline kept),
 // else a text from `mode`. 1 when `out` was set, 0 when nothing fits.
 int as_get_filetype(const char* path, mode_t mode, std::string& out);
+// The same from the tool's first line for `path`, already read (null: it gave none).
+int as_filetype_from(const char* path, const char* line, mode_t mode, std::string& out);
