@@ -16,10 +16,11 @@ echo drag >"$src/dragme"; echo ctrl >"$src/ctrlme"; echo new >"$src/clash"; echo
 head -c 256M /dev/zero >"$src/long"
 start_vell "$vell" "$src"
 a=$win apid=$vpid
-xdotool windowmove "$a" 0 0
+# Side by side: a first start sizes the window to its columns, which would overlap.
+xdotool windowmove "$a" 0 0 windowsize "$a" 630 600
 start_vell "$vell" "$dst" strace -f -o /dev/null -e trace=copy_file_range -e inject=copy_file_range:delay_exit=40000
 b=$win bpid=$vpid
-xdotool windowmove "$b" 640 0
+xdotool windowmove "$b" 640 0 windowsize "$b" 630 600
 as() { eval "win=\$$1 vpid=\$${1}pid"; }
 
 ops_window() {
