@@ -4,12 +4,17 @@
 #include <QLabel>
 #include <QProgressBar>
 #include <QThread>
+#include <QTimer>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <sys/stat.h>
+#include <system_error>
+#include <thread>
 
+#include "dirmodel/dir_read.h"
 #include "dirmodel/es_path.h"
 #include "dirmodel/fname.h"
 #include "fileops/fop.h"
@@ -64,6 +69,77 @@ FopStarter sStart = fop;
 FopFlagsFn sFlags = fop_flags_from_options;
 std::function<void()> sBeforeOp;
 FopItemFn sAfterItem;
+
+FopStatFn sStat;
+std::chrono::milliseconds sStatTimeout = DirReadEnv().stat_timeout;
+// Status threads whose call has not returned, in the whole process. Past kMaxStuck
+// none is started: a dead mount asked again and again costs a few threads, not one
+// per delete.
+auto sStatsOut = std::make_shared<std::atomic<int>>(0);
+constexpr int kMaxStuck = 4;
+
+struct StartArgs {
+    int kind;
+    std::string srcdir;
+    std::vector<std::string> names;
+    std::string dest;
+    void* slot;
+    bool started = false;  // GUI thread only
+};
+
+int start_on_slot(const StartArgs& a, bool single_non_directory)
+{
+    SlotPanel* panel = slot_find(a.slot);
+    if (!panel)
+        return -1;
+    const uint32_t options = gConfig ? gConfig->options() : 0;
+    const uint32_t flags = sFlags(options, a.kind, single_non_directory);
+    if (sBeforeOp)
+        sBeforeOp();
+    FopItemFn item_cb = a.kind == FOP_COPY ? FopItemFn() : sAfterItem;
+    FopRequest* r = sStart(a.kind, a.srcdir, a.names, a.dest, flags, panel, item_cb, fop_gui_ui());
+    if (!r) {
+        const int e = errno;
+        std::fprintf(stderr, "failed to start operation!: %s\n", std::strerror(e));
+        errno = e;
+        return -1;  // the empty slot stays
+    }
+    slot_set_request(panel, r);
+    return 0;
+}
+
+// GUI thread: the first of the status and the time-out starts the operation.
+void start_once(const std::shared_ptr<StartArgs>& a, bool single_non_directory)
+{
+    if (a->started)
+        return;
+    a->started = true;
+    start_on_slot(*a, single_non_directory);
+}
+
+// Starts a delete of one item once its status is known, or its time-out has passed.
+void start_after_status(const std::shared_ptr<StartArgs>& a)
+{
+    QTimer::singleShot(sStatTimeout, qApp, [a] { start_once(a, false); });
+    if (sStatsOut->load() >= kMaxStuck) {
+        start_once(a, false);
+        return;
+    }
+    FopStatFn fn = sStat ? sStat : FopStatFn(::lstat);
+    std::string path = es_join(a->srcdir, a->names[0]);
+    sStatsOut->fetch_add(1);
+    try {
+        std::thread([a, fn = std::move(fn), path = std::move(path), out = sStatsOut] {
+            struct stat st {};
+            const bool single = fn(path.c_str(), &st) == 0 && !S_ISDIR(st.st_mode);
+            out->fetch_sub(1);
+            QMetaObject::invokeMethod(qApp, [a, single] { start_once(a, single); }, Qt::QueuedConnection);
+        }).detach();
+    } catch (const std::system_error&) {
+        sStatsOut->fetch_sub(1);
+        start_once(a, false);
+    }
+}
 }  // namespace
 
 GuiFopUi::GuiFopUi(Decoder decode) : decode_(std::move(decode)) {}
@@ -208,29 +284,23 @@ void fop_gui_set_engine(FopStarter start, FopFlagsFn flags)
     sFlags = flags ? std::move(flags) : FopFlagsFn(fop_flags_from_options);
 }
 
+void fop_gui_set_stat(FopStatFn fn, std::chrono::milliseconds timeout)
+{
+    sStat = std::move(fn);
+    sStatTimeout = sStat ? timeout : DirReadEnv().stat_timeout;
+}
+
 int fop_start_cmd(int kind, const std::string& srcdir, const std::vector<std::string>& names,
                   const std::string& dest)
 {
     SlotPanel* panel = slot_add();
     if (!panel)
         return -1;
-    bool single_non_directory = false;
-    if (names.size() == 1) {
-        const std::string path = es_join(srcdir, names[0]);
-        struct stat st {};
-        single_non_directory = ::lstat(path.c_str(), &st) == 0 && !S_ISDIR(st.st_mode);
-    }
-    const uint32_t options = gConfig ? gConfig->options() : 0;
-    const uint32_t flags = sFlags(options, kind, single_non_directory);
-    if (sBeforeOp)
-        sBeforeOp();
-    FopItemFn item_cb = kind == FOP_COPY ? FopItemFn() : sAfterItem;
-    FopRequest* r = sStart(kind, srcdir, names, dest, flags, panel, item_cb, fop_gui_ui());
-    if (!r) {
-        const int e = errno;
-        std::fprintf(stderr, "failed to start operation!: %s\n", std::strerror(e));
-        return -1;  // the empty slot stays
-    }
-    slot_set_request(panel, r);
+    auto args = std::make_shared<StartArgs>(StartArgs{kind, srcdir, names, dest, panel});
+    // Only a delete of one item asks whether it is a directory; its status call may
+    // hang on a dead mount, so it is made off the GUI thread.
+    if (kind != FOP_DELETE || names.size() != 1)
+        return start_on_slot(*args, false);
+    start_after_status(args);
     return 0;
 }

@@ -8,10 +8,12 @@
 // notice is shown only when no question is up. Progress is posted, never waited
 // for, and coalesced per panel so that a fast worker cannot flood the event loop.
 #pragma once
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <mutex>
 #include <string>
+#include <sys/stat.h>
 #include <unordered_map>
 #include <vector>
 
@@ -74,8 +76,17 @@ void fop_gui_set_engine(FopStarter start, FopFlagsFn flags);
 using FopItemFn = std::function<void(const std::string& dir, const std::string& name)>;
 void fop_gui_set_item_hooks(std::function<void()> before_op, FopItemFn after_item);
 
+// The status call that tells a delete of one item whether it is a directory:
+// lstat's signature, made on a thread of its own. Not back within `timeout`, the
+// item counts as a directory. Tests swap in one that hangs; an empty function
+// puts lstat and the directory reader's time-out back.
+using FopStatFn = std::function<int(const char* path, struct stat* st)>;
+void fop_gui_set_stat(FopStatFn fn, std::chrono::milliseconds timeout);
+
 // GUI thread: adds a slot, starts the operation and binds its request to the
 // slot. 0 on success; -1 when no slot could be added or the start failed (the
-// empty slot then stays on screen).
+// empty slot then stays on screen). A delete of one item waits for its status
+// off the GUI thread and starts when it comes: it returns 0 at once, and a start
+// that then fails is reported the same way.
 int fop_start_cmd(int kind, const std::string& srcdir, const std::vector<std::string>& names,
                   const std::string& dest);

@@ -154,9 +154,7 @@ TEST_F(FopGui, FailedStartReportsAndLeavesAnEmptySlotAndNoStartWithoutASlot)
 {
     TmpDir dir;
     spit(dir / "file", "x");
-    mkdir((dir / "sub").c_str(), 0755);
     int started = 0;
-    std::vector<bool> singles;
     fop_gui_set_engine(
         [&](int, const std::string&, const std::vector<std::string>&, const std::string&, uint32_t, void*, auto,
             FopUi*) -> FopRequest* {
@@ -164,27 +162,72 @@ TEST_F(FopGui, FailedStartReportsAndLeavesAnEmptySlotAndNoStartWithoutASlot)
             errno = EINVAL;
             return nullptr;
         },
-        [&](uint32_t, int, bool single) {
-            singles.push_back(single);
-            return 0u;
-        });
+        {});
     testing::internal::CaptureStderr();
-    EXPECT_EQ(fop_start_cmd(FOP_DELETE, dir.path(), {"file"}, ""), -1);
+    EXPECT_EQ(fop_start_cmd(FOP_COPY, dir.path(), {"file"}, "/tmp"), -1);
     const std::string err = testing::internal::GetCapturedStderr();
     EXPECT_NE(err.find("failed to start operation!: Invalid argument\n"), std::string::npos) << err;
     ASSERT_EQ(slot_count(), 1);
     EXPECT_EQ(slot_at(0)->request(), nullptr);
     slot_at(0)->ui->cancel_button->click();  // no request: no question either
 
-    // The flags are asked for with whether it is a single plain file: not a
-    // directory, nor more than one name.
-    fop_start_cmd(FOP_DELETE, dir.path(), {"sub"}, "");
-    fop_start_cmd(FOP_COPY, dir.path(), {"file", "sub"}, "/tmp");
-    EXPECT_EQ(singles, std::vector<bool>({true, false, false}));
-
     while (slot_count() < kMaxSlots)
         slot_add();
     EXPECT_EQ(fop_start_cmd(FOP_COPY, "/tmp", {"a"}, "/x"), -1);
     EXPECT_EQ(errno, ENOMEM);
-    EXPECT_EQ(started, 3);
+    EXPECT_EQ(started, 1);
+}
+
+// A delete's flags are asked for with whether it is a single plain file: not a
+// directory, nor more than one name. The status call that tells may hang on a
+// dead mount: the operation starts when it answers, or as for a directory after
+// the time-out, and the GUI does not wait for it meanwhile.
+TEST_F(FopGui, DeleteOfOneItemStartsWhenItsStatusAnswers)
+{
+    TmpDir dir;
+    spit(dir / "file", "x");
+    mkdir((dir / "sub").c_str(), 0755);
+    std::vector<bool> singles;
+    fop_gui_set_engine(
+        [&](int, const std::string&, const std::vector<std::string>&, const std::string&, uint32_t, void*, auto,
+            FopUi*) -> FopRequest* { return nullptr; },
+        [&](uint32_t, int, bool single) {
+            singles.push_back(single);
+            return 0u;
+        });
+    std::promise<void> gates[2];
+    auto inside = std::make_shared<std::atomic<int>>(0), back = std::make_shared<std::atomic<int>>(0);
+    const auto hang_on = [&](std::promise<void>& gate) {
+        return [open = gate.get_future().share(), inside, back](const char* path, struct stat* st) {
+            if (std::string(path).ends_with("/file")) {
+                ++*inside;
+                open.wait_for(std::chrono::seconds(30));
+                ++*back;
+            }
+            return ::lstat(path, st);
+        };
+    };
+    testing::internal::CaptureStderr();
+    fop_gui_set_stat(hang_on(gates[0]), std::chrono::minutes(5));
+    EXPECT_EQ(fop_start_cmd(FOP_DELETE, dir.path(), {"file"}, ""), 0);
+    EXPECT_TRUE(spin_until([&] { return inside->load() == 1; }));
+    EXPECT_TRUE(singles.empty());
+    gates[0].set_value();
+    EXPECT_TRUE(spin_until([&] { return singles.size() == 1; }));
+    fop_start_cmd(FOP_DELETE, dir.path(), {"sub"}, "");
+    EXPECT_TRUE(spin_until([&] { return singles.size() == 2; }));
+    fop_start_cmd(FOP_COPY, dir.path(), {"file", "sub"}, "/tmp");
+    EXPECT_EQ(singles, std::vector<bool>({true, false, false}));
+
+    // Still hanging at the time-out: started as for a directory, and only once.
+    fop_gui_set_stat(hang_on(gates[1]), std::chrono::milliseconds(20));
+    fop_start_cmd(FOP_DELETE, dir.path(), {"file"}, "");
+    EXPECT_TRUE(spin_until([&] { return singles.size() == 4; }));
+    EXPECT_EQ(back->load(), 1);
+    gates[1].set_value();
+    spin_until([&] { return back->load() == 2; });
+    spin(100);
+    EXPECT_EQ(singles, std::vector<bool>({true, false, false, false}));
+    fop_gui_set_stat({}, {});
+    testing::internal::GetCapturedStderr();
 }
