@@ -73,6 +73,8 @@ int main(int argc, char** argv)
 
         QMenu top;
         QAction* a = dtm_add_item(&top, root, "root", DTM_CHECK, nullptr);
+        while (!a->menu())  // looked into on a worker
+            app.processEvents(QEventLoop::WaitForMoreEvents);
         QElapsedTimer tick;
         double worst = 0;
         QTimer probe;

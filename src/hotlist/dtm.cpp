@@ -26,6 +26,17 @@ namespace {
 enum RowState : char { kUnchecked = 0, kPlain = 1, kCascading = 2 };
 constexpr int kStateRole = Qt::UserRole;
 constexpr int kMaxRows = 32;
+// As long as the directory reader waits for a status call.
+constexpr int kCheckTimeoutMs = 10000;
+
+// Runs fn on the GUI thread if receiver still exists then. Callable from any thread.
+void post_to(const QPointer<QObject>& receiver, std::function<void()> fn)
+{
+    QMetaObject::invokeMethod(qApp, [receiver, fn = std::move(fn)] {
+        if (receiver)
+            fn();
+    }, Qt::QueuedConnection);
+}
 
 QString label_of(const std::string& name)
 {
@@ -57,6 +68,13 @@ public:
         if (role == kStateRole)
             return int(state[r]);
         return {};
+    }
+    void reset(const DtmScan::Names& n)
+    {
+        beginResetModel();
+        names = n;
+        state.assign(names->size(), kUnchecked);
+        endResetModel();
     }
     void set_states(std::size_t first, const std::vector<char>& has_sub)
     {
@@ -146,6 +164,12 @@ protected:
         hover_.stop();
         if (child_)
             child_->hide();
+        // A closed menu needs no scan: it ends now and starts again when shown.
+        if (scan_ && !scan_->finished) {
+            scan_->stop = true;
+            scan_.reset();
+            connect(this, &QMenu::aboutToShow, this, &DirMenu::start, Qt::UniqueConnection);
+        }
         QMenu::hideEvent(e);
     }
     void keyPressEvent(QKeyEvent* e) override
@@ -207,10 +231,11 @@ private:
         auto scan = std::make_shared<DtmScan>();
         scan->path = path_;
         scan->flags = flags_;
-        // Each step reaches this menu on the GUI thread, or nothing if it is gone.
-        auto post = [me = QPointer<DirMenu>(this)](auto step) {
-            QMetaObject::invokeMethod(qApp, [me, step = std::move(step)]() mutable {
-                if (me)
+        // Each step reaches this menu on the GUI thread, or nothing if it is gone
+        // or has started another scan since.
+        auto post = [me = QPointer<DirMenu>(this), raw = scan.get()](auto step) {
+            QMetaObject::invokeMethod(qApp, [me, raw, step = std::move(step)]() mutable {
+                if (me && me->scan_.get() == raw)
                     step(*me);
             }, Qt::QueuedConnection);
         };
@@ -236,10 +261,15 @@ private:
             become_plain();
             return;
         }
+        if (rows_) {  // scanned again after a stop: the rows start over
+            close_child();
+            rows_->reset(names);
+            size_view();
+            return;
+        }
         rows_ = new DirRows;
         rows_->setParent(this);
-        rows_->state.assign(names->size(), kUnchecked);
-        rows_->names = names;
+        rows_->reset(names);
         view_ = new QListView;
         view_->setObjectName(QStringLiteral("dtm_list"));
         view_->setModel(rows_);
@@ -323,6 +353,11 @@ private:
             rows_->set_states(std::size_t(row), {0});
     }
 
+    void close_child()
+    {
+        delete child_;  // its scan is told to stop
+    }
+
     void back_to_opener()
     {
         hide();
@@ -358,7 +393,7 @@ private:
                 child_->view_->setFocus();
             return;
         }
-        delete child_;  // a menu of another row: its scan is told to stop
+        close_child();
         if (rows_->state[std::size_t(row)] != kCascading)
             return;
         child_ = new DirMenu(this, es_join(path_, rows_->name(row)), flags_, handler_, this);
@@ -465,21 +500,53 @@ QAction* dtm_add_item(QMenu* parent, const std::string& path, const QString& lab
     QString text = label;
     if (!text.endsWith('/'))
         text += '/';
-    const bool cascades = (flags & DTM_CHECK) &&
-                          dtm_has_subdir(AT_FDCWD, path.c_str(), flags & DTM_HIDE_DOT) > 0;
     auto* a = parent->addAction(text);
     QObject::connect(a, &QAction::triggered, a, [a, path, handler] {
         if (!a->menu())  // an entry that cascades is chosen in its submenu
             choose(handler, path);
     });
-    if (cascades) {
-        auto* sub = new DirMenu(parent, path, flags, handler, nullptr);
+    if (!(flags & DTM_CHECK))
+        return a;
+    QPointer<QMenu> menu(parent);
+    dtm_check_later(a, path, flags & DTM_HIDE_DOT, [a, menu, path, flags, handler](int has) {
+        if (has <= 0 || a->menu() || !menu)
+            return;
+        auto* sub = new DirMenu(menu, path, flags, handler, nullptr);
         sub->entry = a;
         a->setMenu(sub);
-        if (!parent->property("dtm_chooser").toBool()) {
-            parent->installEventFilter(new CascadeChooser(parent));
-            parent->setProperty("dtm_chooser", true);
+        if (!menu->property("dtm_chooser").toBool()) {
+            menu->installEventFilter(new CascadeChooser(menu));
+            menu->setProperty("dtm_chooser", true);
         }
-    }
+    });
     return a;
+}
+
+bool dtm_work_later(QObject* receiver, std::function<void()> work, std::function<void()> done)
+{
+    return dtm_run([me = QPointer<QObject>(receiver), work = std::move(work), done = std::move(done)] {
+        work();
+        post_to(me, done);
+    }) == 0;
+}
+
+void dtm_check_later(QObject* receiver, const std::string& path, int how, std::function<void(int)> answer)
+{
+    struct Pending {
+        std::function<void(int)> answer;
+        bool answered = false;
+        int result = -1;  // written by the worker before its answer is posted
+    };
+    auto p = std::make_shared<Pending>();
+    p->answer = std::move(answer);
+    const bool started = dtm_work_later(
+        receiver, [p, path, how] { p->result = dtm_has_subdir(AT_FDCWD, path.c_str(), how); },
+        [p] {
+            p->answered = true;
+            p->answer(p->result);
+        });
+    QTimer::singleShot(started ? kCheckTimeoutMs : 0, receiver, [p] {
+        if (!p->answered)
+            p->answer(DTM_TIMED_OUT);
+    });
 }

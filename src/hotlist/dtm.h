@@ -8,14 +8,16 @@
 
 class QAction;
 class QMenu;
+class QObject;
 class QString;
 
 // Gets the chosen directory in the file system's bytes.
 using DtmHandler = std::function<void(const std::string& path)>;
 
 // Appends an entry for `path` (file-system bytes) labelled `label` + "/" to
-// `parent`. With DTM_CHECK in flags it cascades when the directory has a
-// subdirectory; otherwise it is plain. Either way a click or Return chooses it
+// `parent`. With DTM_CHECK in flags it is looked into on a worker and made to
+// cascade when the answer says the directory has a subdirectory; otherwise, and
+// until then, it is plain. Either way a click or Return chooses it
 // (and each row of its submenus); hovering or Right opens the submenu. Null on
 // failure.
 QAction* dtm_add_item(QMenu* parent, const std::string& path, const QString& label, int flags,
@@ -23,3 +25,15 @@ QAction* dtm_add_item(QMenu* parent, const std::string& path, const QString& lab
 
 // A notice with the single button "&Close" over the main window.
 void dtm_errinfo(const char* title, const char* text);
+
+// What dtm_check_later hands over when the worker has not answered in time.
+inline constexpr int DTM_TIMED_OUT = -3;
+
+// Runs dtm_has_subdir(AT_FDCWD, path, how) on a worker and hands its answer to
+// `answer` on the GUI thread, unless `receiver` is gone by then. When the worker
+// has not answered within the time-out, `answer` gets DTM_TIMED_OUT first, and the
+// real answer still follows if it ever comes.
+void dtm_check_later(QObject* receiver, const std::string& path, int how, std::function<void(int)> answer);
+// Runs `work` on a worker and then `done` on the GUI thread unless `receiver` is
+// gone by then. False when no worker could be started.
+bool dtm_work_later(QObject* receiver, std::function<void()> work, std::function<void()> done);

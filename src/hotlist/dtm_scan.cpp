@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
 #include <cstdio>
 #include <cstring>
 #include <dirent.h>
@@ -43,16 +46,62 @@ bool skip_name(const char* n, bool hide_dot)
     return hide_dot || n[1] == '\0' || (n[1] == '.' && n[2] == '\0');
 }
 
-// Whether entry e of the open directory dfd is a directory, links followed.
-// The type the stream delivers saves the status call for all but links.
-bool entry_is_dir(int dfd, const struct dirent* e)
+// Whether entry e of the open directory dfd is a directory, links followed unless
+// no_links. The type the stream delivers saves the status call for all but links.
+bool entry_is_dir(int dfd, const struct dirent* e, bool no_links = false)
 {
     if (e->d_type == DT_DIR)
         return true;
-    if (e->d_type != DT_LNK && e->d_type != DT_UNKNOWN)
+    if ((e->d_type != DT_LNK || no_links) && e->d_type != DT_UNKNOWN)
         return false;
     struct stat st {};
-    return ::fstatat(dfd, e->d_name, &st, 0) == 0 && S_ISDIR(st.st_mode);
+    return dtm_stat(dfd, e->d_name, &st, no_links ? AT_SYMLINK_NOFOLLOW : 0) == 0 && S_ISDIR(st.st_mode);
+}
+
+std::mutex sStatMutex;
+std::shared_ptr<const DirStatFn> sStatFn;
+
+#ifdef VELL_SANITIZED
+constexpr std::size_t kWorkerStack = 1 << 20;
+#else
+constexpr std::size_t kWorkerStack = 1 << 18;
+#endif
+constexpr int kMaxWorkers = 4;
+
+struct Workers {
+    std::mutex m;
+    std::condition_variable cv;
+    std::deque<std::function<void()>> tasks;
+    int threads = 0;
+    int idle = 0;
+};
+
+// Never freed: a worker stuck in a call at exit still holds it.
+Workers& workers()
+{
+    static Workers* w = new Workers;
+    return *w;
+}
+
+void* worker_main(void*)
+{
+    Workers& w = workers();
+    std::unique_lock<std::mutex> l(w.m);
+    for (;;) {
+        ++w.idle;
+        w.cv.wait(l, [&] { return !w.tasks.empty(); });
+        --w.idle;
+        std::function<void()> task = std::move(w.tasks.front());
+        w.tasks.pop_front();
+        l.unlock();
+        try {
+            task();
+        } catch (const std::bad_alloc&) {
+        }
+        task = nullptr;
+        l.lock();
+    }
+    return nullptr;
 }
 
 struct DirCloser {
@@ -99,8 +148,15 @@ int _list_cmp(const char* a, const char* b)
     return std::strcmp(a, b);
 }
 
-int dtm_has_subdir(int at, const char* path, bool hide_dot, const std::atomic<bool>* stop)
+int dtm_has_subdir(int at, const char* path, int how, const std::atomic<bool>* stop)
 {
+    const bool hide_dot = how & DTM_HIDE_DOT;
+    struct stat st {};
+    if (dtm_stat(at, path, &st, 0) != 0 || !S_ISDIR(st.st_mode))
+        return -1;
+    // Each subdirectory links back with its "..": no reading needed then.
+    if (!hide_dot && st.st_nlink > 2)
+        return 1;
     DirPtr dir = open_dir(at, path);
     if (!dir)
         return -1;
@@ -108,9 +164,42 @@ int dtm_has_subdir(int at, const char* path, bool hide_dot, const std::atomic<bo
     while (const struct dirent* e = ::readdir(dir.get())) {
         if (stop && stop->load(std::memory_order_relaxed))
             return 0;
-        if (!skip_name(e->d_name, hide_dot) && entry_is_dir(dfd, e))
+        if (!skip_name(e->d_name, hide_dot) && entry_is_dir(dfd, e, how & DTM_NO_LINKS))
             return 1;
     }
+    return 0;
+}
+
+void dtm_set_stat_fn(DirStatFn fn)
+{
+    std::lock_guard<std::mutex> l(sStatMutex);
+    sStatFn = fn ? std::make_shared<const DirStatFn>(std::move(fn)) : nullptr;
+}
+
+int dtm_stat(int at, const char* name, struct stat* st, int flags)
+{
+    std::shared_ptr<const DirStatFn> fn;
+    {
+        std::lock_guard<std::mutex> l(sStatMutex);
+        fn = sStatFn;
+    }
+    return fn ? (*fn)(at, name, st, flags) : ::fstatat(at, name, st, flags);
+}
+
+int dtm_run(std::function<void()> task)
+{
+    Workers& w = workers();
+    std::lock_guard<std::mutex> l(w.m);
+    w.tasks.push_back(std::move(task));
+    if (std::size_t(w.idle) < w.tasks.size() && w.threads < kMaxWorkers) {
+        if (start_detached(worker_main, nullptr, kWorkerStack) == 0) {
+            ++w.threads;
+        } else if (w.threads == 0) {
+            w.tasks.pop_back();
+            return -1;
+        }
+    }
+    w.cv.notify_one();
     return 0;
 }
 

@@ -5,21 +5,23 @@
 #include <QApplication>
 #include <QDrag>
 #include <QDragMoveEvent>
-#include <QElapsedTimer>
 #include <QHeaderView>
-#include <QLabel>
 #include <QMainWindow>
 #include <QMenu>
 #include <QMimeData>
 #include <QMouseEvent>
+#include <QHash>
 #include <QTreeWidget>
 #include <cstdio>
 #include <dirent.h>
+#include <fcntl.h>
+#include <memory>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 #include "dirmodel/fname.h"
-#include "dirmodel/fs_query.h"
+#include "dirmodel/es_path.h"
 #include "filelist/fl_panel.h"
 #include "filelist/tb_path.h"
 #include "hotlist/dtm.h"
@@ -33,7 +35,6 @@ HotlistTree gTree;
 namespace {
 constexpr char kMimeHotlist[] = "application/x-vell-hotlist";
 // Bits of the reader's option word that the tree reads.
-constexpr uint32_t kTreeOptNoLinks = 0x400;
 constexpr uint32_t kTreeOptDots = 0x800;
 constexpr uint32_t kTreeOptSorted = 0x1000;
 constexpr int kImageRole = Qt::UserRole;
@@ -44,6 +45,26 @@ QMenu* sCmenu = nullptr;
 QTreeWidgetItem* sDragItem = nullptr;
 QPoint sPressPos;
 QIcon sIcons[4];
+
+// Every item the tree makes, with a number of its own: an answer from a worker
+// finds its item here, or learns that the item is gone (collapsed, removed).
+QHash<const QTreeWidgetItem*, quint64> sItems;
+quint64 sNextItem = 0;
+
+class TreeItem : public QTreeWidgetItem {
+public:
+    explicit TreeItem(const QString& label) : QTreeWidgetItem(QStringList{label})
+    {
+        sItems.insert(this, ++sNextItem);
+    }
+    ~TreeItem() override { sItems.remove(this); }
+};
+
+// The item an answer was asked for, or null when it has gone since.
+QTreeWidgetItem* still_there(QTreeWidgetItem* it, quint64 id)
+{
+    return sItems.value(it, 0) == id ? it : nullptr;
+}
 
 QTreeWidgetItem* sibling(QTreeWidget* tree, QTreeWidgetItem* parent, int i)
 {
@@ -258,19 +279,34 @@ QTreeWidgetItem* x_add_item(QTreeWidget* tree, QTreeWidgetItem* parent, const QS
     }
     std::string parent_path;
     x_get_fullpath(parent, parent_path);
-    const int flags = ((gOptions & kTreeOptDots) ? 2 : 0) | ((gOptions & kTreeOptNoLinks) ? 1 : 0);
     const QByteArray name = label.toUtf8();
-    const int sub = fs_path_has_subdirectories(parent ? parent_path.c_str() : nullptr, name.constData(), flags);
-    if (sub == -2 && sorted)
-        return nullptr;
-    auto* it = new QTreeWidgetItem(QStringList{label});
-    set_image(it, sub == -1 ? kFile : sub == -2 ? kInvalid : kOpen);
-    it->setChildIndicatorPolicy(sub > 0 ? QTreeWidgetItem::ShowIndicator
-                                        : QTreeWidgetItem::DontShowIndicator);
+    std::string joined(parent_path.size() + std::size_t(name.size()) + 2, '\0');
+    joined.resize(std::size_t(es_construct_fullpath(joined.data(), parent ? parent_path.c_str() : nullptr,
+                                                    name.constData())));
+    const char* fs = fname_encode(joined.c_str());
+    if (!fs && sorted)
+        return nullptr;  // an untranslatable name does not appear in a sorted branch
+    auto* it = new TreeItem(label);
+    // Shown at once as a directory without subdirectories; the worker's answer
+    // gives the arrow, or marks a path that cannot be opened.
+    set_image(it, fs ? kOpen : kInvalid);
+    it->setChildIndicatorPolicy(QTreeWidgetItem::DontShowIndicator);
     if (parent)
         parent->insertChild(pos, it);
     else
         tree->insertTopLevelItem(pos, it);
+    if (fs) {
+        // The tree lists dot directories when the reader's word says so; links to
+        // directories are not subdirectories here.
+        const int how = ((gOptions & kTreeOptDots) ? 0 : DTM_HIDE_DOT) | DTM_NO_LINKS;
+        dtm_check_later(tree, fs, how, [it, id = sItems.value(it)](int sub) {
+            if (QTreeWidgetItem* i = still_there(it, id)) {
+                set_image(i, sub < 0 ? kFile : kOpen);
+                i->setChildIndicatorPolicy(sub > 0 ? QTreeWidgetItem::ShowIndicator
+                                                   : QTreeWidgetItem::DontShowIndicator);
+            }
+        });
+    }
     return it;
 }
 
@@ -283,38 +319,39 @@ void x_tree_expand(QTreeWidgetItem* item)
         wreport_untranslatable(gBase, path.c_str());
         return;
     }
-    const std::string dirpath = fs;
-    auto* status = gBase ? gBase->findChild<QLabel*>(QStringLiteral("status1")) : nullptr;
-    wblock(gBase, 1);
-    if (status)
-        wtimer_attach(status, 300, [](QWidget*, void*) {}, nullptr);
-    if (DIR* d = ::opendir(dirpath.c_str())) {
-        const bool dots = gOptions & kTreeOptDots;
-        const bool sorted = gOptions & kTreeOptSorted;
-        QElapsedTimer pump;
-        pump.start();
+    // Read on a worker: a directory on a mount that does not answer leaves the
+    // branch empty instead of the window frozen.
+    auto names = std::make_shared<std::vector<std::string>>();
+    const bool dots = gOptions & kTreeOptDots;
+    auto read = [names, dots, dirpath = std::string(fs)] {
+        DIR* d = ::opendir(dirpath.c_str());
+        if (!d)
+            return;
         while (const struct dirent* e = ::readdir(d)) {
             const char* n = e->d_name;
             if (n[0] == '.' && (n[1] == '\0' || (n[1] == '.' && n[2] == '\0') || !dots))
                 continue;
-            struct stat st {};
-            if (::fstatat(::dirfd(d), n, &st, 0) != 0 || !S_ISDIR(st.st_mode))
-                continue;
-            x_add_item(sTree, item, QString::fromUtf8(fname_decode(n)), sorted);
-            // The window stays alive on a big directory without paying for an
-            // event round after every entry.
-            if (pump.elapsed() >= 20) {
-                QCoreApplication::processEvents();
-                pump.restart();
+            if (e->d_type != DT_DIR) {
+                struct stat st {};
+                if (e->d_type != DT_LNK && e->d_type != DT_UNKNOWN)
+                    continue;
+                if (dtm_stat(::dirfd(d), n, &st, 0) != 0 || !S_ISDIR(st.st_mode))
+                    continue;
             }
+            names->emplace_back(n);
         }
         ::closedir(d);
-    }
-    if (status) {
-        wtimer_trigger(status);
-        wtimer_detach(status);
-    }
-    wblock(gBase, 0);
+    };
+    QTreeWidget* tree = item->treeWidget();
+    auto fill = [item, id = sItems.value(item), names, tree] {
+        QTreeWidgetItem* it = still_there(item, id);
+        if (!it || !it->isExpanded() || it->childCount() != 0)
+            return;
+        const bool sorted = gOptions & kTreeOptSorted;
+        for (const std::string& n : *names)
+            x_add_item(tree, it, QString::fromUtf8(fname_decode(n.c_str())), sorted);
+    };
+    dtm_work_later(tree, read, fill);
 }
 
 int tree_add(HotlistTree& t, const std::string& path)

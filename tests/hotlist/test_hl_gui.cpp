@@ -8,6 +8,9 @@
 #include <QPointer>
 #include <QTimer>
 #include <QTreeWidget>
+#include <atomic>
+#include <cstring>
+#include <future>
 
 #include "../filelist/fl_gui_fixture.h"
 #include "fileops/fop_engine.h"
@@ -116,13 +119,17 @@ TEST_F(HotlistTest, ExpandsLazilySortedWithDotsAndSelectingShowsTheDirectory)
     ASSERT_EQ(labels(), (QStringList{QString::fromStdString(dir / "top"), ""}));
     QTreeWidgetItem* top = tree()->topLevelItem(0);
     top->setExpanded(true);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return top->childCount() == 3; }, 10000));  // read on a worker
     EXPECT_EQ(labels(top), (QStringList{".d", "a", "b"}));
-    EXPECT_EQ(top->child(1)->childIndicatorPolicy(), QTreeWidgetItem::ShowIndicator);
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+        return top->child(1)->childIndicatorPolicy() == QTreeWidgetItem::ShowIndicator;
+    }, 10000));
     EXPECT_EQ(top->child(2)->childIndicatorPolicy(), QTreeWidgetItem::DontShowIndicator);
     make_dir("top/c");
     top->setExpanded(false);
     EXPECT_EQ(top->childCount(), 0);
     top->setExpanded(true);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return top->childCount() == 4; }, 10000));
     EXPECT_EQ(labels(top), (QStringList{".d", "a", "b", "c"}));
 
     tree()->setCurrentItem(top->child(1));  // a click selects: the list goes there
@@ -150,7 +157,7 @@ TEST_F(HotlistTest, DirectoryMenusCascadeInNumberOrderAndPlainEntriesChoose)
     plain->trigger();
     EXPECT_EQ(chosen, std::vector<std::string>{dir / "plain"});
 
-    ASSERT_NE(m->menu(), nullptr);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m->menu() != nullptr; }, 10000));  // looked into on a worker
     EXPECT_EQ(m->menu()->actions().front()->text(), "...");
     // An entry that cascades is chosen by Return and by a click, like a plain one,
     // and so is a row that cascades in its submenu.
@@ -174,6 +181,7 @@ TEST_F(HotlistTest, DirectoryMenusCascadeInNumberOrderAndPlainEntriesChoose)
 
     // Checked at creation, empty by the time it is shown: it turns plain.
     QAction* gone = dtm_add_item(&menu, dir / "m/a", "a", DTM_CHECK, pick);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return gone->menu() != nullptr; }, 10000));
     std::filesystem::remove(dir / "m/a/x");
     show_scanned(gone->menu());
     EXPECT_TRUE(QTest::qWaitFor([&] { return gone->menu() == nullptr; }, 2000));
@@ -252,4 +260,79 @@ TEST_F(HotlistTest, CopyToABookmarkAsksAndOtherTakesATypedDestination)
     EXPECT_TRUE(std::filesystem::exists(dir / "typed/f1"));
     EXPECT_TRUE(std::filesystem::exists(dir / "home/in/f3"));
     fop_set_done_delay_ms(1000);
+}
+
+TEST_F(HotlistTest, AStatusCallThatHangsFreezesNoMenuNorTheTreeAndAClosedMenuStopsItsScan)
+{
+    using namespace std::chrono_literals;
+    make_dir("hang/sub");
+    make_dir("top/a");
+    make_file("f");
+    for (int i = 0; i < 20; ++i)
+        make_dir("many/wait" + std::to_string(10 + i) + "/x");
+    ASSERT_EQ(::symlink((dir / "hang").c_str(), (dir / "top/hang_link").c_str()), 0);
+    std::ofstream(cfgdir / "hotlist.001") << dir / "hang" << "\n" << dir / "top" << "\n";
+    // The status call of a name beginning with "hang" waits for the first gate, one
+    // beginning with "wait" for the second. The wait is bounded so that a call made
+    // on the GUI thread fails the test instead of hanging it.
+    std::promise<void> gates[2];
+    struct Counts {
+        std::atomic<int> inside[2]{};
+        std::atomic<int> expired{0};
+    };
+    auto counts = std::make_shared<Counts>();
+    auto& inside = counts->inside;
+    dtm_set_stat_fn([open = std::array{gates[0].get_future().share(), gates[1].get_future().share()},
+                     counts](int fd, const char* n, struct stat* st, int fl) {
+        const char* base = std::strrchr(n, '/') ? std::strrchr(n, '/') + 1 : n;
+        for (int g : {0, 1})
+            if (std::strncmp(base, g ? "wait" : "hang", 4) == 0) {
+                ++counts->inside[g];
+                if (open[g].wait_for(10s) != std::future_status::ready)
+                    ++counts->expired;
+            }
+        return ::fstatat(fd, n, st, fl);
+    });
+
+    open();  // every bookmark is looked into at start-up
+    ASSERT_EQ(tree()->topLevelItemCount(), 2);
+    QTreeWidgetItem* hung = tree()->topLevelItem(0);
+    QTreeWidgetItem* top = tree()->topLevelItem(1);
+    top->setExpanded(true);  // its link to "hang" is followed
+    QMenu* bookmarks = window->ui->hotlist_menu;
+    hm_populate(bookmarks);
+    select({"f"});
+    QMenu menu;
+    mgen_work_insert(&menu);
+    QMenu* copy = menu.actions()[0]->menu();
+    emit copy->aboutToShow();
+    const QString hang_label = QString::fromStdString(dir / "hang/");
+    ASSERT_TRUE(action(bookmarks, hang_label) && action(copy, hang_label));
+    // The GUI went on while all four calls are still waiting on the workers.
+    EXPECT_TRUE(QTest::qWaitFor([&] { return inside[0] == 4; }, 10000));
+    EXPECT_EQ(hung->childIndicatorPolicy(), QTreeWidgetItem::DontShowIndicator);
+    EXPECT_EQ(action(copy, hang_label)->menu(), nullptr);
+    gates[0].set_value();
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+        return hung->childIndicatorPolicy() == QTreeWidgetItem::ShowIndicator && action(bookmarks, hang_label)->menu() &&
+               action(copy, hang_label)->menu() && top->childCount() == 2;
+    }, 10000));
+    EXPECT_EQ(labels(top), (QStringList{"a", "hang_link"}));
+
+    // Closed while its first subdirectory is being looked into, a menu looks into no
+    // other; shown again, it scans afresh.
+    QAction* many = dtm_add_item(&menu, dir / "many", "many", DTM_CHECK, [](const std::string&) {});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return many->menu() != nullptr; }, 10000));
+    many->menu()->popup(QPoint(0, 0));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return inside[1] == 1; }, 10000));
+    many->menu()->hide();
+    gates[1].set_value();
+    EXPECT_TRUE(QTest::qWaitFor([] { return dtm_scans_running() == 0; }, 10000));
+    EXPECT_EQ(inside[1], 1);
+    QListView* v = show_scanned(many->menu());
+    ASSERT_NE(v, nullptr);
+    EXPECT_EQ(v->model()->rowCount(), 20);
+    EXPECT_EQ(v->model()->index(19, 0).data(Qt::UserRole).toInt(), 2);
+    EXPECT_EQ(counts->expired, 0);
+    dtm_set_stat_fn(nullptr);
 }
