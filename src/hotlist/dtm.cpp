@@ -522,31 +522,30 @@ QAction* dtm_add_item(QMenu* parent, const std::string& path, const QString& lab
     return a;
 }
 
-bool dtm_work_later(QObject* receiver, std::function<void()> work, std::function<void()> done)
+void dtm_work_later(QObject* receiver, std::function<void()> work, std::function<void()> done,
+                    std::function<void()> timed_out)
 {
-    return dtm_run([me = QPointer<QObject>(receiver), work = std::move(work), done = std::move(done)] {
+    auto answered = std::make_shared<bool>(false);  // GUI thread only
+    const bool started = dtm_run([me = QPointer<QObject>(receiver), work = std::move(work),
+                                  done = std::move(done), answered] {
         work();
-        post_to(me, done);
+        post_to(me, [done, answered] {
+            *answered = true;
+            done();
+        });
     }) == 0;
+    if (timed_out)
+        QTimer::singleShot(started ? kCheckTimeoutMs : 0, receiver, [answered, timed_out = std::move(timed_out)] {
+            if (!*answered)
+                timed_out();
+        });
 }
 
 void dtm_check_later(QObject* receiver, const std::string& path, int how, std::function<void(int)> answer)
 {
-    struct Pending {
-        std::function<void(int)> answer;
-        bool answered = false;
-        int result = -1;  // written by the worker before its answer is posted
-    };
-    auto p = std::make_shared<Pending>();
-    p->answer = std::move(answer);
-    const bool started = dtm_work_later(
-        receiver, [p, path, how] { p->result = dtm_has_subdir(AT_FDCWD, path.c_str(), how); },
-        [p] {
-            p->answered = true;
-            p->answer(p->result);
-        });
-    QTimer::singleShot(started ? kCheckTimeoutMs : 0, receiver, [p] {
-        if (!p->answered)
-            p->answer(DTM_TIMED_OUT);
-    });
+    auto result = std::make_shared<int>(-1);  // written by the worker before its answer is posted
+    auto give = std::make_shared<std::function<void(int)>>(std::move(answer));
+    dtm_work_later(
+        receiver, [result, path, how] { *result = dtm_has_subdir(AT_FDCWD, path.c_str(), how); },
+        [result, give] { (*give)(*result); }, [give] { (*give)(DTM_TIMED_OUT); });
 }

@@ -35,5 +35,7 @@ inline constexpr int DTM_TIMED_OUT = -3;
 // real answer still follows if it ever comes.
 void dtm_check_later(QObject* receiver, const std::string& path, int how, std::function<void(int)> answer);
 // Runs `work` on a worker and then `done` on the GUI thread unless `receiver` is
-// gone by then. False when no worker could be started.
-bool dtm_work_later(QObject* receiver, std::function<void()> work, std::function<void()> done);
+// gone by then. When `done` has not run within the time-out, `timed_out` runs
+// (at once when no worker could be started).
+void dtm_work_later(QObject* receiver, std::function<void()> work, std::function<void()> done,
+                    std::function<void()> timed_out = {});

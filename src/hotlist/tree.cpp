@@ -348,10 +348,19 @@ void x_tree_expand(QTreeWidgetItem* item)
         if (!it || !it->isExpanded() || it->childCount() != 0)
             return;
         const bool sorted = gOptions & kTreeOptSorted;
+        if (it->data(0, kImageRole).toInt() == kFile && !names->empty()) {  // read after its time-out
+            set_image(it, kOpen);
+            it->setIcon(0, sIcons[kOpen]);
+        }
         for (const std::string& n : *names)
             x_add_item(tree, it, QString::fromUtf8(fname_decode(n.c_str())), sorted);
     };
-    dtm_work_later(tree, read, fill);
+    // Not read in time: the branch is marked as one that cannot be opened.
+    auto unread = [item, id = sItems.value(item)] {
+        if (QTreeWidgetItem* it = still_there(item, id); it && it->childCount() == 0)
+            set_image(it, kFile);
+    };
+    dtm_work_later(tree, read, fill, unread);
 }
 
 int tree_add(HotlistTree& t, const std::string& path)

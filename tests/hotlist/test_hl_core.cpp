@@ -147,6 +147,12 @@ TEST(DtmScan, ListsSubdirectoriesInMenuOrderThenChecksEach)
     EXPECT_TRUE(none.names.empty());
     EXPECT_EQ(dtm_has_subdir(AT_FDCWD, (dir / "a").c_str(), true), 1);
     EXPECT_EQ(dtm_has_subdir(AT_FDCWD, (dir / "only_dots").c_str(), true), 0);
+    // The tree's question: a link to a directory does not count, and a file is unreadable.
+    fs::create_directory(dir / "links");
+    fs::create_directory_symlink(dir / "a", dir / "links/to_a");
+    EXPECT_EQ(dtm_has_subdir(AT_FDCWD, (dir / "links").c_str(), 0), 1);
+    EXPECT_EQ(dtm_has_subdir(AT_FDCWD, (dir / "links").c_str(), DTM_NO_LINKS), 0);
+    EXPECT_EQ(dtm_has_subdir(AT_FDCWD, (dir / "file").c_str(), DTM_NO_LINKS), -1);
 }
 
 TEST(DtmScan, StopEndsAHugeScanAndNothingIsHandedOverAfterIt)
