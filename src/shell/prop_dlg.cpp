@@ -6,14 +6,25 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fcntl.h>
 #include <grp.h>
+#include <poll.h>
 #include <pwd.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/eventfd.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <thread>
 #include <unistd.h>
 
+#include <QApplication>
 #include <QDialog>
 #include <QMainWindow>
 #include <QPalette>
+#include <QPointer>
 #include <QTreeView>
 
 #include "assoc/as_run.h"
@@ -29,6 +40,30 @@
 #include "shell/init_config.h"
 #include "shell/w_utils.h"
 #include "ui_property_dlg.h"
+
+extern char** environ;
+
+#ifndef P_PIDFD
+#define P_PIDFD 3
+#endif
+
+// One run of the file tool. The dialog stops it when it no longer wants the
+// answer: the worker then kills the tool and reaps it, however far it got.
+struct PropTypeQuery {
+    const int cancel = ::eventfd(0, EFD_CLOEXEC);
+    bool stopped = false;  // GUI thread only
+    ~PropTypeQuery()
+    {
+        if (cancel >= 0)
+            ::close(cancel);
+    }
+    void stop()
+    {
+        stopped = true;
+        const uint64_t one = 1;
+        [[maybe_unused]] const ssize_t n = ::write(cancel, &one, sizeof one);
+    }
+};
 
 namespace {
 constexpr std::size_t kNamesMax = 252;  // the joined names of multiple mode
@@ -47,6 +82,77 @@ const ModeBit kModeBits[] = {
     {&Ui::property_dlg::pr_oexec, 01},       {&Ui::property_dlg::pr_setuserid, 04000},
     {&Ui::property_dlg::pr_setgroupid, 02000},
 };
+
+constexpr std::size_t kToolOutputMax = 4096;
+
+// Runs "file -L -- path" (no shell) and puts its output's first line, newline
+// kept, in `line` (empty when it gave none). False when `cancel` was signalled
+// first: the tool is then killed. It is reaped either way.
+bool run_file_tool(const std::string& path, int cancel, std::string& line)
+{
+    int fds[2];
+    if (::pipe2(fds, O_CLOEXEC) != 0)
+        return true;
+    posix_spawn_file_actions_t fa;
+    posix_spawn_file_actions_init(&fa);
+    posix_spawn_file_actions_adddup2(&fa, fds[1], STDOUT_FILENO);
+    posix_spawn_file_actions_addopen(&fa, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    std::string args[] = {"file", "-L", "--", path};
+    char* argv[] = {args[0].data(), args[1].data(), args[2].data(), args[3].data(), nullptr};
+    pid_t pid;
+    const int rc = ::posix_spawnp(&pid, "file", &fa, nullptr, argv, environ);
+    posix_spawn_file_actions_destroy(&fa);
+    ::close(fds[1]);
+    if (rc != 0) {
+        ::close(fds[0]);
+        return true;
+    }
+    // Signals go through a pidfd: with SIGCHLD ignored the tool is reaped as soon
+    // as it ends, and its number may go to another process.
+    const int pidfd = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+    const int pidfd_errno = errno;
+    bool cancelled = false;
+    std::string out;
+    char buf[1024];
+    for (;;) {
+        pollfd p[2] = {{fds[0], POLLIN, 0}, {cancel, POLLIN, 0}};
+        if (::poll(p, 2, -1) < 0) {
+            if (errno == EINTR)
+                continue;
+            break;
+        }
+        if (p[1].revents) {
+            cancelled = true;
+            break;
+        }
+        const ssize_t n = ::read(fds[0], buf, sizeof buf);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        if (out.size() < kToolOutputMax)
+            out.append(buf, static_cast<std::size_t>(n));
+    }
+    ::close(fds[0]);
+    if (pidfd >= 0) {
+        if (cancelled)
+            ::syscall(SYS_pidfd_send_signal, pidfd, SIGKILL, nullptr, 0);
+        siginfo_t info;
+        while (::waitid(static_cast<idtype_t>(P_PIDFD), pidfd, &info, WEXITED) != 0 && errno == EINTR) {
+        }
+        ::close(pidfd);
+    } else if (pidfd_errno != ESRCH) {
+        if (cancelled)
+            ::kill(pid, SIGKILL);
+        while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
+        }
+    }
+    if (cancelled)
+        return false;
+    const std::size_t end = out.find('\n');
+    line = end == std::string::npos ? out : out.substr(0, end + 1);
+    return true;
+}
 
 QString shown(const char* bytes)
 {
@@ -117,12 +223,16 @@ PropertyDlg::PropertyDlg(QWidget* parent) : dlg_(new QDialog(parent)), ui_(new U
     wshortcut(dlg_.get(), "Alt+C", ui_->pr_cancel);
 }
 
-PropertyDlg::~PropertyDlg() = default;
+PropertyDlg::~PropertyDlg()
+{
+    stop_filetype();
+}
 
 int PropertyDlg::prop_setup()
 {
     if (gDir.selected <= 0)
         return -1;
+    stop_filetype();
     wcenter(dlg_->parentWidget(), dlg_.get());
     for (const ModeBit& m : kModeBits) {
         (ui_.get()->*m.toggle)->setTristate(false);
@@ -158,9 +268,7 @@ void PropertyDlg::x_prop_setup_one(int entry)
     shown_name_ = fname_decode(r.name.c_str());
     ui_->pr_name->setText(QString::fromStdString(shown_name_));
     const std::string path = full_path(entry);
-    std::string type;
-    if (as_get_filetype(path.c_str(), r.status.st_mode, type))
-        ui_->pr_filetype->setText(QString::fromStdString(type).trimmed());
+    ask_filetype(path, r.status.st_mode);
     ui_->pr_size->setText(QString::number(r.status.st_size));
     char date[32];
     const time_t t = r.status.st_mtime;
@@ -181,6 +289,41 @@ void PropertyDlg::x_prop_setup_one(int entry)
     x_setup_permission_fields(static_cast<long>(static_cast<int>(r.status.st_uid)),
                               static_cast<long>(static_cast<int>(r.status.st_gid)));
     _show_mode(r.status.st_mode);
+}
+
+void PropertyDlg::ask_filetype(const std::string& path, mode_t mode)
+{
+    stop_filetype();
+    ui_->pr_filetype->setText(QStringLiteral("-"));
+    auto query = std::make_shared<PropTypeQuery>();
+    if (query->cancel < 0)
+        return;
+    type_query_ = query;
+    QPointer<QLabel> label(ui_->pr_filetype);
+    // The tool may hang on a dead mount: the dialog is shown meanwhile.
+    auto work = [query, label, path, mode] {
+        std::string line, type;
+        if (!run_file_tool(path, query->cancel, line))
+            return;
+        if (!as_filetype_from(path.c_str(), line.empty() ? nullptr : line.c_str(), mode, type))
+            return;
+        QMetaObject::invokeMethod(qApp, [query, label, text = QString::fromStdString(type).trimmed()] {
+            if (label && !query->stopped)
+                label->setText(text);
+        }, Qt::QueuedConnection);
+    };
+    try {
+        std::thread(std::move(work)).detach();
+    } catch (const std::system_error&) {
+        type_query_.reset();
+    }
+}
+
+void PropertyDlg::stop_filetype()
+{
+    if (type_query_)
+        type_query_->stop();
+    type_query_.reset();
 }
 
 void PropertyDlg::x_prop_setup_multi()
@@ -382,6 +525,7 @@ bool PropertyDlg::prop_done()
 
 void PropertyDlg::prop_cancel()
 {
+    stop_filetype();
     one_entry = -1;
     wblock(gBase, 0);
 }

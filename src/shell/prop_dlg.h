@@ -1,6 +1,7 @@
 // Properties (`property_dlg`): the selected entries' type, size, date, place, link,
 // owner and permission bits; renames one entry and changes the permission bits of
-// one or many. GUI thread only.
+// one or many. GUI thread only; the file tool that gives the type runs on a thread
+// of its own.
 #pragma once
 #include <memory>
 #include <string>
@@ -12,6 +13,7 @@ class QWidget;
 namespace Ui {
 class property_dlg;
 }
+struct PropTypeQuery;
 
 class PropertyDlg {
 public:
@@ -39,11 +41,16 @@ private:
     // The permission and set-ID bits the toggles give an entry of mode `current`:
     // a half-set toggle keeps that entry's own bit.
     mode_t toggled_mode(mode_t current) const;
+    // Starts the file tool on the entry off the GUI thread; pr_filetype shows its
+    // answer when it comes, unless the query was stopped first.
+    void ask_filetype(const std::string& path, mode_t mode);
+    void stop_filetype();
 
     std::unique_ptr<QDialog> dlg_;
     std::unique_ptr<Ui::property_dlg> ui_;
     int one_entry = -1;
     std::string shown_name_;  // the display text put into pr_name
+    std::shared_ptr<PropTypeQuery> type_query_;
 };
 
 // Edit > Inspect... (F9) and Rename (F2): the dialog over the main window.

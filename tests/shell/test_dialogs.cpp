@@ -1,5 +1,6 @@
 // Preferences and Properties driven through their named widgets over a main window
 // on a temporary directory; the effects are read back from the files and the list.
+#include <csignal>
 #include <cstring>
 
 #include <QCheckBox>
@@ -120,6 +121,47 @@ TEST_F(DialogTest, PropertiesRename)
     EXPECT_TRUE(p.dialog()->isVisible());
     EXPECT_EQ(w<QLineEdit>(p.dialog(), "pr_name")->text(), too_long);
     click(p.dialog(), "pr_cancel");
+}
+
+// The type comes from "file -L -- PATH" run off the GUI thread: the dialog shows
+// "-" until it answers, and a dialog closed first leaves no tool behind.
+TEST_F(DialogTest, PropertiesTypeArrivesFromTheFileTool)
+{
+    make_file("one", 3);
+    open();
+    fl_goto("one", 0, FIND_EXACT);
+    TmpDir tools;
+    const std::string go = tools / "go", pid = tools / "pid";
+    std::ofstream(tools / "file") << "#!/bin/sh\necho $$ >" << pid << ".tmp; mv " << pid << ".tmp " << pid
+                                  << "\ni=0; while [ ! -e " << go << " ] && [ $i -lt 400 ]; do sleep 0.05; i=$((i+1)); done"
+                                  << "\n[ \"$1 $2\" = '-L --' ] && printf '%s: ASCII text\\n' \"$3\"\n";
+    ::chmod((tools / "file").c_str(), 0755);
+    const std::string old_path = std::getenv("PATH");
+    ::setenv("PATH", (tools.path() + ":" + old_path).c_str(), 1);
+    const auto tool_pid = [&] {
+        pid_t n = 0;
+        EXPECT_TRUE(QTest::qWaitFor([&] { return std::ifstream(pid) >> n && n > 0; }, 10000));
+        std::filesystem::remove(pid);
+        return n;
+    };
+    {
+        PropertyDlg p(window);
+        ASSERT_EQ(p.prop_setup(), 0);
+        auto* type = w<QLabel>(p.dialog(), "pr_filetype");
+        EXPECT_EQ(type->text(), "-");
+        tool_pid();  // still running: the set-up did not wait for it
+        EXPECT_EQ(type->text(), "-");
+        std::ofstream{go};
+        EXPECT_TRUE(QTest::qWaitFor([&] { return type->text() == "ASCII text"; }, 10000));
+    }
+    std::filesystem::remove(go);
+    PropertyDlg p(window);
+    ASSERT_EQ(p.prop_setup(), 0);
+    const pid_t hanging = tool_pid();
+    click(p.dialog(), "pr_cancel");
+    EXPECT_TRUE(QTest::qWaitFor([&] { return ::kill(hanging, 0) != 0; }, 10000));
+    std::ofstream{go};
+    ::setenv("PATH", old_path.c_str(), 1);
 }
 
 // Several entries: a bit only some have is shown half set and left as each has it;
