@@ -28,6 +28,7 @@
 #include <QTreeView>
 
 #include "assoc/as_run.h"
+#include "dirmodel/dir_read.h"
 #include "dirmodel/dir_sort.h"
 #include "dirmodel/es_format.h"
 #include "dirmodel/es_path.h"
@@ -181,6 +182,15 @@ std::string full_path(int entry)
     return path;
 }
 
+// A symbolic link whose text the reader got (its other texts say why there is none).
+bool link_known(const FileRecord& r)
+{
+    if (!(r.flags & DIR_F_LINK))
+        return false;
+    const std::string_view text = r.link_text();
+    return text != DIR_TEXT_TIMEOUT && text != DIR_TEXT_NO_INFO && text != DIR_TEXT_NO_LINK;
+}
+
 bool is_dir(const FileRecord& r)
 {
     return S_ISDIR(r.status.st_mode);
@@ -277,11 +287,9 @@ void PropertyDlg::x_prop_setup_one(int entry)
     std::strftime(date, sizeof date, "%A %B %d, %Y", &tm);
     ui_->pr_modified->setText(QString::fromLocal8Bit(date));
     ui_->pr_location->setText(shown(gDir.path.c_str()));
-    char target[DIR_LINK_BUF];
-    const ssize_t n = ::readlink(path.c_str(), target, sizeof target - 1);
-    if (n >= 0) {
-        target[n] = '\0';
-        ui_->pr_symbolic->setText(shown(target));
+    // The reader's text: reading the link again here could hang on a dead mount.
+    if (link_known(r)) {
+        ui_->pr_symbolic->setText(shown(r.link_text()));
     } else {
         x_block_label(ui_->pr_symbolic_title, true);
         x_block_label(ui_->pr_symbolic, true);

@@ -123,11 +123,13 @@ TEST_F(DialogTest, PropertiesRename)
     click(p.dialog(), "pr_cancel");
 }
 
-// The type comes from "file -L -- PATH" run off the GUI thread: the dialog shows
-// "-" until it answers, and a dialog closed first leaves no tool behind.
-TEST_F(DialogTest, PropertiesTypeArrivesFromTheFileTool)
+// Nothing is asked of the file system on opening: the link's text is the list's,
+// and the type comes from "file -L -- PATH" run off the GUI thread. The dialog
+// shows "-" until it answers, and a dialog closed first leaves no tool behind.
+TEST_F(DialogTest, PropertiesOpenWithoutWaitingForTheFileSystem)
 {
     make_file("one", 3);
+    ASSERT_EQ(::symlink("one", (dir / "ln").c_str()), 0);
     open();
     fl_goto("one", 0, FIND_EXACT);
     TmpDir tools;
@@ -149,14 +151,17 @@ TEST_F(DialogTest, PropertiesTypeArrivesFromTheFileTool)
         ASSERT_EQ(p.prop_setup(), 0);
         auto* type = w<QLabel>(p.dialog(), "pr_filetype");
         EXPECT_EQ(type->text(), "-");
+        EXPECT_FALSE(w<QLabel>(p.dialog(), "pr_symbolic")->isEnabled());
         tool_pid();  // still running: the set-up did not wait for it
         EXPECT_EQ(type->text(), "-");
         std::ofstream{go};
         EXPECT_TRUE(QTest::qWaitFor([&] { return type->text() == "ASCII text"; }, 10000));
     }
     std::filesystem::remove(go);
+    fl_goto("ln", 0, FIND_EXACT);
     PropertyDlg p(window);
     ASSERT_EQ(p.prop_setup(), 0);
+    EXPECT_EQ(w<QLabel>(p.dialog(), "pr_symbolic")->text(), "one");
     const pid_t hanging = tool_pid();
     click(p.dialog(), "pr_cancel");
     EXPECT_TRUE(QTest::qWaitFor([&] { return ::kill(hanging, 0) != 0; }, 10000));
