@@ -91,9 +91,10 @@ TEST_F(ClipTest, DeleteAsksByTheSettings)
     EXPECT_FALSE(exists(dir / "three"));
 }
 
-TEST_F(ClipTest, DropsOnParentRowDirectoryRowAndListAndTheQuickReturnIsIgnored)
+TEST_F(ClipTest, DropsOnParentRowDirectoryRowAndListTheQuickReturnAndFromOtherPrograms)
 {
-    make_dir("here/sub");
+    for (const char* d : {"here/sub", "out/o1", "out/o2", "out/o3", "out/o4"})
+        make_dir(d);
     for (const char* n : {"here/a", "here/b", "here/c", "elsewhere"})
         make_file(n);
     gStartPath = dir / "here";
@@ -129,6 +130,29 @@ TEST_F(ClipTest, DropsOnParentRowDirectoryRowAndListAndTheQuickReturnIsIgnored)
                               std::chrono::steady_clock::now().time_since_epoch()).count();
     drop({"c"}, "..", {});
     EXPECT_TRUE(exists(dir / "here/c"));
+
+    // Another program's drag takes the action its source proposes (Shift proposes
+    // Move), within what the source allows; the drop does what the cursor showed.
+    dnd_start_timestamp = 0;
+    const std::tuple<std::string, Qt::DropActions, Qt::KeyboardModifiers, Qt::DropAction> cases[] = {
+        {"o1", Qt::CopyAction, {}, Qt::CopyAction},
+        {"o2", Qt::CopyAction | Qt::MoveAction, Qt::ShiftModifier, Qt::MoveAction},
+        {"o3", Qt::CopyAction | Qt::MoveAction, {}, Qt::CopyAction},
+        {"o4", Qt::LinkAction, {}, Qt::IgnoreAction},
+    };
+    const QPoint at(5, list()->viewport()->height() - 5);
+    for (const auto& [name, offer, mods, want] : cases) {
+        QMimeData data;
+        data.setData(kUriList, QByteArray::fromStdString(uri_from_path(dir / ("out/" + name)) + "\r\n"));
+        QDragEnterEvent enter(at, offer, &data, Qt::LeftButton, mods);
+        QApplication::sendEvent(list()->viewport(), &enter);
+        EXPECT_EQ(enter.isAccepted() ? enter.dropAction() : Qt::IgnoreAction, want) << name;
+        QDropEvent e(at, offer, &data, Qt::LeftButton, mods);
+        QApplication::sendEvent(list()->viewport(), &e);
+        ASSERT_TRUE(operations_end());
+        EXPECT_EQ(exists(dir / ("here/" + name)), want != Qt::IgnoreAction) << name;
+        EXPECT_EQ(exists(dir / ("out/" + name)), want != Qt::MoveAction) << name;
+    }
 }
 
 // A plain press on a selected row and a move drag the whole selection.
@@ -163,38 +187,6 @@ TEST_F(ClipTest, PressOnTheSelectionAndMoveDragsAllOfIt)
     EXPECT_EQ(dragged.size(), 1u);
     EXPECT_EQ(selected_records(), QStringList({"c", "d", "e"}));
     fl_set_drag_exec(nullptr);
-}
-
-// Another program's drag takes the action its source proposes, within what the
-// source allows, and the drop does what the cursor showed.
-TEST_F(ClipTest, DropsFromOtherProgramsTakeTheSourcesAction)
-{
-    make_dir("here");
-    for (const char* n : {"a", "b", "c", "d"})
-        make_dir(std::string("out/") + n);
-    gStartPath = dir / "here";
-    open();
-    dnd_start_timestamp = 0;
-    // Shift makes the source propose Move.
-    const std::tuple<std::string, Qt::DropActions, Qt::KeyboardModifiers, Qt::DropAction> cases[] = {
-        {"a", Qt::CopyAction, {}, Qt::CopyAction},
-        {"b", Qt::CopyAction | Qt::MoveAction, Qt::ShiftModifier, Qt::MoveAction},
-        {"c", Qt::CopyAction | Qt::MoveAction, {}, Qt::CopyAction},
-        {"d", Qt::LinkAction, {}, Qt::IgnoreAction},
-    };
-    const QPoint at(5, list()->viewport()->height() - 5);
-    for (const auto& [name, offer, mods, want] : cases) {
-        QMimeData data;
-        data.setData(kUriList, QByteArray::fromStdString(uri_from_path(dir / ("out/" + name)) + "\r\n"));
-        QDragEnterEvent enter(at, offer, &data, Qt::LeftButton, mods);
-        QApplication::sendEvent(list()->viewport(), &enter);
-        EXPECT_EQ(enter.isAccepted() ? enter.dropAction() : Qt::IgnoreAction, want) << name;
-        QDropEvent drop(at, offer, &data, Qt::LeftButton, mods);
-        QApplication::sendEvent(list()->viewport(), &drop);
-        ASSERT_TRUE(operations_end());
-        EXPECT_EQ(exists(dir / ("here/" + name)), want != Qt::IgnoreAction) << name;
-        EXPECT_EQ(exists(dir / ("out/" + name)), want != Qt::MoveAction) << name;
-    }
 }
 
 // A record naming more than entries of its directory, pasted (from another
