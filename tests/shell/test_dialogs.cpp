@@ -83,12 +83,17 @@ TEST_F(DialogTest, PreferencesApplyAtOnceAndReachTheFile)
     EXPECT_EQ(reader & cfg::kReaderDotBits, cfg::kReaderDotBits);
 }
 
-TEST_F(DialogTest, PropertiesRename)
+TEST_F(DialogTest, PropertiesRenameChangeOnlyTheBitsTouchedAndOpenWithoutWaiting)
 {
     make_file("one", 3);
     make_file("two", 5);
     const std::string odd = std::string("x\xff") + "y.txt";
     make_file(odd, 1);
+    make_file("a", 0, 0644);
+    make_file("b", 0, 0755);
+    make_dir("s");
+    ::chmod((dir / "s").c_str(), 01777);
+    ASSERT_EQ(::symlink("one", (dir / "ln").c_str()), 0);
     open();
     // Whether the dialog stayed open with the typed text for another try.
     const auto rename = [&](const std::string& from, const QString& to) {
@@ -114,16 +119,31 @@ TEST_F(DialogTest, PropertiesRename)
 
     EXPECT_TRUE(rename("one", QString(300, 'n')));  // refused by the system, which says why
     EXPECT_TRUE(messages.back().endsWith(QString("nnn'.\n") + std::strerror(ENAMETOOLONG)));
-}
 
-// Nothing is asked of the file system on opening: the link's text is the list's,
-// and the type comes from "file -L -- PATH" run off the GUI thread. The dialog
-// shows "-" until it answers, and a dialog closed first leaves no tool behind.
-TEST_F(DialogTest, PropertiesOpenWithoutWaitingForTheFileSystem)
-{
-    make_file("one", 3);
-    ASSERT_EQ(::symlink("one", (dir / "ln").c_str()), 0);
-    open();
+    // Several entries: a bit only some have is shown half set and left as each has it;
+    // a box the user sets or clears changes that bit on all. Untouched, a sticky
+    // entry keeps its bit, which has no box.
+    const auto done = [&](std::initializer_list<const char*> names, const char* toggle) {
+        select(names);
+        PropertyDlg p(window);
+        ASSERT_EQ(p.prop_setup(), 0);
+        EXPECT_TRUE(names.size() == 1 || w<QCheckBox>(p.dialog(), "pr_gexec")->checkState() == Qt::PartiallyChecked);
+        if (toggle)
+            w<QCheckBox>(p.dialog(), toggle)->click();
+        click(p.dialog(), "pr_done");
+    };
+    const auto mode = [&](const char* name) { return int(std::filesystem::status(dir / name).permissions()); };
+    done({"a", "b"}, nullptr);
+    EXPECT_EQ(std::pair(mode("a"), mode("b")), std::pair(0644, 0755));
+    done({"a", "b"}, "pr_uexec");  // half set: now set on both
+    done({"a", "b"}, "pr_gread");  // set on both: now clear on both
+    EXPECT_EQ(std::pair(mode("a"), mode("b")), std::pair(0704, 0715));
+    done({"s"}, nullptr);
+    EXPECT_EQ(mode("s"), 01777);
+
+    // Nothing is asked of the file system on opening: the link's text is the list's,
+    // and the type comes from "file -L -- PATH" run off the GUI thread. The dialog
+    // shows "-" until it answers, and a dialog closed first leaves no tool behind.
     fl_goto("one", 0, FIND_EXACT);
     TmpDir tools;
     const std::string go = tools / "go", pid = tools / "pid";
@@ -159,33 +179,4 @@ TEST_F(DialogTest, PropertiesOpenWithoutWaitingForTheFileSystem)
     EXPECT_TRUE(QTest::qWaitFor([&] { return ::kill(hanging, 0) != 0; }, 10000));
     std::ofstream{go};
     ::setenv("PATH", old_path.c_str(), 1);
-}
-
-// Several entries: a bit only some have is shown half set and left as each has it;
-// a box the user sets or clears changes that bit on all. Untouched, a sticky
-// entry keeps its bit, which has no box.
-TEST_F(DialogTest, PropertiesChangeOnlyThePermissionsTouched)
-{
-    make_file("a", 0, 0644);
-    make_file("b", 0, 0755);
-    make_dir("s");
-    ::chmod((dir / "s").c_str(), 01777);
-    open();
-    const auto done = [&](std::initializer_list<const char*> names, const char* toggle) {
-        select(names);
-        PropertyDlg p(window);
-        ASSERT_EQ(p.prop_setup(), 0);
-        EXPECT_TRUE(names.size() == 1 || w<QCheckBox>(p.dialog(), "pr_gexec")->checkState() == Qt::PartiallyChecked);
-        if (toggle)
-            w<QCheckBox>(p.dialog(), toggle)->click();
-        click(p.dialog(), "pr_done");
-    };
-    const auto mode = [&](const char* name) { return int(std::filesystem::status(dir / name).permissions()); };
-    done({"a", "b"}, nullptr);
-    EXPECT_EQ(std::pair(mode("a"), mode("b")), std::pair(0644, 0755));
-    done({"a", "b"}, "pr_uexec");  // half set: now set on both
-    done({"a", "b"}, "pr_gread");  // set on both: now clear on both
-    EXPECT_EQ(std::pair(mode("a"), mode("b")), std::pair(0704, 0715));
-    done({"s"}, nullptr);
-    EXPECT_EQ(mode("s"), 01777);
 }
