@@ -91,7 +91,7 @@ TEST_F(ClipTest, DeleteAsksByTheSettings)
     EXPECT_FALSE(exists(dir / "three"));
 }
 
-TEST_F(ClipTest, DropsOnParentRowDirectoryRowAndListTheQuickReturnAndFromOtherPrograms)
+TEST_F(ClipTest, DragsTheSelectionAndDropsOnRowsAndListTheQuickReturnAndFromOtherPrograms)
 {
     for (const char* d : {"here/sub", "out/o1", "out/o2", "out/o3", "out/o4"})
         make_dir(d);
@@ -99,6 +99,33 @@ TEST_F(ClipTest, DropsOnParentRowDirectoryRowAndListTheQuickReturnAndFromOtherPr
         make_file(n);
     gStartPath = dir / "here";
     open();
+    // A plain press on a selected row and a move drag the whole selection; a click
+    // there selects that row alone; a press elsewhere and a move select rows.
+    std::vector<QByteArray> dragged;
+    fl_set_drag_exec([&](QDrag* d) { dragged.push_back(d->mimeData()->data(kMimeFiles)); });
+    QWidget* vp = list()->viewport();
+    auto send = [&](QEvent::Type type, const char* row) {
+        const QPoint at = row_point(row_named(row));
+        QMouseEvent e(type, at, vp->mapToGlobal(at), type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton,
+                      type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(vp, &e);
+    };
+    select({"a", "c"});
+    send(QEvent::MouseButtonPress, "c");
+    send(QEvent::MouseMove, "a");
+    ASSERT_EQ(dragged.size(), 1u);
+    EXPECT_EQ(dragged[0].toStdString(), transf_pack({2, dir / "here", {"a", "c"}}));
+    EXPECT_EQ(selected_records(), QStringList({"a", "c"}));
+    send(QEvent::MouseButtonPress, "a");
+    send(QEvent::MouseButtonRelease, "a");
+    EXPECT_EQ(selected_records(), QStringList({"a"}));
+    send(QEvent::MouseButtonPress, "b");
+    send(QEvent::MouseMove, "c");
+    send(QEvent::MouseButtonRelease, "c");
+    EXPECT_EQ(dragged.size(), 1u);
+    EXPECT_EQ(selected_records(), QStringList({"b", "c"}));
+    fl_set_drag_exec(nullptr);
+
     auto drop = [&](std::initializer_list<const char*> names, const char* onto, Qt::KeyboardModifiers mods) {
         select(names);
         QMimeData data;
@@ -153,40 +180,6 @@ TEST_F(ClipTest, DropsOnParentRowDirectoryRowAndListTheQuickReturnAndFromOtherPr
         EXPECT_EQ(exists(dir / ("here/" + name)), want != Qt::IgnoreAction) << name;
         EXPECT_EQ(exists(dir / ("out/" + name)), want != Qt::MoveAction) << name;
     }
-}
-
-// A plain press on a selected row and a move drag the whole selection.
-TEST_F(ClipTest, PressOnTheSelectionAndMoveDragsAllOfIt)
-{
-    for (const char* n : {"a", "b", "c", "d", "e"})
-        make_file(n);
-    open();
-    std::vector<QByteArray> dragged;
-    fl_set_drag_exec([&](QDrag* d) { dragged.push_back(d->mimeData()->data(kMimeFiles)); });
-    QWidget* vp = list()->viewport();
-    auto send = [&](QEvent::Type type, const char* row) {
-        const QPoint at = row_point(row_named(row));
-        QMouseEvent e(type, at, vp->mapToGlobal(at), type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton,
-                      type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(vp, &e);
-    };
-    select({"b", "d"});
-    send(QEvent::MouseButtonPress, "d");
-    send(QEvent::MouseMove, "b");
-    ASSERT_EQ(dragged.size(), 1u);
-    EXPECT_EQ(dragged[0].toStdString(), transf_pack({2, dir.path(), {"b", "d"}}));
-    EXPECT_EQ(selected_records(), QStringList({"b", "d"}));
-
-    // A click there selects that row alone; a press elsewhere and a move select rows.
-    send(QEvent::MouseButtonPress, "b");
-    send(QEvent::MouseButtonRelease, "b");
-    EXPECT_EQ(selected_records(), QStringList({"b"}));
-    send(QEvent::MouseButtonPress, "c");
-    send(QEvent::MouseMove, "e");
-    send(QEvent::MouseButtonRelease, "e");
-    EXPECT_EQ(dragged.size(), 1u);
-    EXPECT_EQ(selected_records(), QStringList({"c", "d", "e"}));
-    fl_set_drag_exec(nullptr);
 }
 
 // A record naming more than entries of its directory, pasted (from another
