@@ -191,10 +191,7 @@ TEST_F(FopGui, DeleteOfOneItemStartsWhenItsStatusAnswers)
     fop_gui_set_engine(
         [&](int, const std::string&, const std::vector<std::string>&, const std::string&, uint32_t, void*, auto,
             FopUi*) -> FopRequest* { return nullptr; },
-        [&](uint32_t, int, bool single) {
-            singles.push_back(single);
-            return 0u;
-        });
+        [&](uint32_t, int, bool single) { singles.push_back(single); return 0u; });
     std::promise<void> gates[2];
     static std::atomic<int> inside, back;  // outlive the test, as the hung call may
     const auto hang_on = [&](std::promise<void>& gate) {
