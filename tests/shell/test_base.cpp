@@ -4,6 +4,7 @@
 
 #include <QApplication>
 #include <QTest>
+#include <QTimer>
 #include <sys/stat.h>
 
 #include "shell/base.h"
@@ -25,6 +26,10 @@ protected:
     }
     void TearDown() override
     {
+        // Closing the window asks the application to quit, which would end every
+        // later test's dialog loop at once; running the main loop takes that back.
+        QTimer::singleShot(0, qApp, [] { QCoreApplication::exit(0); });
+        QCoreApplication::exec();
         delete window;
         delete gConfig;
         gConfig = nullptr;
