@@ -74,18 +74,30 @@ protected:
     {
         switch (ev->type()) {
         case QEvent::MouseButtonPress: {
+            if (replaying_)
+                return false;
             auto* me = static_cast<QMouseEvent*>(ev);
             armed_ = me->button() == Qt::LeftButton;
-            // The view leaves the selection alone until the release when a plain
-            // press lands on a selected row: that press may start a drag of it all.
+            // A plain press on a selected row may start a drag of it all: the view
+            // does not see it until the release shows it was a click, so no drag
+            // leaves the view halfway through a gesture of its own.
             press_ = me->position().toPoint();
+            press_global_ = me->globalPosition().toPoint();
             const int i = target_row(press_);
             on_selection_ = armed_ && !(me->modifiers() & (Qt::ShiftModifier | Qt::ControlModifier)) &&
                             i >= 0 && (gDir[i].flags & DIR_F_SELECTED);
-            return false;
+            return on_selection_;
         }
         case QEvent::MouseButtonRelease:
-            armed_ = on_selection_ = false;
+            if (on_selection_) {
+                on_selection_ = false;
+                replaying_ = true;
+                QMouseEvent press(QEvent::MouseButtonPress, press_, press_global_, Qt::LeftButton, Qt::LeftButton,
+                                  Qt::NoModifier);
+                QApplication::sendEvent(list_->viewport(), &press);
+                replaying_ = false;
+            }
+            armed_ = false;
             return false;
         case QEvent::MouseMove: {
             auto* me = static_cast<QMouseEvent*>(ev);
@@ -205,6 +217,8 @@ private:
     bool on_selection_ = false;  // the left button went down on a selected row
     bool in_list_drag_ = false;  // a drag started on the selection is running
     QPoint press_;
+    QPoint press_global_;
+    bool replaying_ = false;  // the held-back press goes to the view after all
     Qt::DropAction shown_ = Qt::IgnoreAction;  // the action the cursor last showed
 };
 }  // namespace

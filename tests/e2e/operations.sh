@@ -21,11 +21,12 @@ xdotool windowmove "$a" 0 0 windowsize "$a" 630 600
 start_vell "$vell" "$dst" strace -f -o /dev/null -e trace=copy_file_range -e inject=copy_file_range:delay_exit=40000
 b=$win bpid=$vpid
 xdotool windowmove "$b" 640 0 windowsize "$b" 630 600
+sleep 1
 as() { eval "win=\$$1 vpid=\$${1}pid"; }
 
 ops_window() {
     for _ in $(seq 50); do
-        ops=$(xdotool search --onlyvisible --pid "$vpid" --name '^VELL: File Operations$' | head -1)
+        ops=$(xdotool search --all --onlyvisible --pid "$vpid" --name '^VELL: File Operations$' | head -1)
         [ -n "$ops" ] && return 0
         sleep 0.1
     done
@@ -59,6 +60,7 @@ drag() {
 }
 as b
 target=$(row target)
+[ -n "$target" ] || fail "the target row was not found"
 as a
 from=$(row dragme)
 [ -n "$target" ] && [ -n "$from" ] || fail "rows not found: target=$target dragme=$from"
@@ -68,6 +70,7 @@ wait_for "$dst/target/dragme"
 echo "drag onto a directory of the other instance: moved"
 as b
 target=$(row target)
+[ -n "$target" ] || fail "the target row was not found"
 as a
 from=$(row ctrlme)
 drag "$from" "$target" ctrl

@@ -82,7 +82,15 @@ shot() {
 }
 
 # keys XDOTOOL-ARGS...: real input to $win, then a moment for the program to act.
-keys() { xdotool windowactivate --sync "$win" >/dev/null 2>&1; xdotool "$@"; sleep 0.4; }
+# The manager may report the activation before it has moved the focus: keys sent then
+# went to the other instance's window.
+keys() {
+    xdotool windowactivate --sync "$win" >/dev/null 2>&1
+    for _ in $(seq 40); do [ "$(xdotool getactivewindow 2>/dev/null)" = "$win" ] && break; sleep 0.05; done
+    sleep 0.1
+    xdotool "$@"
+    sleep 0.4
+}
 # pick NAME: type-ahead in $win selects the first entry that begins with NAME.
 pick() { keys key Escape; keys type --delay 50 "$1"; }
 clip_out() { xclip -o -selection clipboard -t "$1" 2>/dev/null; }
@@ -124,11 +132,18 @@ answer() {
 # row NAME: selects NAME in $win and prints the window's y of its row, found by the
 # selection's blue in a column near the window's right edge.
 row() {
+    local y=""
     pick "$1"
     eval "$(xdotool getwindowgeometry --shell "$win")"
-    import -window "$win" "$work/row.png"
-    convert "$work/row.png" -crop "1x$HEIGHT+$((WIDTH - 60))+0" +repage txt:- |
-        awk -F'[,:]' '/#[23][0-9A-F][789][0-9A-F][A-D][0-9A-F]/ { s += $2; n++ } END { if (n) print int(s / n) }'
+    # The blue comes with the window's activation, which may be drawn a moment later.
+    for _ in 1 2 3 4 5; do
+        import -window "$win" "$work/row.png"
+        y=$(convert "$work/row.png" -crop "1x$HEIGHT+$((WIDTH - 60))+0" +repage txt:- |
+            awk -F'[,:]' '/#[23][0-9A-F][789][0-9A-F][A-D][0-9A-F]/ { s += $2; n++ } END { if (n) print int(s / n) }')
+        [ -n "$y" ] && break
+        sleep 0.3
+    done
+    echo "$y"
 }
 # goto DIR: types DIR into the path bar of $win (Delete drops what the history proposes).
 goto() { keys key alt+p ctrl+a; keys type --delay 10 "$1"; keys key Delete Return; }
