@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,15 @@
 FopRequest* fop(int kind, const std::string& srcdir, const std::vector<std::string>& names,
                 const std::string& dest, uint32_t flags, void* slot,
                 std::function<void(const std::string&, const std::string&)> item_cb, FopUi* ui);
+
+// The two halves of fop(), for callers that fill in more of the request (a
+// restore's entries, an undo's checks) before it starts. fop_make gives null
+// with errno EINVAL or ENOMEM; fop_launch frees the request and gives null with
+// errno set when its thread cannot start.
+std::unique_ptr<FopRequest> fop_make(int kind, const std::string& srcdir, const std::vector<std::string>& names,
+                                     const std::string& dest, uint32_t flags);
+FopRequest* fop_launch(std::unique_ptr<FopRequest> r, void* slot,
+                       std::function<void(const std::string&, const std::string&)> item_cb, FopUi* ui);
 
 // Request flags from the settings record's option word (cfg::OPT_*).
 // single_non_directory: a delete of exactly one item that is not a directory.

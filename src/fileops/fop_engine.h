@@ -62,6 +62,15 @@ void fop_restore_kept_dirs(FopRequest& r);
 int fop_delete_file(FopRequest& r, const std::string& dir, const std::string& name,
                     unsigned char dtype = 0, int dirfd = -1);
 
+// Trash: each item of the selection into the Trash of its file system; what has
+// none is deleted for good where the user agrees. Restore: each entry of
+// r.restore back to where it came from. 0, or -1 when aborted.
+int fop_trash_files(FopRequest& r);
+int fop_restore_files(FopRequest& r);
+
+// Notes that the selected item `from` became `to`, for Undo.
+void fop_note_made(FopRequest& r, const std::string& from, const std::string& to);
+
 // Runs the whole operation and returns; does not free the request nor call
 // ui->finished. The thread entry wraps it.
 void fop_run(FopRequest& r);

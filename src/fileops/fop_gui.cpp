@@ -290,6 +290,27 @@ void fop_gui_set_stat(FopStatFn fn, std::chrono::milliseconds timeout)
     sStatTimeout = sStat ? timeout : DirReadEnv().stat_timeout;
 }
 
+int fop_start_request(std::unique_ptr<FopRequest> r)
+{
+    if (!r)
+        return -1;
+    SlotPanel* panel = slot_add();
+    if (!panel)
+        return -1;
+    if (sBeforeOp)
+        sBeforeOp();
+    FopItemFn item_cb = r->kind == FOP_COPY ? FopItemFn() : sAfterItem;
+    FopRequest* started = fop_launch(std::move(r), panel, item_cb, fop_gui_ui());
+    if (!started) {
+        const int e = errno;
+        std::fprintf(stderr, "failed to start operation!: %s\n", std::strerror(e));
+        errno = e;
+        return -1;
+    }
+    slot_set_request(panel, started);
+    return 0;
+}
+
 int fop_start_cmd(int kind, const std::string& srcdir, const std::vector<std::string>& names,
                   const std::string& dest)
 {

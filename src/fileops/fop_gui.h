@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <sys/stat.h>
@@ -90,3 +91,6 @@ void fop_gui_set_stat(FopStatFn fn, std::chrono::milliseconds timeout);
 // that then fails is reported the same way.
 int fop_start_cmd(int kind, const std::string& srcdir, const std::vector<std::string>& names,
                   const std::string& dest);
+// GUI thread: the same for a request made beforehand (fop_make, undo_request). Its
+// flags are kept; a restore, a trash and a delete get the item hooks.
+int fop_start_request(std::unique_ptr<FopRequest> r);

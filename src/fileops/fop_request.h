@@ -8,11 +8,16 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <sys/types.h>
 #include <vector>
+
+#include "trash.h"
 
 class FopUi;
 
-enum FopKind : int { FOP_COPY = 0, FOP_MOVE = 1, FOP_DELETE = 2 };
+// Trash moves the selection into the Trash of each item's file system; Restore
+// puts trashed items back where they came from.
+enum FopKind : int { FOP_COPY = 0, FOP_MOVE = 1, FOP_DELETE = 2, FOP_TRASH = 3, FOP_RESTORE = 4 };
 
 // Request flags.
 inline constexpr uint32_t FOPF_MKDIR_DST = 0x0001;
@@ -44,6 +49,29 @@ struct FopDisplay {
     int time_left = 0;  // seconds; below 1 shows blank
 };
 
+// One item of the selection as the operation left it: `from` became `to` (for
+// Trash, `to` is the item's path in the Trash and `entry` says where it was).
+// The identity is of what was made, so that an undo can tell it is still there:
+// device and inode, and since an inode number is soon reused, the birth time
+// (the change time where the file system keeps none). Filled by fop_identify.
+struct FopMade {
+    std::string from;
+    std::string to;
+    dev_t dev = 0;
+    ino_t ino = 0;
+    int64_t stamp = 0;  // nanoseconds; 0: not known, not compared
+    TrashEntry entry;
+};
+
+// Checked by the worker before it does anything: `path` must still be the item
+// with this identity, or (ino 0) nothing may be at `path`.
+struct FopExpect {
+    std::string path;
+    dev_t dev = 0;
+    ino_t ino = 0;
+    int64_t stamp = 0;
+};
+
 struct FopRequest {
     std::atomic<int> cancel{0};
     std::atomic<int> pause{0};
@@ -66,6 +94,15 @@ struct FopRequest {
     // "Continue All" was answered to an error on one item: the later ones are
     // passed over without a question.
     bool continue_all = false;
+
+    // Restore: the entries going back, one per name of the first group.
+    std::vector<TrashEntry> restore;
+    // An Empty Trash: the Trash directory whose info files go with their items.
+    std::string trash_dir;
+    std::vector<FopExpect> expect;
+    // What the selection became, for Undo; false for the operations Undo runs.
+    bool undoable = true;
+    std::vector<FopMade> made;
 
     FopUi* ui = nullptr;
     void* slot = nullptr;  // the GUI's handle of the progress panel

@@ -6,6 +6,7 @@
 #include "fop_info.h"
 #include "shell/init_config.h"
 #include "shell/io_util.h"
+#include "undo.h"
 
 #include <atomic>
 #include <cerrno>
@@ -71,6 +72,10 @@ std::pair<std::size_t, std::size_t> copy_all(FopRequest& r)
             unsigned char dtype = i < r.groups[g].types.size() ? r.groups[g].types[i] : 0;
             int rc = fop_copy_file(r, r.groups[g].dir, &name, r.destination, &dirs, dtype);
             if (rc == 0) {
+                if (g == 0) {
+                    const std::string src = fop_path(r.groups[0].dir, name);
+                    fop_note_made(r, src, fop_dest_path(r, src));
+                }
                 fop_item_done(r, r.groups[g].dir, name);
                 r.files_done++;
             } else if (rc == 1) {
@@ -97,11 +102,40 @@ void fop_set_done_delay_ms(int ms)
     sDoneDelayMs.store(ms);
 }
 
+namespace {
+// The operation's first identity check of what lies where: what an undo reverses
+// must still be what the operation made.
+bool expectations_hold(FopRequest& r)
+{
+    std::string why;
+    if (fop_expectations_hold(r, why))
+        return true;
+    fop_errinfo(r, "Undo", "%s", why.c_str());
+    return false;
+}
+}  // namespace
+
 void fop_run(FopRequest& r)
 {
+    struct NoteUndo {
+        FopRequest& r;
+        ~NoteUndo() { undo_note_request(r); }
+    } note{r};
     try {
         if (r.buffer.empty())
             r.buffer.assign(buffer_size(r.flags), 0);
+        if (!expectations_hold(r))
+            return;
+        if (r.kind == FOP_TRASH || r.kind == FOP_RESTORE) {
+            fop_update_info(r, "Scanning", "", "", "", "", kFopPercentZero, 0);
+            if (r.kind == FOP_TRASH)
+                fop_trash_files(r);
+            else
+                fop_restore_files(r);
+            fop_update_info(r, kFopKeep, "Done", "", "", "", 100, 0);
+            sleep_ms(sDoneDelayMs.load());
+            return;
+        }
         fop_update_info(r, "Scanning", "", "", "", "", kFopPercentZero, 0);
         if (fop_check_dst(r) < 0)
             return;
@@ -162,6 +196,7 @@ int fop_move_files(FopRequest& r)
                 // the copy-and-delete path, without a word.
                 if (rename(src.c_str(), tgt.c_str()) != 0)
                     continue;
+                fop_note_made(r, src, tgt);
                 fop_item_done(r, r.groups[g].dir, name);
             }
             // A skip or an "&Overwrite" answers for this item alone: the next
@@ -192,6 +227,15 @@ int fop_delete_files(FopRequest& r, bool interactive)
             unsigned char dtype = i < r.groups[g].types.size() ? r.groups[g].types[i] : 0;
             if (fop_delete_file(r, dir, name, dtype, dirfd.get()) < 0)
                 return -1;
+            // Emptying the Trash: an item gone takes its description with it.
+            if (g == 0 && !r.trash_dir.empty()) {
+                TrashEntry e;
+                e.trash_dir = r.trash_dir;
+                e.name = name;
+                struct stat st;
+                if (lstat(e.files_path().c_str(), &st) != 0 && errno == ENOENT)
+                    trash_forget(e);
+            }
             if (interactive)
                 r.files_done++;
         }
@@ -233,6 +277,16 @@ int fop_delete_file(FopRequest& r, const std::string& dir, const std::string& na
     return 0;
 }
 
+void fop_note_made(FopRequest& r, const std::string& from, const std::string& to)
+{
+    FopMade m;
+    if (r.undoable && fop_identify(to, m)) {
+        m.from = from;
+        m.to = to;
+        r.made.push_back(std::move(m));
+    }
+}
+
 uint32_t fop_flags_from_options(uint32_t opt, int kind, bool single_non_directory)
 {
     uint32_t f = 0;
@@ -244,7 +298,8 @@ uint32_t fop_flags_from_options(uint32_t opt, int kind, bool single_non_director
         f |= FOPF_SYM_FILES;
     if (opt & cfg::OPT_CHOWN_ASSUME_IGNORE)
         f |= FOPF_OWNER_IGNORE;
-    if (kind == FOP_DELETE) {
+    // A trash deletes for good what cannot be trashed, as a delete would.
+    if (kind == FOP_DELETE || kind == FOP_TRASH) {
         if (single_non_directory) {
             if (opt & cfg::OPT_RM1_NO_PROMPT)
                 f |= FOPF_DELETE_ALL;
@@ -257,35 +312,55 @@ uint32_t fop_flags_from_options(uint32_t opt, int kind, bool single_non_director
     return f;
 }
 
-FopRequest* fop(int kind, const std::string& srcdir, const std::vector<std::string>& names, const std::string& dest,
-                uint32_t flags, void* slot, std::function<void(const std::string&, const std::string&)> item_cb,
-                FopUi* ui)
+std::unique_ptr<FopRequest> fop_make(int kind, const std::string& srcdir, const std::vector<std::string>& names,
+                                     const std::string& dest, uint32_t flags)
 {
-    if (kind < FOP_COPY || kind > FOP_DELETE || names.empty() || srcdir.empty() || !ui ||
-        (kind != FOP_DELETE && dest.empty())) {
+    const bool has_dest = kind == FOP_COPY || kind == FOP_MOVE;
+    if (kind < FOP_COPY || kind > FOP_RESTORE || names.empty() || srcdir.empty() || (has_dest && dest.empty())) {
         errno = EINVAL;
         return nullptr;
     }
-    std::unique_ptr<FopRequest> r;
     try {
-        r = std::make_unique<FopRequest>();
+        auto r = std::make_unique<FopRequest>();
         r->kind = kind;
         r->flags = flags;
-        r->destination = kind == FOP_DELETE ? std::string() : dest;
+        r->destination = has_dest ? dest : std::string();
         r->buffer.assign(buffer_size(flags), 0);
         r->prefix_len = srcdir.size();
         r->groups.push_back(FopGroup{srcdir, names, {}});
         r->total_files = int(names.size());
-        r->ui = ui;
-        r->slot = slot;
-        r->item_cb = std::move(item_cb);
+        return r;
     } catch (const std::bad_alloc&) {
         errno = ENOMEM;
         return nullptr;
     }
+}
+
+FopRequest* fop_launch(std::unique_ptr<FopRequest> r, void* slot,
+                       std::function<void(const std::string&, const std::string&)> item_cb, FopUi* ui)
+{
+    if (!r || !ui || (r->kind == FOP_RESTORE && r->restore.size() != r->groups[0].names.size())) {
+        errno = EINVAL;
+        return nullptr;
+    }
+    r->ui = ui;
+    r->slot = slot;
+    r->item_cb = std::move(item_cb);
     if (const int rc = start_detached(fop_thread, r.get(), VELL_FOP_STACK_SIZE); rc != 0) {
         errno = rc;
         return nullptr;
     }
     return r.release();
+}
+
+FopRequest* fop(int kind, const std::string& srcdir, const std::vector<std::string>& names, const std::string& dest,
+                uint32_t flags, void* slot, std::function<void(const std::string&, const std::string&)> item_cb,
+                FopUi* ui)
+{
+    if (!ui) {
+        errno = EINVAL;
+        return nullptr;
+    }
+    auto r = fop_make(kind, srcdir, names, dest, flags);
+    return r ? fop_launch(std::move(r), slot, std::move(item_cb), ui) : nullptr;
 }

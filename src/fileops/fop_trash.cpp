@@ -1,0 +1,135 @@
+// The Trash phases of an operation: moving the selection into the Trash (and
+// deleting for good what cannot go there, when the user says so), and putting
+// trashed items back.
+#include "fop_engine.h"
+#include "fop_info.h"
+#include "trash.h"
+#include "undo.h"
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <sys/stat.h>
+
+namespace {
+std::string parent_of(const std::string& path)
+{
+    const auto slash = path.find_last_of('/');
+    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string base_of(const std::string& path)
+{
+    const auto slash = path.find_last_of('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+int percent_of(const FopRequest& r)
+{
+    return r.total_files > 0 ? int(int64_t(r.files_done) * 100 / r.total_files) : 0;
+}
+}  // namespace
+
+int fop_trash_files(FopRequest& r)
+{
+    fop_update_info(r, "Moving to Trash", kFopKeep, kFopKeep, kFopKeep, kFopKeep, kFopPercentZero, kFopTimeKeep);
+    FopGroup& sel = r.groups[0];
+    bool delete_rest = false;  // "Delete A&ll" to an item that has no Trash
+    bool any_to_delete = false;
+    for (std::string& name : sel.names) {
+        if (fop_pause_trap(r) || r.cancel.load())
+            return -1;
+        if (name.empty())
+            continue;
+        const std::string path = fop_path(sel.dir, name);
+        fop_update_info(r, "Moving to Trash", " Dir: ", sel.dir, "File: ", name, percent_of(r),
+                        fop_calc_time_left(r, r.files_done, r.total_files));
+        const TrashPut put = trash_put(path, time(nullptr));
+        if (put.error_kind == TrashError::None) {
+            // Known again by its identity in the Trash (a rename changes no birth time).
+            FopMade m;
+            if (fop_identify(put.entry.files_path(), m)) {
+                m.from = path;
+                m.to = put.entry.files_path();
+                m.entry = put.entry;
+                r.made.push_back(std::move(m));
+            }
+            fop_item_done(r, sel.dir, name);
+            name.clear();
+            r.files_done++;
+            continue;
+        }
+        if (put.error_kind == TrashError::Failed) {
+            if (fop_ask_continue(r, "Move to Trash", "Unable to move '%s' to the Trash\n%s\n",
+                                 fop_disp(r, path).c_str(), strerror(put.error)) < 0)
+                return -1;
+            name.clear();
+            r.files_done++;
+            continue;
+        }
+        if (!delete_rest) {
+            const int a = fop_alert(r, "Move to Trash", "&Delete|Delete A&ll|@&Skip|#a&Bort",
+                                    "'%s' cannot be moved to the Trash:\n"
+                                    "its file system has no Trash that can be written (%s).\n"
+                                    "Do you want to delete it permanently?\n",
+                                    fop_disp(r, path).c_str(), strerror(put.error));
+            if (a == 4)
+                return -1;
+            if (a == 3) {
+                name.clear();
+                r.files_done++;
+                continue;
+            }
+            delete_rest = a == 2;
+        }
+        any_to_delete = true;  // the name stays for the delete below
+    }
+    if (!any_to_delete)
+        return 0;
+    // The user has said yes to each of these: a delete of them without the usual
+    // confirmation, but with the questions about read-only files its settings ask.
+    r.kind = FOP_DELETE;
+    if (fop_build_filelist(r) != 0)
+        return -1;
+    return fop_delete_files(r, true);
+}
+
+int fop_restore_files(FopRequest& r)
+{
+    fop_update_info(r, "Restoring", kFopKeep, kFopKeep, kFopKeep, kFopKeep, kFopPercentZero, kFopTimeKeep);
+    FopGroup& sel = r.groups[0];
+    for (std::size_t i = 0; i < sel.names.size(); i++) {
+        if (fop_pause_trap(r) || r.cancel.load())
+            return -1;
+        if (sel.names[i].empty())
+            continue;
+        const TrashEntry& e = r.restore[i];
+        std::string to = e.original;
+        fop_update_info(r, "Restoring", "From: ", e.files_path(), "  To: ", to, percent_of(r),
+                        fop_calc_time_left(r, r.files_done, r.total_files));
+        int rc = trash_restore(e, to);
+        int err = rc ? errno : 0;
+        if (rc != 0 && err == EEXIST) {
+            const int a = fop_alert(r, "Restore", "&Skip|Keep &Both|a&Bort",
+                                    "'%s' exists.\nWhat do you want to do ?\n", fop_disp(r, to).c_str());
+            if (a == 3)
+                return -1;
+            if (a == 1) {
+                r.files_done++;
+                continue;
+            }
+            to = trash_free_name(to);
+            rc = to.empty() ? -1 : trash_restore(e, to);
+            err = to.empty() ? EEXIST : rc ? errno : 0;
+        }
+        if (rc != 0) {
+            if (fop_ask_continue(r, "Restore", "Unable to restore '%s'\n%s\n", fop_disp(r, to).c_str(),
+                                 strerror(err)) < 0)
+                return -1;
+        } else {
+            fop_item_done(r, parent_of(to), base_of(to));
+        }
+        r.files_done++;
+    }
+    return 0;
+}
