@@ -89,9 +89,9 @@ int fop_trash_files(FopRequest& r)
     // The user has said yes to each of these: a delete of them without the usual
     // confirmation, but with the questions about read-only files its settings ask.
     r.kind = FOP_DELETE;
-    if (fop_build_filelist(r) != 0)
-        return -1;
-    return fop_delete_files(r, true);
+    const int rc = fop_build_filelist(r) == 0 ? fop_delete_files(r, true) : -1;
+    r.kind = FOP_TRASH;  // what did go to the Trash can still be undone
+    return rc;
 }
 
 int fop_restore_files(FopRequest& r)
