@@ -89,6 +89,7 @@ void ConfigDlg::config_setup()
     ui_->cdirs->setChecked(rec.folders_first() != 0);
     ui_->cdot->setChecked(opt & OPT_HIDE_DOT);
     (opt & OPT_OVERWRITE ? ui_->overwrite : ui_->overwrite_prompt)->setChecked(true);
+    ui_->rm_trash->setChecked(!(opt & OPT_DELETE_PERMANENT));
     for (const RadioBit& r : kRadioBits)
         if (opt & r.bit)
             (ui_.get()->*r.button)->setChecked(true);
@@ -128,6 +129,9 @@ void ConfigDlg::config_apply()
              OPT_RM_I_NO_PROMPT);
     opt |= pick({&b[6], &b[7]});
     opt |= pick({&b[8], &b[9], &b[10]});
+    opt &= ~OPT_DELETE_PERMANENT;
+    if (!ui_->rm_trash->isChecked())
+        opt |= OPT_DELETE_PERMANENT;
     opt &= ~OPT_CHOWN_ASSUME_IGNORE;
     if (ui_->change_owner_dialog_assume_ignore->isChecked())
         opt |= OPT_CHOWN_ASSUME_IGNORE;

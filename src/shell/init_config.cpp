@@ -42,7 +42,7 @@ constexpr uint32_t kOneOf[] = {
     cfg::OPT_RM_I_PROMPT | cfg::OPT_RM_I_PROMPT_NOWR | cfg::OPT_RM_I_NO_PROMPT,
 };
 constexpr uint32_t kEncodingBits = cfg::OPT_ENC_UTF8_ALTERNATE | cfg::OPT_ENC_ALTERNATE;
-constexpr uint32_t kKnownOptions = 0xFFFF | cfg::OPT_VERSION_MARK;
+constexpr uint32_t kKnownOptions = 0xFFFF | cfg::OPT_DELETE_PERMANENT | cfg::OPT_VERSION_MARK;
 
 uint32_t checked_options(uint32_t w)
 {

@@ -52,6 +52,9 @@ inline constexpr uint32_t OPT_RM_I_NO_PROMPT = 0x1000;
 inline constexpr uint32_t OPT_ENC_UTF8_ALTERNATE = 0x2000;
 inline constexpr uint32_t OPT_ENC_ALTERNATE = 0x4000;
 inline constexpr uint32_t OPT_CHOWN_ASSUME_IGNORE = 0x8000;
+// Del deletes for good instead of moving to the Trash. Set means off, so that
+// every record written before the Trash existed reads as "Trash on".
+inline constexpr uint32_t OPT_DELETE_PERMANENT = 0x10000;
 inline constexpr uint32_t OPT_VERSION_MARK = 0xFF000000;
 
 inline constexpr uint32_t kDefaultOptions = 0x924;

@@ -83,12 +83,13 @@ TEST(ConfigRead, DamagedFieldsFallBackToTheirDefaults)
     init_config_defaults(rec);
     for (const auto& f : fields)
         rec.set_i32(f.off, f.stored);
-    rec.set_options(0xFF000924 | cfg::OPT_SYM_FILES | 0x10000);  // two link choices, an unknown bit
+    // Two link choices, an unknown bit, and a known one beyond the first sixteen.
+    rec.set_options(0xFF000924 | cfg::OPT_SYM_FILES | 0x20000 | cfg::OPT_DELETE_PERMANENT);
     spit(dir / "config.003", std::string(reinterpret_cast<const char*>(rec.data()), rec.size()));
     init_read_config(rec, dir.path());
     for (const auto& f : fields)
         EXPECT_EQ(rec.i32(f.off), f.read) << f.off;
-    EXPECT_EQ(rec.options(), 0xFF000924u);
+    EXPECT_EQ(rec.options(), 0xFF000924u | cfg::OPT_DELETE_PERMANENT);
 }
 
 TEST(ConfigSave, RoundTripAndFailure)
