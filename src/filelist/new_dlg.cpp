@@ -12,6 +12,7 @@
 #include "filelist/fl_panel.h"
 #include "filelist/fl_select.h"
 #include "filelist/small_dlg.h"
+#include "fileops/undo.h"
 #include "shell/globals.h"
 #include "shell/init_config.h"
 #include "shell/w_utils.h"
@@ -20,6 +21,14 @@
 namespace {
 int sNewKind = NEW_FOLDER;
 constexpr std::size_t kNameMax = 254;
+
+void note_created(const std::string& path)
+{
+    FopMade made;
+    made.to = path;
+    if (fop_identify(path, made))
+        undo_note({UndoKind::Create, {made}});
+}
 }  // namespace
 
 NewDlg::NewDlg(QWidget* parent, int kind)
@@ -71,13 +80,17 @@ bool NewDlg::new_create()
     if (kind_ == NEW_FILE) {
         // The mask is applied by the system; a failure still refreshes the list.
         const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0664);
-        if (fd < 0)
+        if (fd < 0) {
             wreport(base, "Error", "Unable to create file '%s'\n", typed.constData());
-        else
+        } else {
             ::close(fd);
+            note_created(path);
+        }
     } else if (::mkdir(path.c_str(), 0755) != 0) {
         wreport(base, "Error", "Unable to create directory '%s'", typed.constData());
         return false;
+    } else {
+        note_created(path);
     }
     fl_refresh();
     status_bar_update();

@@ -11,6 +11,7 @@
 #include "dirmodel/fname.h"
 #include "filelist/fl_panel.h"
 #include "filelist/small_dlg.h"
+#include "fileops/undo.h"
 #include "shell/globals.h"
 #include "shell/w_msg.h"
 #include "shell/w_utils.h"
@@ -91,6 +92,10 @@ bool SymlinkDlg::fm_create_symlink_cb()
                                     .arg(typed, QString::fromLocal8Bit(std::strerror(errno))));
         return false;
     }
+    FopMade made;
+    made.to = where;
+    if (fop_identify(where, made))
+        undo_note({UndoKind::Create, {made}});
     fl_refresh();
     return true;
 }

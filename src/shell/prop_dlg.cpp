@@ -37,6 +37,7 @@
 #include "filelist/fl_model.h"
 #include "filelist/fl_panel.h"
 #include "filelist/fl_select.h"
+#include "fileops/undo.h"
 #include "shell/globals.h"
 #include "shell/init_config.h"
 #include "shell/w_utils.h"
@@ -462,6 +463,11 @@ int PropertyDlg::x_prop_done_one(int entry, const QString* new_name, const QStri
                 wreport(gBase, "Error", "Unable to rename '%.*s'.\n%s", n, typed.constData(), why.c_str());
                 return 2;
             }
+            FopMade made;
+            made.from = path;
+            made.to = to;
+            if (fop_identify(to, made))
+                undo_note({UndoKind::Rename, {made}});
             path = to;
             display = typed.toStdString();
         }

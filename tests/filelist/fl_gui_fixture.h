@@ -1,5 +1,5 @@
 // A main window over a temporary directory, with message boxes answered and
-// recorded instead of shown.
+// recorded instead of shown, and a Trash of its own in another one.
 #pragma once
 #include <gtest/gtest.h>
 
@@ -21,6 +21,7 @@
 #include "filelist/fl_panel.h"
 #include "filelist/fl_select.h"
 #include "filelist/tb_path.h"
+#include "fileops/undo.h"
 #include "shell/base.h"
 #include "shell/globals.h"
 #include "shell/init_config.h"
@@ -46,6 +47,9 @@ protected:
         init_read_cboxs(gCboxes, gConfigPath.c_str());
         apat.clear();
         messages.clear();
+        old_data_home = qgetenv("XDG_DATA_HOME");
+        qputenv("XDG_DATA_HOME", QByteArray::fromStdString(data.path()));
+        undo_clear();
         old_handler = w_set_message_handler([this](const WMessage& m) {
             messages << m.text;
             return 1;
@@ -54,6 +58,10 @@ protected:
     void TearDown() override
     {
         w_set_message_handler(old_handler);
+        if (old_data_home.isNull())
+            qunsetenv("XDG_DATA_HOME");
+        else
+            qputenv("XDG_DATA_HOME", old_data_home);
         if (window)
             window->session_saved = true;
         delete window;
@@ -123,6 +131,8 @@ protected:
 
     TmpDir dir;
     TmpDir cfgdir;
+    TmpDir data;  // $XDG_DATA_HOME: the Trash is data/Trash
+    QByteArray old_data_home;
     LaunchRecorder launches;
     BaseWindow* window = nullptr;
     QStringList messages;

@@ -47,6 +47,13 @@ TEST_F(SmallDlgTest, NewFileAndFolder)
     // The new folder's name, taken as a pattern, selects all it matches.
     EXPECT_EQ(selected_records(), QStringList({"a*", "ab"}));
     EXPECT_EQ(new_last_kind(), NEW_FOLDER);
+    // Undo knows the folder by what it is, not by its name alone.
+    UndoStep made;
+    ASSERT_TRUE(undo_take(made));
+    EXPECT_EQ(made.kind, UndoKind::Create);
+    ASSERT_EQ(made.items.size(), 1u);
+    EXPECT_EQ(made.items[0].to, dir / "a*");
+    EXPECT_EQ(made.items[0].ino, st.st_ino);
 }
 
 TEST_F(SmallDlgTest, PatternSelectsFilesOnlyAndIsRemembered)
