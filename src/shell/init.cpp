@@ -11,6 +11,7 @@
 #include "shell/globals.h"
 #include "shell/init_config.h"
 #include "shell/init_startup.h"
+#include "shell/trash_dlg.h"
 
 int init(const std::vector<std::string>& args)
 {
@@ -28,6 +29,9 @@ int init(const std::vector<std::string>& args)
     init_translation(*gConfig);
     init_read_cboxs(gCboxes, gConfigPath.empty() ? nullptr : gConfigPath.c_str());
     // Last: it also routes the process signals.
-    as_init(gConfigPath.c_str(), "associate.003", fl_refresh);
+    as_init(gConfigPath.c_str(), "associate.003", [] {
+        fl_refresh();
+        trash_dlg_refresh();
+    });
     return 0;
 }

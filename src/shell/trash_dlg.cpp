@@ -1,0 +1,241 @@
+#include "shell/trash_dlg.h"
+
+#include <QCoreApplication>
+#include <QDialog>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMainWindow>
+#include <QPointer>
+#include <QPushButton>
+#include <QShortcut>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "dirmodel/fname.h"
+#include "fileops/fop.h"
+#include "fileops/fop_gui.h"
+#include "fileops/trash.h"
+#include "shell/globals.h"
+#include "shell/w_msg.h"
+#include "shell/w_utils.h"
+
+namespace {
+enum Column { kName, kOriginal, kDeleted };
+
+QString shown(const std::string& bytes)
+{
+    return QString::fromUtf8(fname_decode(bytes.c_str()));
+}
+
+class TrashView : public QDialog {
+public:
+    explicit TrashView(QWidget* parent);
+    void reread();
+
+private:
+    void show_entries(std::vector<TrashEntry> entries);
+    void update_buttons();
+    // The entries of these rows by their Trash directory, each of which is one operation.
+    std::map<std::string, std::vector<TrashEntry>> by_dir(const QList<QTreeWidgetItem*>& rows) const;
+    void restore();
+    void empty();
+
+    QTreeWidget* list_;
+    QLabel* status_;
+    QPushButton* restore_;
+    QPushButton* empty_;
+    std::vector<TrashEntry> entries_;  // the rows point into it by index
+    bool reading_ = false;
+    bool again_ = false;  // a reading was asked for while one was under way
+};
+
+QPointer<TrashView> sView;
+
+TrashView::TrashView(QWidget* parent) : QDialog(parent)
+{
+    setObjectName(QStringLiteral("trash_dlg"));
+    setWindowTitle(QStringLiteral("Trash"));
+    list_ = new QTreeWidget(this);
+    list_->setObjectName(QStringLiteral("trash_list"));
+    list_->setHeaderLabels({QStringLiteral("Name"), QStringLiteral("Original Location"), QStringLiteral("Deleted")});
+    list_->setRootIsDecorated(false);
+    list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    list_->setSortingEnabled(true);
+    list_->sortByColumn(kDeleted, Qt::DescendingOrder);
+    status_ = new QLabel(this);
+    status_->setObjectName(QStringLiteral("trash_status"));
+    restore_ = new QPushButton(QStringLiteral("&Restore"), this);
+    restore_->setObjectName(QStringLiteral("trash_restore"));
+    restore_->setDefault(true);
+    empty_ = new QPushButton(QStringLiteral("&Empty Trash"), this);
+    empty_->setObjectName(QStringLiteral("trash_empty"));
+    empty_->setAutoDefault(false);
+    auto* close = new QPushButton(QStringLiteral("&Close"), this);
+    close->setObjectName(QStringLiteral("trash_close"));
+    close->setAutoDefault(false);
+
+    auto* buttons = new QHBoxLayout;
+    buttons->addWidget(restore_);
+    buttons->addWidget(empty_);
+    buttons->addStretch(1);
+    buttons->addWidget(close);
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(list_);
+    layout->addWidget(status_);
+    layout->addLayout(buttons);
+    resize(680, 400);
+
+    connect(list_, &QTreeWidget::itemSelectionChanged, this, [this] { update_buttons(); });
+    connect(restore_, &QPushButton::clicked, this, [this] { restore(); });
+    connect(empty_, &QPushButton::clicked, this, [this] { empty(); });
+    connect(close, &QPushButton::clicked, this, &QDialog::reject);
+    auto* f5 = new QShortcut(QKeySequence(Qt::Key_F5), this);
+    connect(f5, &QShortcut::activated, this, [this] { reread(); });
+    update_buttons();
+}
+
+void TrashView::reread()
+{
+    if (reading_) {
+        again_ = true;
+        return;
+    }
+    reading_ = true;
+    status_->setText(QStringLiteral("Reading…"));
+    QPointer<TrashView> self(this);
+    std::thread([self] {
+        std::vector<TrashEntry> all;
+        for (const std::string& dir : trash_dirs())
+            for (TrashEntry& e : trash_list(dir))
+                all.push_back(std::move(e));
+        if (QCoreApplication* app = QCoreApplication::instance())
+            QMetaObject::invokeMethod(
+                app,
+                [self, all = std::move(all)]() mutable {
+                    if (self)
+                        self->show_entries(std::move(all));
+                },
+                Qt::QueuedConnection);
+    }).detach();
+}
+
+void TrashView::show_entries(std::vector<TrashEntry> entries)
+{
+    reading_ = false;
+    entries_ = std::move(entries);
+    list_->setSortingEnabled(false);
+    list_->clear();
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+        const std::string& original = entries_[i].original;
+        const std::size_t slash = original.rfind('/');
+        const std::string name = slash == std::string::npos ? original : original.substr(slash + 1);
+        const std::string where = slash == std::string::npos ? "" : slash == 0 ? "/" : original.substr(0, slash);
+        QString deleted = QString::fromStdString(entries_[i].deleted);
+        deleted.replace(u'T', u' ');
+        auto* row = new QTreeWidgetItem(list_, {shown(name), shown(where), deleted});
+        row->setData(kName, Qt::UserRole, qulonglong(i));
+    }
+    list_->setSortingEnabled(true);
+    list_->resizeColumnToContents(kName);
+    const int n = list_->topLevelItemCount();
+    status_->setText(n == 0 ? QStringLiteral("The Trash is empty.")
+                            : n == 1 ? QStringLiteral("1 item") : QStringLiteral("%1 items").arg(n));
+    update_buttons();
+    if (again_) {
+        again_ = false;
+        reread();
+    }
+}
+
+void TrashView::update_buttons()
+{
+    restore_->setEnabled(!list_->selectedItems().isEmpty());
+    empty_->setEnabled(list_->topLevelItemCount() > 0);
+}
+
+std::map<std::string, std::vector<TrashEntry>> TrashView::by_dir(const QList<QTreeWidgetItem*>& rows) const
+{
+    std::map<std::string, std::vector<TrashEntry>> out;
+    for (const QTreeWidgetItem* row : rows) {
+        const std::size_t i = row->data(kName, Qt::UserRole).toULongLong();
+        if (i < entries_.size())
+            out[entries_[i].trash_dir].push_back(entries_[i]);
+    }
+    return out;
+}
+
+// The rows an operation took leave the view at once, so a second click cannot
+// ask for them again; the reading after the operation shows what is really left.
+// A reading under way is from before, so another one follows it.
+void TrashView::restore()
+{
+    const QList<QTreeWidgetItem*> rows = list_->selectedItems();
+    again_ = reading_;
+    for (auto& [dir, entries] : by_dir(rows)) {
+        std::vector<std::string> names;
+        for (const TrashEntry& e : entries)
+            names.push_back(e.name);
+        auto r = fop_make(FOP_RESTORE, dir + "/files", names, "", 0);
+        if (!r)
+            continue;
+        r->restore = std::move(entries);
+        fop_start_request(std::move(r));
+    }
+    qDeleteAll(rows);
+    update_buttons();
+}
+
+void TrashView::empty()
+{
+    QList<QTreeWidgetItem*> rows;
+    for (int i = 0; i < list_->topLevelItemCount(); ++i)
+        rows << list_->topLevelItem(i);
+    if (rows.isEmpty())
+        return;
+    const QString text = QStringLiteral("Delete the %1 items in the Trash for good?\n").arg(rows.size());
+    if (w_message(w_make_message(this, QStringLiteral("Empty Trash"), text, "&Empty Trash|#&Cancel")) != 1)
+        return;
+    again_ = reading_;
+    for (auto& [dir, entries] : by_dir(rows)) {
+        std::vector<std::string> names;
+        for (const TrashEntry& e : entries)
+            names.push_back(e.name);
+        auto r = fop_make(FOP_DELETE, dir + "/files", names, "", FOPF_DELETE_ALL);
+        if (!r)
+            continue;
+        r->trash_dir = dir;
+        fop_start_request(std::move(r));
+    }
+    list_->clear();
+    update_buttons();
+}
+}  // namespace
+
+int trash_dlg_open()
+{
+    if (!sView) {
+        sView = new TrashView(gBase);
+        wcenter(gBase, sView);
+    }
+    sView->show();
+    sView->raise();
+    sView->activateWindow();
+    sView->reread();
+    return 0;
+}
+
+void trash_dlg_refresh()
+{
+    if (sView && sView->isVisible())
+        sView->reread();
+}
+
+QDialog* trash_dlg()
+{
+    return sView;
+}
