@@ -254,13 +254,9 @@ int em_paste()
     return 0;
 }
 
-int em_delete()
+namespace {
+int delete_for_good(const FileTransf& t)
 {
-    if (gDir.selected <= 0)
-        return 0;
-    FileTransf t = fl_pack_transf();
-    if (t.count <= 0)
-        return -1;
     const uint32_t o = gConfig ? gConfig->options() : cfg::kDefaultOptions;
     QString text;
     if (t.count == 1) {
@@ -274,6 +270,30 @@ int em_delete()
         return 0;
     fop_start_cmd(FOP_DELETE, t.srcdir, t.names, "");
     return 0;
+}
+}  // namespace
+
+int em_delete()
+{
+    if (gDir.selected <= 0)
+        return 0;
+    FileTransf t = fl_pack_transf();
+    if (t.count <= 0)
+        return -1;
+    const uint32_t o = gConfig ? gConfig->options() : cfg::kDefaultOptions;
+    if (o & cfg::OPT_DELETE_PERMANENT)
+        return delete_for_good(t);
+    // Nothing is asked: Undo brings the items back.
+    fop_start_cmd(FOP_TRASH, t.srcdir, t.names, "");
+    return 0;
+}
+
+int em_delete_permanent()
+{
+    if (gDir.selected <= 0)
+        return 0;
+    FileTransf t = fl_pack_transf();
+    return t.count > 0 ? delete_for_good(t) : -1;
 }
 
 int clip_check(std::span<const FileTransf> groups, const char* title, const char* done)

@@ -35,8 +35,11 @@ FileTransf fl_pack_transf();
 int em_copy();
 int em_cut();
 int em_paste();
-// -1 when nothing could be packed.
+// Moves the selection to the Trash, or with the Trash turned off in Preferences
+// deletes it as em_delete_permanent does. -1 when nothing could be packed.
 int em_delete();
+// Deletes the selection for good, after the questions Preferences ask for.
+int em_delete_permanent();
 // 1 when the clipboard holds a non-empty entry of `type` ("files", "mvfiles");
 // with no type, of either, or files that another program copied or cut.
 int em_check_clipboard_for_type(int group, const char* type);

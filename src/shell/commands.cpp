@@ -31,6 +31,8 @@
 #include "assoc/as_table.h"
 #include "clipboard/clip.h"
 #include "dirmodel/es_path.h"
+#include "fileops/fop_gui.h"
+#include "fileops/undo.h"
 #include "filelist/fl_keys.h"
 #include "filelist/fl_nav.h"
 #include "filelist/fl_panel.h"
@@ -44,6 +46,7 @@
 #include "shell/init_config.h"
 #include "shell/kb_accel.h"
 #include "shell/prop_dlg.h"
+#include "shell/trash_dlg.h"
 #include "shell/w_utils.h"
 
 namespace {
@@ -78,6 +81,15 @@ int unselect_pattern()
     return gDir.selected > 0 ? em_unselect_pattern() : 0;
 }
 
+// The Edit menu's "&Unselect" has the U, so Undo takes its n.
+QString undo_text()
+{
+    QString label = QString::fromStdString(undo_label());
+    if (label.startsWith(QLatin1String("&Undo")))
+        label = QLatin1String("U&ndo") + label.mid(5);
+    return label;
+}
+
 const Cmd kCommands[] = {
     {"fm_new_file", "F&ile", "F3", fm_new_file},
     {"fm_new_folder", "&Folder", "F4", fm_new_folder},
@@ -93,10 +105,12 @@ const Cmd kCommands[] = {
     {"fm_print_directory", "Print Dire&ctory", "", fm_print_directory},
     {"fm_inspect", "&Inspect...", "F9", fm_inspect},
     {"fm_exit", "E&xit", "Alt+X", fm_exit},
+    {"em_undo", "U&ndo", "Ctrl+Z", em_undo},
     {"em_cut", "Cu&t", "Ctrl+X", em_cut},
     {"em_copy", "C&opy", "Ctrl+C", em_copy},
     {"em_paste", "&Paste", "Ctrl+V", em_paste},
     {"em_delete", "&Delete", "Del", em_delete},
+    {"em_delete_permanent", "Delete Permanent&ly", "Shift+Del", em_delete_permanent},
     {"em_rename", "&Rename", "F2", fm_inspect},
     {"em_select_all", "&All", "Ctrl+A", em_select_all},
     {"em_select_pattern", "&Pattern", "Ctrl+S", select_pattern},
@@ -109,6 +123,7 @@ const Cmd kCommands[] = {
     {"gm_forward", "Forward", "Alt+Right", gm_forward},
     {"gm_up", "Up One Level", "Backspace", gm_up},
     {"gm_home", "Home", "F6", gm_home},
+    {"gm_trash", "&Trash", "", gm_trash},
     {"hm_add", "&Add Current Directory", "Ctrl+D", hm_add},
     {"hm_delete", "&Remove Current Directory", "Ctrl+R", hm_remove},
     {"help_quickref", "&Quick Reference", "F1", help_quickref},
@@ -557,6 +572,19 @@ int gm_home()
     return home ? fl_newpath(fl_list(), home) : 0;
 }
 
+int gm_trash()
+{
+    return trash_dlg_open();
+}
+
+int em_undo()
+{
+    UndoStep s;
+    if (undo_take(s))
+        fop_start_request(undo_request(s));
+    return 0;
+}
+
 int vm_clip_tb_toggle()
 {
     if (auto* tb = sBase ? sBase->findChild<QWidget*>(QStringLiteral("clip_tb")) : nullptr)
@@ -640,8 +668,12 @@ void fm_setup(QMenu*)
 void em_setup(QMenu* menu)
 {
     const bool some = gDir.selected > 0;
-    enable({"em_cut", "em_copy", "em_delete", "em_rename", "em_unselect", "em_unselect_all",
-            "em_unselect_pattern"}, some);
+    enable({"em_cut", "em_copy", "em_delete", "em_delete_permanent", "em_rename", "em_unselect",
+            "em_unselect_all", "em_unselect_pattern"}, some);
+    if (QAction* undo = action("em_undo")) {
+        undo->setText(undo_text());
+        undo->setEnabled(undo_available());
+    }
     enable({"em_paste"}, em_check_clipboard_for_type(-1, nullptr) == 1);
     if (menu)
         em_populate(menu);
@@ -695,6 +727,7 @@ void lcm_setup(QMenu* menu)
         add_item(menu, "P&aste", "em_paste");
     if (n >= 1) {
         add_item(menu, "&Delete", "em_delete");
+        add_item(menu, "Delete Permanent&ly", "em_delete_permanent");
         if (n == 1) {
             add_item(menu, "&Rename", "em_rename");
             QAction* link = menu->addAction(QStringLiteral("&Symlink"), [] { fm_symlink(); });
@@ -737,14 +770,15 @@ void cmd_setup(QWidget* base)
         QObject::connect(m, &QMenu::aboutToShow, m, [m] { fm_setup(m); });
     }
     if (QMenu* m = menu("edit_menu")) {
-        fill(m, {"em_cut", "em_copy", "em_paste", "em_delete", "em_rename", "-", "-",
+        fill(m, {"em_undo", "-", "em_cut", "em_copy", "em_paste", "em_delete", "em_delete_permanent",
+                 "em_rename", "-", "-",
                  ">em_select &Select", "em_select_all", "em_select_pattern", "<",
                  ">em_unselect &Unselect", "em_unselect_all", "em_unselect_pattern", "<", "em_invert",
                  "-", "em_preferences", "em_associations"});
         QObject::connect(m, &QMenu::aboutToShow, m, [m] { em_setup(m); });
     }
     if (QMenu* m = menu("go_menu")) {
-        fill(m, {"gm_back", "gm_forward", "gm_up", "gm_home"});
+        fill(m, {"gm_back", "gm_forward", "gm_up", "gm_home", "gm_trash"});
         QObject::connect(m, &QMenu::aboutToShow, m, [m] { gm_setup(m); });
     }
     if (QMenu* m = menu("help_menu"))

@@ -38,10 +38,15 @@ int em_select_all();
 int em_unselect_all();
 int em_invert_selection();
 int em_edit_preferences();
+// Reverses this instance's last rename, move, copy, new item or move to the Trash;
+// the engine refuses it when the file system changed since.
+int em_undo();
 int gm_back();
 int gm_forward();
 int gm_up();
 int gm_home();
+// The Trash view.
+int gm_trash();
 int help_quickref();
 int vm_clip_tb_toggle();
 

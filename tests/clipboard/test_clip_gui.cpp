@@ -58,9 +58,9 @@ TEST_F(ClipTest, CutShowsUntilCopyReplacesItAndOtherProgramsReadTheBytes)
     EXPECT_EQ(model()->index(row_named("a b#c"), 0).data(FlImageRole).toInt(), FL_IMG_FILE);
 }
 
-TEST_F(ClipTest, DeleteAsksByTheSettings)
+TEST_F(ClipTest, DeleteTrashesOrAsksByTheSettings)
 {
-    for (const char* n : {"one", "two", "three"})
+    for (const char* n : {"one", "two", "three", "four"})
         make_file(n);
     open();
     std::vector<WMessage> asked;
@@ -69,14 +69,25 @@ TEST_F(ClipTest, DeleteAsksByTheSettings)
         asked.push_back(m);
         return answer;
     });
-    select({"one"});
+    // Del moves to the Trash and asks nothing: it can be undone.
+    select({"four"});
     em_delete();
+    ASSERT_TRUE(operations_end());
+    EXPECT_TRUE(asked.empty());
+    EXPECT_FALSE(exists(dir / "four"));
+    EXPECT_TRUE(exists(data / "Trash/files/four"));
+    EXPECT_TRUE(exists(data / "Trash/info/four.trashinfo"));
+
+    // Shift+Del asks as Preferences say, and so does Del with the Trash turned off.
+    select({"one"});
+    em_delete_permanent();
     ASSERT_EQ(asked.size(), 1u);
     EXPECT_EQ(asked[0].title, "Delete");
     EXPECT_EQ(asked[0].text, "Do you wish to delete 'one'?\n");
     EXPECT_EQ(asked[0].labels, QStringList({"&Delete", "&Cancel"}));
     EXPECT_EQ(asked[0].default_button, 1);
     EXPECT_EQ(asked[0].escape_button, 2);
+    gConfig->set_options(gConfig->options() | cfg::OPT_DELETE_PERMANENT);
     select({"one", "two"});
     em_delete();
     EXPECT_EQ(asked.back().text, "Do you wish to delete these 2 files?\n");
@@ -89,6 +100,7 @@ TEST_F(ClipTest, DeleteAsksByTheSettings)
     EXPECT_EQ(asked.size(), 2u);
     ASSERT_TRUE(operations_end());
     EXPECT_FALSE(exists(dir / "three"));
+    EXPECT_FALSE(exists(data / "Trash/files/three"));
 }
 
 TEST_F(ClipTest, RefusedRecordsDragsAndDropsOnRowsAndListTheQuickReturnAndFromOtherPrograms)

@@ -66,7 +66,8 @@ TEST_F(CommandTest, EveryHotkeyReachesItsCommandAndTextKeysStayInThePathField)
         {Qt::Key_E, Qt::ControlModifier, "fm_edit"}, {Qt::Key_V, Qt::AltModifier, "fm_view"},
         {Qt::Key_X, Qt::AltModifier, "fm_exit"}, {Qt::Key_X, Qt::ControlModifier, "em_cut"},
         {Qt::Key_C, Qt::ControlModifier, "em_copy"}, {Qt::Key_V, Qt::ControlModifier, "em_paste"},
-        {Qt::Key_Delete, {}, "em_delete"}, {Qt::Key_A, Qt::ControlModifier, "em_select_all"},
+        {Qt::Key_Delete, {}, "em_delete"}, {Qt::Key_Delete, Qt::ShiftModifier, "em_delete_permanent"},
+        {Qt::Key_Z, Qt::ControlModifier, "em_undo"}, {Qt::Key_A, Qt::ControlModifier, "em_select_all"},
         {Qt::Key_S, Qt::ControlModifier, "em_select_pattern"},
         {Qt::Key_U, Qt::ControlModifier, "em_unselect_all"}, {Qt::Key_I, Qt::ControlModifier, "em_invert"},
         {Qt::Key_Left, Qt::AltModifier, "gm_back"}, {Qt::Key_Right, Qt::AltModifier, "gm_forward"},
@@ -99,6 +100,8 @@ TEST_F(CommandTest, EveryHotkeyReachesItsCommandAndTextKeysStayInThePathField)
         QTest::keyClick(path, key);
     QTest::keyClick(path, Qt::Key_Minus, Qt::KeypadModifier);
     QTest::keyClick(path, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClick(path, Qt::Key_Delete, Qt::ShiftModifier);  // cuts the text, deletes no file
+    QTest::keyClick(path, Qt::Key_Z, Qt::ControlModifier);
     EXPECT_TRUE(seen.empty());
     EXPECT_EQ(path->text(), "/tmp/-");
 }
@@ -120,10 +123,10 @@ TEST_F(CommandTest, ContextMenuFollowsTheSelectionAndTheClipboard)
     const QStringList tail = {"-", "&Copy To", "&Move To", "-", "&Inspect", "-"};
     select({"f"});  // no association
     EXPECT_EQ(context(), QStringList({"&New", "Open &With", "-", "&Print", "-", "Cu&t", "Cop&y", "&Delete",
-                                      "&Rename", "&Symlink"}) + tail);
+                                      "Delete Permanent&ly", "&Rename", "&Symlink"}) + tail);
     select({"d", "f"});
-    EXPECT_EQ(context(), QStringList({"&New", "&Open", "Open In &Window", "-", "Cu&t", "Cop&y", "&Delete"}) +
-                             tail);
+    EXPECT_EQ(context(), QStringList({"&New", "&Open", "Open In &Window", "-", "Cu&t", "Cop&y", "&Delete",
+                                      "Delete Permanent&ly"}) + tail);
 
     // Open with two directories selected does nothing.
     select({"d", "e"});
@@ -141,21 +144,39 @@ TEST_F(CommandTest, MenusEnableByTheRules)
                           "fm_inspect", "fm_print_directory"})
         EXPECT_FALSE(item(n)->isEnabled()) << n;
     em_setup(nullptr);
-    for (const char* n : {"em_cut", "em_copy", "em_delete", "em_rename", "em_unselect_all",
-                          "em_unselect_pattern", "em_paste"})
+    for (const char* n : {"em_cut", "em_copy", "em_delete", "em_delete_permanent", "em_rename",
+                          "em_unselect_all", "em_unselect_pattern", "em_paste", "em_undo"})
         EXPECT_FALSE(item(n)->isEnabled()) << n;
     EXPECT_TRUE(item("em_select_all")->isEnabled());
     select({"f"});
     em_copy();
-    em_setup(nullptr);
+    QMenu* edit = window->findChild<QMenu*>("edit_menu");
+    em_setup(edit);
     EXPECT_TRUE(item("em_paste")->isEnabled());
-    EXPECT_TRUE(item("em_cut")->isEnabled());
+    EXPECT_TRUE(item("em_delete_permanent")->isEnabled());
+
+    // Each letter chooses one item, with Copy To / Move To and with the most items
+    // the context menu offers.
+    auto letters_unique = [](QMenu* m) {
+        QString seen;
+        for (QAction* a : m->actions()) {
+            const qsizetype amp = a->text().indexOf(u'&');
+            if (amp < 0)
+                continue;
+            const QChar c = a->text().at(amp + 1).toLower();
+            EXPECT_FALSE(seen.contains(c)) << a->text().toStdString();
+            seen += c;
+        }
+    };
+    letters_unique(edit);
+    QMenu* cmenu = window->findChild<QMenu*>("list_cmenu");
+    lcm_setup(cmenu);
+    letters_unique(cmenu);
 
     // A key does what its item would do at that moment, whatever the menu showed when
     // it last opened: nothing while nothing is selected, the command once something is.
     window->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(window));
-    QMenu* edit = window->findChild<QMenu*>("edit_menu");
     QGuiApplication::clipboard()->clear();
     fl_unselect_all();
     edit->aboutToShow();

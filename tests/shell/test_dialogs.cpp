@@ -1,29 +1,37 @@
-// Preferences and Properties driven through their named widgets over a main window
-// on a temporary directory; the effects are read back from the files and the list.
+// Preferences, Properties and the Trash view driven through their named widgets over
+// a main window on a temporary directory; the effects are read back from the files and the list.
 #include <csignal>
 #include <cstring>
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDateTime>
 #include <QDialog>
 #include <QFontDialog>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTimer>
+#include <QTreeWidget>
 
 #include "../filelist/fl_gui_fixture.h"
+#include "clipboard/clip.h"
 #include "dirmodel/fname.h"
 #include "filelist/fl_find.h"
 #include "filelist/fl_select.h"
+#include "fileops/fop_engine.h"
+#include "fileops/slot_window.h"
+#include "shell/commands.h"
 #include "shell/w_utils.h"
 #include "dialogs.h"
 #include "read_text.h"
 #include "shell/config_dlg.h"
 #include "shell/prop_dlg.h"
+#include "shell/trash_dlg.h"
 
 namespace {
 void click(QDialog* d, const char* name) { w<QPushButton>(d, name)->click(); }
+bool operations_end() { return QTest::qWaitFor([] { return slot_count() == 0; }, 10000); }
 }  // namespace
 
 using DialogTest = FlGuiTest;
@@ -43,6 +51,8 @@ TEST_F(DialogTest, PreferencesApplyAtOnceAndReachTheFile)
         EXPECT_TRUE(w<QCheckBox>(d, "cdot")->isChecked());
         w<QCheckBox>(d, "cdot")->setChecked(false);
         w<QCheckBox>(d, "cdirs")->setChecked(true);
+        EXPECT_TRUE(w<QCheckBox>(d, "rm_trash")->isChecked());
+        w<QCheckBox>(d, "rm_trash")->setChecked(false);
         w<QLineEdit>(d, "cto")->setText("abc");
         auto* cenc = w<QComboBox>(d, "cenc");
         EXPECT_EQ(cenc->itemText(0), "Not Specified");
@@ -54,6 +64,7 @@ TEST_F(DialogTest, PreferencesApplyAtOnceAndReachTheFile)
     EXPECT_NE(row_named("café"), -1);
     EXPECT_EQ(gConfig->key_timeout(), 0);
     EXPECT_EQ(gConfig->alt_encoding(), "ISO-8859-1");
+    EXPECT_TRUE(gConfig->options() & cfg::OPT_DELETE_PERMANENT);
 
     // "Not Specified" names no set: no translation, even in alternate mode; Done
     // without other changes still re-reads the list.
@@ -62,6 +73,7 @@ TEST_F(DialogTest, PreferencesApplyAtOnceAndReachTheFile)
         ConfigDlg c(window);
         c.config_setup();
         EXPECT_EQ(w<QComboBox>(c.dialog(), "cenc")->currentText(), "ISO-8859-1");
+        EXPECT_FALSE(w<QCheckBox>(c.dialog(), "rm_trash")->isChecked());
         w<QComboBox>(c.dialog(), "cenc")->setCurrentIndex(0);
         click(c.dialog(), "capply");
     }
@@ -116,6 +128,14 @@ TEST_F(DialogTest, PropertiesRenameChangeOnlyTheBitsTouchedAndOpenWithoutWaiting
     EXPECT_FALSE(rename(odd, QString()));  // only the end of the name is edited
     EXPECT_TRUE(std::filesystem::exists(dir / "x\xffy.md"));
     EXPECT_STREQ(gDir[gDir.current].name.c_str(), "x\xffy.md");
+    QAction* undo = window->findChild<QAction*>("em_undo");
+    em_setup(nullptr);
+    EXPECT_EQ(undo->text(), "U&ndo Rename");
+    em_undo();
+    ASSERT_TRUE(operations_end());
+    EXPECT_TRUE(std::filesystem::exists(dir / odd));
+    em_setup(nullptr);
+    EXPECT_FALSE(undo->isEnabled());
 
     EXPECT_TRUE(rename("one", QString(300, 'n')));  // refused by the system, which says why
     EXPECT_TRUE(messages.back().endsWith(QString("nnn'.\n") + std::strerror(ENAMETOOLONG)));
@@ -179,4 +199,46 @@ TEST_F(DialogTest, PropertiesRenameChangeOnlyTheBitsTouchedAndOpenWithoutWaiting
     EXPECT_TRUE(QTest::qWaitFor([&] { return ::kill(hanging, 0) != 0; }, 10000));
     std::ofstream{go};
     ::setenv("PATH", old_path.c_str(), 1);
+}
+
+TEST_F(DialogTest, TrashViewListsRestoresAndEmpties)
+{
+    make_file("back", 4);
+    make_file("gone");
+    open();
+    fop_set_done_delay_ms(0);
+    for (const char* name : {"back", "gone"}) {
+        select({name});
+        em_delete();
+        ASSERT_TRUE(operations_end());
+    }
+    trash_dlg_open();
+    QDialog* t = trash_dlg();
+    auto* list = w<QTreeWidget>(t, "trash_list");
+    auto* status = w<QLabel>(t, "trash_status");
+    const auto listed = [&] { return QTest::qWaitFor([&] { return status->text() != "Reading…"; }, 10000); };
+    ASSERT_TRUE(listed());
+    ASSERT_EQ(list->topLevelItemCount(), 2);
+    QTreeWidgetItem* row = list->findItems("back", Qt::MatchExactly).value(0);
+    ASSERT_NE(row, nullptr);
+    EXPECT_EQ(row->text(1).toStdString(), dir.path());
+    EXPECT_TRUE(QDateTime::fromString(row->text(2), "yyyy-MM-dd hh:mm:ss").isValid()) << row->text(2).toStdString();
+    EXPECT_FALSE(w<QPushButton>(t, "trash_restore")->isEnabled());
+
+    row->setSelected(true);
+    click(t, "trash_restore");
+    ASSERT_TRUE(operations_end());
+    EXPECT_EQ(read_text(dir / "back"), "xxxx");
+    EXPECT_FALSE(std::filesystem::exists(data / "Trash/info/back.trashinfo"));
+
+    trash_dlg_refresh();
+    ASSERT_TRUE(listed());
+    ASSERT_EQ(list->topLevelItemCount(), 1);
+    click(t, "trash_empty");
+    EXPECT_EQ(messages.value(0), "Delete the 1 items in the Trash for good?\n");
+    ASSERT_TRUE(operations_end());
+    EXPECT_TRUE(std::filesystem::is_empty(data / "Trash/files"));
+    EXPECT_TRUE(std::filesystem::is_empty(data / "Trash/info"));
+    EXPECT_FALSE(w<QPushButton>(t, "trash_empty")->isEnabled());
+    fop_set_done_delay_ms(1000);
 }
