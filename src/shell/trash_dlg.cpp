@@ -67,6 +67,11 @@ TrashView::TrashView(QWidget* parent) : QDialog(parent)
     list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
     list_->setSortingEnabled(true);
     list_->sortByColumn(kDeleted, Qt::DescendingOrder);
+    // Where an item came from is what tells two of the same name apart: it gets the room.
+    QHeaderView* header = list_->header();
+    header->setStretchLastSection(false);
+    header->setSectionResizeMode(kOriginal, QHeaderView::Stretch);
+    header->setSectionResizeMode(kDeleted, QHeaderView::ResizeToContents);
     status_ = new QLabel(this);
     status_->setObjectName(QStringLiteral("trash_status"));
     restore_ = new QPushButton(QStringLiteral("&Restore"), this);
@@ -139,6 +144,7 @@ void TrashView::show_entries(std::vector<TrashEntry> entries)
         deleted.replace(u'T', u' ');
         auto* row = new QTreeWidgetItem(list_, {shown(name), shown(where), deleted});
         row->setData(kName, Qt::UserRole, qulonglong(i));
+        row->setToolTip(kOriginal, shown(original));
     }
     list_->setSortingEnabled(true);
     list_->resizeColumnToContents(kName);
