@@ -33,12 +33,12 @@ pick tu
 got=$(menu_items)
 shot context_menu root
 keys key Escape
-[ "$got" = "&New|&Open|Open &With|-|&Print|-|Cu&t|Cop&y|P&aste|&Delete|&Rename|&Symlink|-|&Copy To|&Move To|-|&Inspect|-" ] ||
+[ "$got" = "&New|&Open|Open &With|-|&Print|-|Cu&t|Cop&y|P&aste|&Delete|Delete Permanent&ly|&Rename|&Symlink|-|&Copy To|&Move To|-|&Inspect|-" ] ||
     fail "file menu: $got"
 pick sub
 got=$(menu_items)
 keys key Escape
-[ "$got" = "&New|&Open|Open In &Window|-|Cu&t|Cop&y|P&aste|&Delete|&Rename|&Symlink|-|&Copy To|&Move To|-|&Inspect|-" ] ||
+[ "$got" = "&New|&Open|Open In &Window|-|Cu&t|Cop&y|P&aste|&Delete|Delete Permanent&ly|&Rename|&Symlink|-|&Copy To|&Move To|-|&Inspect|-" ] ||
     fail "directory menu: $got"
 echo "context menus: a file's and a directory's items"
 
@@ -61,7 +61,7 @@ goto "$d/sub/deeper"
 shows "$d/sub/deeper"
 echo "navigation: keys, history, toolbar and path bar"
 
-# F4 and F3 make a folder and a file; Delete asks first, and Escape keeps the file.
+# F4 and F3 make a folder and a file; Shift+Delete asks first, and Escape keeps the file.
 keys key F4
 answer Return 'made dir'
 keys key F3
@@ -70,14 +70,14 @@ wait_for "$d/sub/deeper/made dir"
 wait_for "$d/sub/deeper/made file"
 [ -d "$d/sub/deeper/made dir" ] && [ -f "$d/sub/deeper/made file" ] || fail "F4/F3 made the wrong kinds"
 pick "made f"
-keys key Delete
+keys key shift+Delete
 answer Escape
 sleep 0.5
 [ -e "$d/sub/deeper/made file" ] || fail "deleted although the question was cancelled"
-keys key Delete
+keys key shift+Delete
 answer Return
 wait_gone "$d/sub/deeper/made file"
-echo "new folder, new file, delete after its question"
+echo "new folder, new file, delete for good after its question"
 
 # Return on a file with an association runs its command in the file's directory.
 goto "$d"
