@@ -21,14 +21,6 @@
 namespace {
 int sNewKind = NEW_FOLDER;
 constexpr std::size_t kNameMax = 254;
-
-void note_created(const std::string& path)
-{
-    FopMade made;
-    made.to = path;
-    if (fop_identify(path, made))
-        undo_note({UndoKind::Create, {made}});
-}
 }  // namespace
 
 NewDlg::NewDlg(QWidget* parent, int kind)
@@ -84,13 +76,13 @@ bool NewDlg::new_create()
             wreport(base, "Error", "Unable to create file '%s'\n", typed.constData());
         } else {
             ::close(fd);
-            note_created(path);
+            undo_note_item(UndoKind::Create, "", path);
         }
     } else if (::mkdir(path.c_str(), 0755) != 0) {
         wreport(base, "Error", "Unable to create directory '%s'", typed.constData());
         return false;
     } else {
-        note_created(path);
+        undo_note_item(UndoKind::Create, "", path);
     }
     fl_refresh();
     status_bar_update();

@@ -92,10 +92,7 @@ bool SymlinkDlg::fm_create_symlink_cb()
                                     .arg(typed, QString::fromLocal8Bit(std::strerror(errno))));
         return false;
     }
-    FopMade made;
-    made.to = where;
-    if (fop_identify(where, made))
-        undo_note({UndoKind::Create, {made}});
+    undo_note_item(UndoKind::Create, "", where);
     fl_refresh();
     return true;
 }

@@ -52,6 +52,16 @@ void undo_note(UndoStep step)
     sLast = std::move(step);
 }
 
+void undo_note_item(UndoKind kind, const std::string& from, const std::string& to)
+{
+    FopMade made;
+    if (!fop_identify(to, made))
+        return;
+    made.from = from;
+    made.to = to;
+    undo_note({kind, {std::move(made)}});
+}
+
 void undo_note_request(const FopRequest& r)
 {
     if (!r.undoable || r.made.empty())

@@ -22,6 +22,9 @@ struct UndoStep {
 
 // Replaces the last step. An empty step is ignored.
 void undo_note(UndoStep step);
+// Notes a step of one item that became `to` (from `from`, empty for a new item),
+// with the identity of what is at `to` now.
+void undo_note_item(UndoKind kind, const std::string& from, const std::string& to);
 // Notes what a finished operation did with its selection (nothing when it did
 // nothing or was not undoable). Called by the worker.
 void undo_note_request(const FopRequest& r);

@@ -463,11 +463,7 @@ int PropertyDlg::x_prop_done_one(int entry, const QString* new_name, const QStri
                 wreport(gBase, "Error", "Unable to rename '%.*s'.\n%s", n, typed.constData(), why.c_str());
                 return 2;
             }
-            FopMade made;
-            made.from = path;
-            made.to = to;
-            if (fop_identify(to, made))
-                undo_note({UndoKind::Rename, {made}});
+            undo_note_item(UndoKind::Rename, path, to);
             path = to;
             display = typed.toStdString();
         }
