@@ -130,7 +130,9 @@ answer() {
 }
 
 # row NAME: selects NAME in $win and prints the window's y of its row, found by the
-# selection's blue in a column near the window's right edge.
+# selection's blue in a column near the window's right edge: the strong blue of an
+# active window, or the pale one Qt draws while its focus-in has not arrived (as after
+# a drop from another program, with the manager's focus already moved).
 row() {
     local y=""
     pick "$1"
@@ -139,7 +141,7 @@ row() {
     for _ in 1 2 3 4 5; do
         import -window "$win" "$work/row.png"
         y=$(convert "$work/row.png" -crop "1x$HEIGHT+$((WIDTH - 60))+0" +repage txt:- |
-            awk -F'[,:]' '/#[23][0-9A-F][789][0-9A-F][A-D][0-9A-F]/ { s += $2; n++ } END { if (n) print int(s / n) }')
+            awk -F'[,:]' '/#[23][0-9A-F][789][0-9A-F][A-D][0-9A-F]|#E[5-9][E-F][0-9A-F]F[3-9A-F] / { s += $2; n++ } END { if (n) print int(s / n) }')
         [ -n "$y" ] && break
         sleep 0.3
     done
