@@ -17,7 +17,9 @@
 
 #include "launch_recorder.h"
 #include "assoc/as_table.h"
+#include "filelist/fl_find.h"
 #include "filelist/fl_model.h"
+#include "filelist/fl_nav.h"
 #include "filelist/fl_panel.h"
 #include "filelist/fl_select.h"
 #include "filelist/tb_path.h"
@@ -50,6 +52,9 @@ protected:
         old_data_home = qgetenv("XDG_DATA_HOME");
         qputenv("XDG_DATA_HOME", QByteArray::fromStdString(data.path()));
         undo_clear();
+        // The histories outlive a window; each case starts with none.
+        fl_back_history().clear();
+        fl_forward_history().clear();
         old_handler = w_set_message_handler([this](const WMessage& m) {
             messages << m.text;
             return 1;
