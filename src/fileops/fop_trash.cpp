@@ -110,7 +110,7 @@ int fop_restore_files(FopRequest& r)
         int rc = trash_restore(e, to);
         int err = rc ? errno : 0;
         if (rc != 0 && err == EEXIST) {
-            const int a = fop_alert(r, "Restore", "&Skip|Keep &Both|a&Bort",
+            const int a = fop_alert(r, "Restore", "&Skip|&Keep Both|a&Bort",
                                     "'%s' exists.\nWhat do you want to do ?\n", fop_disp(r, to).c_str());
             if (a == 3)
                 return -1;

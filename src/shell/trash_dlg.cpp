@@ -148,9 +148,9 @@ void TrashView::show_entries(std::vector<TrashEntry> entries)
     }
     list_->setSortingEnabled(true);
     list_->resizeColumnToContents(kName);
-    const int n = list_->topLevelItemCount();
-    status_->setText(n == 0 ? QStringLiteral("The Trash is empty.")
-                            : n == 1 ? QStringLiteral("1 item") : QStringLiteral("%1 items").arg(n));
+    // Ready for Restore at once: the newest item, as the list is sorted.
+    if (list_->topLevelItemCount() > 0 && list_->selectedItems().isEmpty())
+        list_->setCurrentItem(list_->topLevelItem(0));
     update_buttons();
     if (again_) {
         again_ = false;
@@ -161,7 +161,11 @@ void TrashView::show_entries(std::vector<TrashEntry> entries)
 void TrashView::update_buttons()
 {
     restore_->setEnabled(!list_->selectedItems().isEmpty());
-    empty_->setEnabled(list_->topLevelItemCount() > 0);
+    const int n = list_->topLevelItemCount();
+    empty_->setEnabled(n > 0);
+    if (!reading_)
+        status_->setText(n == 0 ? QStringLiteral("The Trash is empty.")
+                                : n == 1 ? QStringLiteral("1 item") : QStringLiteral("%1 items").arg(n));
 }
 
 std::map<std::string, std::vector<TrashEntry>> TrashView::by_dir(const QList<QTreeWidgetItem*>& rows) const

@@ -63,7 +63,7 @@ TEST_F(TrashTest, TrashedItemsAreDescribedForOtherProgramsAndComeBackWhereTheyWe
     // Restoring onto a name that is taken asks; keeping both gives "name (2)".
     spit(t / "d", "a file now");
     ScriptUi back;
-    back.rules.push_back({"Restore", "'" + t / "d" + "' exists.", "Keep &Both"});
+    back.rules.push_back({"Restore", "'" + t / "d" + "' exists.", "&Keep Both"});
     auto r = fop_make(FOP_RESTORE, trash() + "/files", {entries[1].name, entries[2].name}, "", 0);
     r->restore = {entries[1], entries[2]};
     ASSERT_TRUE(run_request(back, std::move(r)));
