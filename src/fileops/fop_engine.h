@@ -71,6 +71,10 @@ int fop_restore_files(FopRequest& r);
 // Notes that the selected item `from` became `to`, for Undo.
 void fop_note_made(FopRequest& r, const std::string& from, const std::string& to);
 
+// Copy, move and delete after the worker's first refresh: -1 when the operation
+// ended before its scan (nothing to show "Done" for), else 0.
+int fop_run_phases(FopRequest& r);
+
 // Runs the whole operation and returns; does not free the request nor call
 // ui->finished. The thread entry wraps it.
 void fop_run(FopRequest& r);

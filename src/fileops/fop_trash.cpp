@@ -2,6 +2,7 @@
 // deleting for good what cannot go there, when the user says so), and putting
 // trashed items back.
 #include "fop_engine.h"
+#include "fop_request.h"
 #include "fop_info.h"
 #include "trash.h"
 #include "undo.h"
@@ -27,6 +28,41 @@ std::string base_of(const std::string& path)
 int percent_of(const FopRequest& r)
 {
     return r.total_files > 0 ? int(int64_t(r.files_done) * 100 / r.total_files) : 0;
+}
+
+// An item that another program copied into the Trash of another file system goes
+// back the same way: a move of it alone, run on this request itself so that its
+// Pause and Cancel reach the copy. True when the item left the Trash.
+bool move_back_across(FopRequest& r, const TrashEntry& e, const std::string& to)
+{
+    const int kind = r.kind, files_done = r.files_done, total_files = r.total_files;
+    const uint32_t flags = r.flags;
+    const bool undoable = r.undoable;
+    std::vector<FopGroup> groups = std::move(r.groups);
+    r.kind = FOP_MOVE;
+    r.flags = FOPF_SYM_LINKS;
+    r.destination = to;
+    r.groups = {FopGroup{e.trash_dir + "/files", {e.name}, {}}};
+    r.prefix_len = r.groups[0].dir.size();
+    r.total_files = 1;
+    r.files_done = 0;
+    r.total_bytes = r.bytes_done = 0;
+    r.estimate_start = {};
+    r.kept_dirs.clear();
+    r.undoable = false;
+    fop_run_phases(r);
+    r.kind = kind;
+    r.flags = flags;
+    r.undoable = undoable;
+    r.groups = std::move(groups);
+    r.files_done = files_done;
+    r.total_files = total_files;
+    r.estimate_start = {};
+    struct stat st;
+    if (lstat(e.files_path().c_str(), &st) == 0 || errno != ENOENT)
+        return false;
+    trash_forget(e);
+    return true;
 }
 }  // namespace
 
@@ -109,6 +145,15 @@ int fop_restore_files(FopRequest& r)
                         fop_calc_time_left(r, r.files_done, r.total_files));
         int rc = trash_restore(e, to);
         int err = rc ? errno : 0;
+        if (rc != 0 && err == EXDEV) {
+            const bool moved = move_back_across(r, e, to);
+            if (r.cancel.load())
+                return -1;
+            if (moved)
+                fop_item_done(r, parent_of(to), base_of(to));
+            r.files_done++;  // a failure was asked about by the move itself
+            continue;
+        }
         if (rc != 0 && err == EEXIST) {
             const int a = fop_alert(r, "Restore", "&Skip|&Keep Both|a&Bort",
                                     "'%s' exists.\nWhat do you want to do ?\n", fop_disp(r, to).c_str());

@@ -115,6 +115,34 @@ bool expectations_hold(FopRequest& r)
 }
 }  // namespace
 
+int fop_run_phases(FopRequest& r)
+{
+    if (fop_check_dst(r) < 0)
+        return -1;
+    if (r.kind == FOP_MOVE && fop_move_files(r) < 0)
+        return -1;
+    if (fop_build_filelist(r) != 0)
+        return 0;
+    if (r.kind == FOP_DELETE) {
+        fop_delete_files(r, true);
+        return 0;
+    }
+    // The delete at the end of a move never asks.
+    r.flags |= FOPF_DELETE_ALL;
+    fop_update_info(r, r.kind == FOP_COPY ? "Copying" : "Moving", kFopKeep, kFopKeep, kFopKeep, kFopKeep,
+                    kFopPercentZero, kFopTimeKeep);
+    auto [sg, si] = copy_all(r);
+    fop_restore_kept_dirs(r);
+    if (r.kind == FOP_MOVE) {
+        // Only what was copied completely goes at the source.
+        for (std::size_t g = sg; g < r.groups.size(); g++)
+            for (std::size_t i = (g == sg ? si : 0); i < r.groups[g].names.size(); i++)
+                r.groups[g].names[i].clear();
+        fop_delete_files(r, false);
+    }
+    return 0;
+}
+
 void fop_run(FopRequest& r)
 {
     struct NoteUndo {
@@ -126,40 +154,14 @@ void fop_run(FopRequest& r)
             r.buffer.assign(buffer_size(r.flags), 0);
         if (!expectations_hold(r))
             return;
-        if (r.kind == FOP_TRASH || r.kind == FOP_RESTORE) {
-            fop_update_info(r, "Scanning", "", "", "", "", kFopPercentZero, 0);
-            if (r.kind == FOP_TRASH)
-                fop_trash_files(r);
-            else
-                fop_restore_files(r);
-            fop_update_info(r, kFopKeep, "Done", "", "", "", 100, 0);
-            sleep_ms(sDoneDelayMs.load());
-            return;
-        }
         fop_update_info(r, "Scanning", "", "", "", "", kFopPercentZero, 0);
-        if (fop_check_dst(r) < 0)
+        // A trash or a restore that was aborted still shows "Done" for what it did.
+        if (r.kind == FOP_TRASH)
+            fop_trash_files(r);
+        else if (r.kind == FOP_RESTORE)
+            fop_restore_files(r);
+        else if (fop_run_phases(r) < 0)
             return;
-        if (r.kind == FOP_MOVE && fop_move_files(r) < 0)
-            return;
-        if (fop_build_filelist(r) == 0) {
-            if (r.kind == FOP_DELETE) {
-                fop_delete_files(r, true);
-            } else {
-                // The delete at the end of a move never asks.
-                r.flags |= FOPF_DELETE_ALL;
-                fop_update_info(r, r.kind == FOP_COPY ? "Copying" : "Moving", kFopKeep, kFopKeep, kFopKeep,
-                                kFopKeep, kFopPercentZero, kFopTimeKeep);
-                auto [sg, si] = copy_all(r);
-                fop_restore_kept_dirs(r);
-                if (r.kind == FOP_MOVE) {
-                    // Only what was copied completely goes at the source.
-                    for (std::size_t g = sg; g < r.groups.size(); g++)
-                        for (std::size_t i = (g == sg ? si : 0); i < r.groups[g].names.size(); i++)
-                            r.groups[g].names[i].clear();
-                    fop_delete_files(r, false);
-                }
-            }
-        }
         fop_update_info(r, kFopKeep, "Done", "", "", "", 100, 0);
         sleep_ms(sDoneDelayMs.load());
     } catch (const std::bad_alloc&) {

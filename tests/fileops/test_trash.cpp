@@ -160,4 +160,20 @@ TEST_F(TrashTest, AFileSystemWithoutAWritableTrashAsksToDeletePermanently)
     EXPECT_EQ(dir_names(home), std::vector<std::string>{"keep"});
     EXPECT_FALSE(exists(fs.path() + "/.Trash-" + std::to_string(getuid())));
     EXPECT_FALSE(undo_available());
+
+    // What another program copied into a Trash of another file system comes back
+    // by a copy, and leaves that Trash.
+    const std::string other = fs.path() + "/.Trash-" + std::to_string(getuid());
+    for (auto d : {"", "/files", "/info"})
+        mkdir((other + d).c_str(), 0700);
+    spit(other + "/files/far", pattern(50000, 5));
+    spit(other + "/info/far.trashinfo", "[Trash Info]\nPath=" + t / "far" + "\nDeletionDate=2026-01-02T03:04:05\n");
+    auto r = fop_make(FOP_RESTORE, other + "/files", {"far"}, "", 0);
+    r->restore = trash_list(other);
+    ScriptUi back;
+    ASSERT_TRUE(run_request(back, std::move(r)));
+    EXPECT_TRUE(back.calls.empty());
+    EXPECT_TRUE(slurp(t / "far") == pattern(50000, 5));
+    EXPECT_TRUE(dir_names(other + "/files").empty());
+    EXPECT_TRUE(dir_names(other + "/info").empty());
 }
