@@ -38,7 +38,8 @@ public:
     void reread();
 
 private:
-    void show_entries(std::vector<TrashEntry> entries);
+    // last: the reading is complete (before it only the home Trash is in).
+    void show_entries(std::vector<TrashEntry> entries, bool last);
     void update_buttons();
     // The entries of these rows by their Trash directory, each of which is one operation.
     std::map<std::string, std::vector<TrashEntry>> by_dir(const QList<QTreeWidgetItem*>& rows) const;
@@ -114,24 +115,32 @@ void TrashView::reread()
     status_->setText(QStringLiteral("Reading…"));
     QPointer<TrashView> self(this);
     std::thread([self] {
-        std::vector<TrashEntry> all;
+        const auto post = [self](std::vector<TrashEntry> all, bool last) {
+            if (QCoreApplication* app = QCoreApplication::instance())
+                QMetaObject::invokeMethod(
+                    app,
+                    [self, all = std::move(all), last]() mutable {
+                        if (self)
+                            self->show_entries(std::move(all), last);
+                    },
+                    Qt::QueuedConnection);
+        };
+        // The home Trash first: looking at the tops of other mounts may wait on a
+        // dead one for a long time.
+        const std::string home = trash_home();
+        std::vector<TrashEntry> all = trash_list(home);
+        post(all, false);
         for (const std::string& dir : trash_dirs())
-            for (TrashEntry& e : trash_list(dir))
-                all.push_back(std::move(e));
-        if (QCoreApplication* app = QCoreApplication::instance())
-            QMetaObject::invokeMethod(
-                app,
-                [self, all = std::move(all)]() mutable {
-                    if (self)
-                        self->show_entries(std::move(all));
-                },
-                Qt::QueuedConnection);
+            if (dir != home)
+                for (TrashEntry& e : trash_list(dir))
+                    all.push_back(std::move(e));
+        post(std::move(all), true);
     }).detach();
 }
 
-void TrashView::show_entries(std::vector<TrashEntry> entries)
+void TrashView::show_entries(std::vector<TrashEntry> entries, bool last)
 {
-    reading_ = false;
+    reading_ = !last;
     entries_ = std::move(entries);
     list_->setSortingEnabled(false);
     list_->clear();
@@ -152,7 +161,7 @@ void TrashView::show_entries(std::vector<TrashEntry> entries)
     if (list_->topLevelItemCount() > 0 && list_->selectedItems().isEmpty())
         list_->setCurrentItem(list_->topLevelItem(0));
     update_buttons();
-    if (again_) {
+    if (last && again_) {
         again_ = false;
         reread();
     }
