@@ -1,8 +1,14 @@
 // Times one engine operation on real data: a copy with overwrite-all (default),
-// a move (--move) or a delete (--delete, no DSTDIR). Prints the elapsed
-// milliseconds as the number on its last line.
+// a move (--move) or a delete (--delete, no DSTDIR); or (--trash DIR) every entry
+// of DIR selected and moved to the Trash, then brought back by Undo. Prints the
+// elapsed milliseconds (of the trash) as the number on its last line.
 #include "fileops/fop.h"
 #include "fileops/fop_engine.h"
+#include "fileops/undo.h"
+
+#include <cstdlib>
+#include <dirent.h>
+#include <vector>
 
 #include <chrono>
 #include <condition_variable>
@@ -49,10 +55,46 @@ private:
     std::condition_variable cv_;
     bool done_ = false;
 };
+
+double run(std::unique_ptr<FopRequest> r)
+{
+    BenchUi ui;
+    const auto t0 = std::chrono::steady_clock::now();
+    if (!fop_launch(std::move(r), nullptr, {}, &ui)) {
+        perror("bench_copy: fop_launch");
+        exit(1);
+    }
+    ui.wait();
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
+}
+
+int trash_and_back(const std::string& dir)
+{
+    std::vector<std::string> names;
+    if (DIR* d = opendir(dir.c_str())) {
+        while (const dirent* e = readdir(d))
+            if (strcmp(e->d_name, ".") && strcmp(e->d_name, ".."))
+                names.emplace_back(e->d_name);
+        closedir(d);
+    }
+    fop_set_done_delay_ms(0);
+    const double put = run(fop_make(FOP_TRASH, dir, names, "", 0));
+    UndoStep step;
+    if (!undo_take(step) || step.items.size() != names.size()) {
+        fprintf(stderr, "bench_copy: not every item went to the Trash\n");
+        return 1;
+    }
+    const double back = run(undo_request(step));
+    fprintf(stderr, "%zu items: to the Trash %.1f ms, back by Undo %.1f ms\n", names.size(), put, back);
+    printf("%.1f\n", put);
+    return 0;
+}
 }  // namespace
 
 int main(int argc, char** argv)
 {
+    if (argc == 3 && !strcmp(argv[1], "--trash"))
+        return trash_and_back(argv[2]);
     int kind = FOP_COPY;
     int a = 1;
     if (a < argc && !strcmp(argv[a], "--move"))

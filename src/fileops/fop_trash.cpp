@@ -72,6 +72,7 @@ int fop_trash_files(FopRequest& r)
     FopGroup& sel = r.groups[0];
     bool delete_rest = false;  // "Delete A&ll" to an item that has no Trash
     bool any_to_delete = false;
+    TrashCache cache;
     for (std::string& name : sel.names) {
         if (fop_pause_trap(r) || r.cancel.load())
             return -1;
@@ -80,7 +81,7 @@ int fop_trash_files(FopRequest& r)
         const std::string path = fop_path(sel.dir, name);
         fop_update_info(r, "Moving to Trash", " Dir: ", sel.dir, "File: ", name, percent_of(r),
                         fop_calc_time_left(r, r.files_done, r.total_files));
-        const TrashPut put = trash_put(path, time(nullptr));
+        const TrashPut put = trash_put(path, time(nullptr), &cache);
         if (put.error_kind == TrashError::None) {
             // Known again by its identity in the Trash (a rename changes no birth time).
             FopMade m;

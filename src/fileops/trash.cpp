@@ -215,6 +215,8 @@ bool write_all(int fd, const std::string& text)
     return true;
 }
 
+TrashPut trash_put_into(const std::string& path, const struct stat& st, const std::string& dir, time_t now);
+
 std::string read_small(const std::string& path)
 {
     std::ifstream in(path, std::ios::binary);
@@ -274,7 +276,7 @@ std::string trash_dir_for(const std::string& path)
     return {};
 }
 
-TrashPut trash_put(const std::string& path, time_t now)
+TrashPut trash_put(const std::string& path, time_t now, TrashCache* cache)
 {
     TrashPut out;
     struct stat st;
@@ -283,13 +285,29 @@ TrashPut trash_put(const std::string& path, time_t now)
         out.error = errno;
         return out;
     }
+    if (cache && cache->dev == st.st_dev && !cache->dir.empty()) {
+        out = trash_put_into(path, st, cache->dir, now);
+        // A Trash emptied by another program may have lost its directories.
+        if (out.error_kind != TrashError::NoTrash)
+            return out;
+        out = TrashPut{};
+    }
     errno = 0;
     const std::string dir = trash_dir_for(path);
+    if (cache && !dir.empty())
+        *cache = {st.st_dev, dir};
     if (dir.empty()) {
         out.error_kind = TrashError::NoTrash;
         out.error = errno ? errno : ENOENT;
         return out;
     }
+    return trash_put_into(path, st, dir, now);
+}
+
+namespace {
+TrashPut trash_put_into(const std::string& path, const struct stat& st, const std::string& dir, time_t now)
+{
+    TrashPut out;
     // What is in a Trash already is deleted from there, not trashed again.
     if (path == dir || path.compare(0, dir.size() + 1, dir + "/") == 0) {
         out.error_kind = TrashError::NoTrash;
@@ -341,6 +359,7 @@ TrashPut trash_put(const std::string& path, time_t now)
     out.error = EEXIST;
     return out;
 }
+}  // namespace
 
 std::string trash_info_text(const std::string& original, const std::string& trash_dir, time_t when)
 {

@@ -48,9 +48,16 @@ std::string trash_home();
 // The Trash for an item of the file system holding path, created with its
 // files/ and info/ when missing. Empty, with errno set, when there is none.
 std::string trash_dir_for(const std::string& path);
+// The Trash found for the last item, kept by a caller that trashes many items of
+// one file system: finding it costs a dozen calls, an item itself five.
+struct TrashCache {
+    dev_t dev = 0;
+    std::string dir;
+};
+
 // Moves path into the Trash of its file system. The info file is written first,
 // under a name reserved with O_EXCL, so an item in files/ always has one.
-TrashPut trash_put(const std::string& path, time_t now);
+TrashPut trash_put(const std::string& path, time_t now, TrashCache* cache = nullptr);
 
 // Every Trash directory that exists: the home one, then one per mounted file
 // system that has one at its top.
