@@ -82,6 +82,7 @@ echo "drag with Ctrl: copied"
 as a
 pick long
 keys key ctrl+c
+[ "$(clip_out text/uri-list | tr -d '\r')" = "file://$src/long" ] || fail "type-ahead did not select long after the drags"
 as b
 goto "$dst/one"
 keys key ctrl+v

@@ -84,10 +84,15 @@ shot() {
 # keys XDOTOOL-ARGS...: real input to $win, then a moment for the program to act.
 # The manager may report the activation before it has moved the focus: keys sent then
 # went to the other instance's window.
+# A window just activated gets half a second more: Qt may take its focus-in after
+# the manager reports the activation (after a drag between instances, keys typed at
+# at once could be lost).
 keys() {
+    local was
+    was=$(xdotool getactivewindow 2>/dev/null)
     xdotool windowactivate --sync "$win" >/dev/null 2>&1
     for _ in $(seq 40); do [ "$(xdotool getactivewindow 2>/dev/null)" = "$win" ] && break; sleep 0.05; done
-    sleep 0.1
+    [ "$was" = "$win" ] && sleep 0.1 || sleep 0.6
     xdotool "$@"
     sleep 0.4
 }
