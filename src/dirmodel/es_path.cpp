@@ -57,6 +57,20 @@ std::string es_join(std::string_view dir, std::string_view name)
     return out;
 }
 
+std::string es_dir_of(std::string_view path)
+{
+    const auto slash = path.find_last_of('/');
+    if (slash == std::string_view::npos)
+        return ".";
+    return std::string(slash == 0 ? path.substr(0, 1) : path.substr(0, slash));
+}
+
+std::string es_name_of(std::string_view path)
+{
+    const auto slash = path.find_last_of('/');
+    return std::string(slash == std::string_view::npos ? path : path.substr(slash + 1));
+}
+
 int es_construct_fullpath(char* out, const char* dir, const char* name)
 {
     std::size_t n = 0;

@@ -17,6 +17,11 @@ int es_construct_fullpath(char* out, const char* dir, const char* name);
 // dir + "/" + name, with no second "/" when dir ends in one ("/" + "a" gives "/a").
 std::string es_join(std::string_view dir, std::string_view name);
 
+// The directory and the last name of a path: "/a/b" gives "/a" and "b", "/a"
+// gives "/" and "a", a bare name gives "." and itself.
+std::string es_dir_of(std::string_view path);
+std::string es_name_of(std::string_view path);
+
 // Cuts the last component in place (/a/b/ and /a/b give /a, /a gives /, abc stays).
 // Returns the new length.
 int es_remove_subdirectory(char* path);

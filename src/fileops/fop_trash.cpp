@@ -6,6 +6,7 @@
 #include "fop_info.h"
 #include "trash.h"
 #include "undo.h"
+#include "dirmodel/es_path.h"
 
 #include <cerrno>
 #include <cstring>
@@ -13,18 +14,6 @@
 #include <sys/stat.h>
 
 namespace {
-std::string parent_of(const std::string& path)
-{
-    const auto slash = path.find_last_of('/');
-    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
-}
-
-std::string base_of(const std::string& path)
-{
-    const auto slash = path.find_last_of('/');
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
 int percent_of(const FopRequest& r)
 {
     return r.total_files > 0 ? int(int64_t(r.files_done) * 100 / r.total_files) : 0;
@@ -151,7 +140,7 @@ int fop_restore_files(FopRequest& r)
             if (r.cancel.load())
                 return -1;
             if (moved)
-                fop_item_done(r, parent_of(to), base_of(to));
+                fop_item_done(r, es_dir_of(to), es_name_of(to));
             r.files_done++;  // a failure was asked about by the move itself
             continue;
         }
@@ -173,7 +162,7 @@ int fop_restore_files(FopRequest& r)
                                  strerror(err)) < 0)
                 return -1;
         } else {
-            fop_item_done(r, parent_of(to), base_of(to));
+            fop_item_done(r, es_dir_of(to), es_name_of(to));
         }
         r.files_done++;
     }

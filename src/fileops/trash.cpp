@@ -1,4 +1,5 @@
 #include "trash.h"
+#include "dirmodel/es_path.h"
 
 #include <algorithm>
 #include <cctype>
@@ -20,25 +21,6 @@
 namespace {
 constexpr const char* kInfoSuffix = ".trashinfo";
 constexpr std::size_t kNameMax = 255;
-
-std::string parent_of(const std::string& path)
-{
-    const auto slash = path.find_last_of('/');
-    if (slash == std::string::npos)
-        return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-std::string base_of(const std::string& path)
-{
-    const auto slash = path.find_last_of('/');
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-std::string join(const std::string& dir, const std::string& name)
-{
-    return dir == "/" ? "/" + name : dir + "/" + name;
-}
 
 // A directory of ours: made with mode when missing; an existing one must be a
 // real directory, not a link someone planted.
@@ -63,7 +45,7 @@ bool make_parents(const std::string& path, mode_t mode)
     struct stat st;
     if (stat(path.c_str(), &st) == 0)
         return S_ISDIR(st.st_mode) || (errno = ENOTDIR, false);
-    const std::string up = parent_of(path);
+    const std::string up = es_dir_of(path);
     if (up != path && !make_parents(up, mode))
         return false;
     return mkdir(path.c_str(), mode) == 0 || errno == EEXIST;
@@ -89,7 +71,7 @@ bool device_of_nearest(std::string path, dev_t& dev)
 {
     struct stat st;
     while (stat(path.c_str(), &st) != 0) {
-        const std::string up = parent_of(path);
+        const std::string up = es_dir_of(path);
         if (up == path)
             return false;
         path = up;
@@ -103,7 +85,7 @@ std::string mount_top(const std::string& dir, dev_t dev)
 {
     std::string top = dir;
     while (top != "/") {
-        const std::string up = parent_of(top);
+        const std::string up = es_dir_of(top);
         struct stat st;
         if (stat(up.c_str(), &st) != 0 || st.st_dev != dev)
             break;
@@ -129,24 +111,24 @@ std::string data_home()
 std::string top_trash(const std::string& top, bool shared)
 {
     const std::string uid = std::to_string(getuid());
-    return shared ? join(top, ".Trash") + "/" + uid : join(top, ".Trash-" + uid);
+    return shared ? es_join(top, ".Trash") + "/" + uid : es_join(top, ".Trash-" + uid);
 }
 
 bool shared_trash_usable(const std::string& top)
 {
     struct stat st;
-    return lstat(join(top, ".Trash").c_str(), &st) == 0 && S_ISDIR(st.st_mode) && (st.st_mode & S_ISVTX);
+    return lstat(es_join(top, ".Trash").c_str(), &st) == 0 && S_ISDIR(st.st_mode) && (st.st_mode & S_ISVTX);
 }
 
 // The top directory a top-directory Trash belongs to; empty for the home Trash.
 std::string top_of_trash(const std::string& trash_dir)
 {
     const std::string uid = std::to_string(getuid());
-    const std::string base = base_of(trash_dir);
+    const std::string base = es_name_of(trash_dir);
     if (base == ".Trash-" + uid)
-        return parent_of(trash_dir);
-    if (base == uid && base_of(parent_of(trash_dir)) == ".Trash")
-        return parent_of(parent_of(trash_dir));
+        return es_dir_of(trash_dir);
+    if (base == uid && es_name_of(es_dir_of(trash_dir)) == ".Trash")
+        return es_dir_of(es_dir_of(trash_dir));
     return {};
 }
 
@@ -253,13 +235,13 @@ std::string trash_dir_for(const std::string& path)
     const std::string home = trash_home();
     dev_t home_dev;
     if (device_of_nearest(home, home_dev) && home_dev == st.st_dev) {
-        if (make_parents(parent_of(home), 0700) && ready_trash(home, st.st_dev))
+        if (make_parents(es_dir_of(home), 0700) && ready_trash(home, st.st_dev))
             return home;
         return {};
     }
     // The item's own directory, with links resolved, leads to its mount's top.
     char real[PATH_MAX];
-    if (!realpath(parent_of(path).c_str(), real))
+    if (!realpath(es_dir_of(path).c_str(), real))
         return {};
     const std::string top = mount_top(real, st.st_dev);
     if (shared_trash_usable(top)) {
@@ -315,7 +297,7 @@ TrashPut trash_put_into(const std::string& path, const struct stat& st, const st
         return out;
     }
     const std::string info_text = trash_info_text(path, dir, now);
-    const std::string base = base_of(path);
+    const std::string base = es_name_of(path);
     for (int n = 1; n < 100000; n++) {
         TrashEntry e;
         e.trash_dir = dir;
@@ -403,7 +385,7 @@ bool trash_parse_info(const std::string& text, const std::string& trash_dir, std
         const std::string top = top_of_trash(trash_dir);
         if (top.empty())
             return false;  // the home Trash keeps whole paths only
-        path = join(top, path);
+        path = es_join(top, path);
     }
     original = path;
     return true;
@@ -486,7 +468,7 @@ int trash_restore(const TrashEntry& e, const std::string& to)
         errno = EEXIST;
         return -1;
     }
-    if (!make_parents(parent_of(to), 0777))
+    if (!make_parents(es_dir_of(to), 0777))
         return -1;
     // Never over something that appeared since the look above.
     if (renameat2(AT_FDCWD, e.files_path().c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0) {
@@ -505,7 +487,7 @@ int trash_restore(const TrashEntry& e, const std::string& to)
 
 std::string trash_free_name(const std::string& to)
 {
-    const std::string dir = parent_of(to), base = base_of(to);
+    const std::string dir = es_dir_of(to), base = es_name_of(to);
     std::string stem = base, ext;
     if (const auto dot = base.find_last_of('.'); dot != std::string::npos && dot > 0) {
         stem = base.substr(0, dot);
@@ -513,7 +495,7 @@ std::string trash_free_name(const std::string& to)
     }
     struct stat st;
     for (int n = 2;; n++) {
-        const std::string candidate = join(dir, stem + " (" + std::to_string(n) + ")" + ext);
+        const std::string candidate = es_join(dir, stem + " (" + std::to_string(n) + ")" + ext);
         if (lstat(candidate.c_str(), &st) != 0 && errno == ENOENT)
             return candidate;
         if (n > 100000)

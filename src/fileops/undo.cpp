@@ -2,6 +2,7 @@
 
 #include "fop.h"
 #include "fop_engine.h"
+#include "dirmodel/es_path.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -12,20 +13,6 @@
 namespace {
 std::mutex sMutex;
 UndoStep sLast;  // no items: nothing to undo
-
-std::string parent_of(const std::string& path)
-{
-    const auto slash = path.find_last_of('/');
-    if (slash == std::string::npos)
-        return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-std::string base_of(const std::string& path)
-{
-    const auto slash = path.find_last_of('/');
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
 
 int64_t nanos(const statx_timestamp& t)
 {
@@ -122,7 +109,7 @@ std::unique_ptr<FopRequest> undo_request(const UndoStep& step)
     std::vector<std::string> names;
     std::vector<FopExpect> expect;
     for (const FopMade& m : step.items) {
-        names.push_back(step.kind == UndoKind::Trash ? m.entry.name : base_of(m.to));
+        names.push_back(step.kind == UndoKind::Trash ? m.entry.name : es_name_of(m.to));
         expect.push_back({m.to, m.dev, m.ino, m.stamp});
         if (step.kind != UndoKind::Copy && step.kind != UndoKind::Create)
             expect.push_back({step.kind == UndoKind::Trash ? m.entry.original : m.from, 0, 0});
@@ -133,12 +120,12 @@ std::unique_ptr<FopRequest> undo_request(const UndoStep& step)
     case UndoKind::Move:
         // One item goes back under its old name; several into their old directory.
         // Links move as links, whatever the settings say.
-        r = fop_make(FOP_MOVE, parent_of(first.to), names,
-                     step.items.size() == 1 ? first.from : parent_of(first.from), FOPF_SYM_LINKS);
+        r = fop_make(FOP_MOVE, es_dir_of(first.to), names,
+                     step.items.size() == 1 ? first.from : es_dir_of(first.from), FOPF_SYM_LINKS);
         break;
     case UndoKind::Copy:
     case UndoKind::Create:
-        r = fop_make(FOP_TRASH, parent_of(first.to), names, "", 0);
+        r = fop_make(FOP_TRASH, es_dir_of(first.to), names, "", 0);
         break;
     case UndoKind::Trash:
         r = fop_make(FOP_RESTORE, first.entry.trash_dir + "/files", names, "", 0);
