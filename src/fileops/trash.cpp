@@ -391,17 +391,13 @@ bool trash_parse_info(const std::string& text, const std::string& trash_dir, std
     return true;
 }
 
-std::vector<std::string> trash_dirs()
+std::vector<std::string> trash_mount_tops()
 {
-    std::vector<std::string> out;
-    struct stat st;
-    const std::string home = trash_home();
-    if (stat((home + "/info").c_str(), &st) == 0)
-        out.push_back(home);
     // Pseudo file systems never hold a Trash and some are slow to look at.
     static const char* const kSkip[] = {"proc", "sysfs", "devpts", "cgroup", "cgroup2", "mqueue", "debugfs",
                                         "tracefs", "securityfs", "pstore", "bpf", "autofs", "fusectl",
                                         "configfs", "hugetlbfs", "binfmt_misc", "nsfs", "devtmpfs"};
+    std::vector<std::string> out;
     std::ifstream mounts("/proc/self/mounts");
     std::string line;
     while (std::getline(mounts, line)) {
@@ -409,10 +405,7 @@ std::vector<std::string> trash_dirs()
         std::string source, target, type;
         if (!(fields >> source >> target >> type))
             continue;
-        bool skip = false;
-        for (const char* s : kSkip)
-            skip = skip || type == s;
-        if (skip)
+        if (std::any_of(std::begin(kSkip), std::end(kSkip), [&](const char* s) { return type == s; }))
             continue;
         // Blanks and the like are written as octal escapes ("\040").
         std::string top;
@@ -424,12 +417,20 @@ std::vector<std::string> trash_dirs()
                 top += target[i];
             }
         }
-        for (const bool shared : {true, false}) {
-            const std::string dir = top_trash(top, shared);
-            if (lstat((dir + "/info").c_str(), &st) == 0 && S_ISDIR(st.st_mode) &&
-                std::find(out.begin(), out.end(), dir) == out.end())
-                out.push_back(dir);
-        }
+        if (std::find(out.begin(), out.end(), top) == out.end())
+            out.push_back(top);
+    }
+    return out;
+}
+
+std::vector<std::string> trash_dirs_at(const std::string& top)
+{
+    std::vector<std::string> out;
+    for (const bool shared : {true, false}) {
+        const std::string dir = top_trash(top, shared);
+        struct stat st;
+        if (lstat((dir + "/info").c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+            out.push_back(dir);
     }
     return out;
 }

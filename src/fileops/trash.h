@@ -59,9 +59,12 @@ struct TrashCache {
 // under a name reserved with O_EXCL, so an item in files/ always has one.
 TrashPut trash_put(const std::string& path, time_t now, TrashCache* cache = nullptr);
 
-// Every Trash directory that exists: the home one, then one per mounted file
-// system that has one at its top.
-std::vector<std::string> trash_dirs();
+// The top directories of the mounted file systems that may hold a Trash, from
+// the mount table alone (nothing there is looked at).
+std::vector<std::string> trash_mount_tops();
+// The Trash directories that exist at one top. Looking may wait for ever on a
+// dead mount: one thread per top.
+std::vector<std::string> trash_dirs_at(const std::string& top);
 // What a Trash directory holds; entries without a readable info file are left out.
 std::vector<TrashEntry> trash_list(const std::string& trash_dir);
 

@@ -9,9 +9,12 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QShortcut>
+#include <QTimer>
 #include <QTreeWidget>
 #include <QVBoxLayout>
+#include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -38,8 +41,12 @@ public:
     void reread();
 
 private:
-    // last: the reading is complete (before it only the home Trash is in).
-    void show_entries(std::vector<TrashEntry> entries, bool last);
+    // The answers of a reading: the home Trash with the mount table, then the
+    // Trashes at each top. Answers of an older reading are dropped.
+    void home_read(int reading, std::vector<TrashEntry> entries, const std::vector<std::string>& tops);
+    void top_read(int reading, std::vector<TrashEntry> entries);
+    void finish(bool incomplete);
+    void show_entries(std::vector<TrashEntry> entries);
     void update_buttons();
     // The entries of these rows by their Trash directory, each of which is one operation.
     std::map<std::string, std::vector<TrashEntry>> by_dir(const QList<QTreeWidgetItem*>& rows) const;
@@ -53,9 +60,24 @@ private:
     std::vector<TrashEntry> entries_;  // the rows point into it by index
     bool reading_ = false;
     bool again_ = false;  // a reading was asked for while one was under way
+    int reading_no_ = 0;
+    int tops_waited_ = 0;
+    bool tops_skipped_ = false;  // an earlier look at one of them is still out
+    std::vector<TrashEntry> incoming_;
 };
 
 QPointer<TrashView> sView;
+// Tops whose look has not come back, for every reading of the process: a dead
+// mount holds one thread, not one per reading. GUI thread only.
+std::set<std::string> sTopsOut;
+constexpr int kTopsTimeoutMs = 10000;
+
+// Runs fn on the GUI thread later, from a worker.
+void post(std::function<void()> fn)
+{
+    if (QCoreApplication* app = QCoreApplication::instance())
+        QMetaObject::invokeMethod(app, std::move(fn), Qt::QueuedConnection);
+}
 
 TrashView::TrashView(QWidget* parent) : QDialog(parent)
 {
@@ -112,35 +134,83 @@ void TrashView::reread()
         return;
     }
     reading_ = true;
+    const int reading = ++reading_no_;
     status_->setText(QStringLiteral("Reading…"));
     QPointer<TrashView> self(this);
-    std::thread([self] {
-        const auto post = [self](std::vector<TrashEntry> all, bool last) {
-            if (QCoreApplication* app = QCoreApplication::instance())
-                QMetaObject::invokeMethod(
-                    app,
-                    [self, all = std::move(all), last]() mutable {
-                        if (self)
-                            self->show_entries(std::move(all), last);
-                    },
-                    Qt::QueuedConnection);
-        };
-        // The home Trash first: looking at the tops of other mounts may wait on a
-        // dead one for a long time.
-        const std::string home = trash_home();
-        std::vector<TrashEntry> all = trash_list(home);
-        post(all, false);
-        for (const std::string& dir : trash_dirs())
-            if (dir != home)
-                for (TrashEntry& e : trash_list(dir))
-                    all.push_back(std::move(e));
-        post(std::move(all), true);
+    std::thread([self, reading] {
+        std::vector<TrashEntry> home = trash_list(trash_home());
+        std::vector<std::string> tops = trash_mount_tops();
+        post([self, reading, home = std::move(home), tops = std::move(tops)]() mutable {
+            if (self)
+                self->home_read(reading, std::move(home), tops);
+        });
     }).detach();
 }
 
-void TrashView::show_entries(std::vector<TrashEntry> entries, bool last)
+// The home Trash is shown at once; each top is looked at on a thread of its own,
+// since any of them may be a dead mount.
+void TrashView::home_read(int reading, std::vector<TrashEntry> entries, const std::vector<std::string>& tops)
 {
-    reading_ = !last;
+    if (reading != reading_no_)
+        return;
+    incoming_ = std::move(entries);
+    show_entries(incoming_);
+    const std::string home = trash_home();
+    tops_waited_ = 0;
+    tops_skipped_ = false;
+    QPointer<TrashView> self(this);
+    for (const std::string& top : tops) {
+        if (!sTopsOut.insert(top).second) {
+            tops_skipped_ = true;
+            continue;
+        }
+        ++tops_waited_;
+        std::thread([self, reading, top, home] {
+            std::vector<TrashEntry> found;
+            for (const std::string& dir : trash_dirs_at(top))
+                if (dir != home)
+                    for (TrashEntry& e : trash_list(dir))
+                        found.push_back(std::move(e));
+            post([self, reading, top, found = std::move(found)]() mutable {
+                sTopsOut.erase(top);
+                if (self)
+                    self->top_read(reading, std::move(found));
+            });
+        }).detach();
+    }
+    if (tops_waited_ == 0)
+        finish(tops_skipped_);
+    else
+        QTimer::singleShot(kTopsTimeoutMs, this, [this, reading] {
+            if (reading == reading_no_ && reading_)
+                finish(true);
+        });
+}
+
+void TrashView::top_read(int reading, std::vector<TrashEntry> entries)
+{
+    if (reading != reading_no_ || !reading_)
+        return;
+    for (TrashEntry& e : entries)
+        incoming_.push_back(std::move(e));
+    if (--tops_waited_ == 0)
+        finish(tops_skipped_);
+}
+
+void TrashView::finish(bool incomplete)
+{
+    reading_ = false;
+    show_entries(incoming_);
+    if (incomplete)
+        status_->setText(status_->text() + QStringLiteral(" (some file systems did not answer)"));
+    if (again_) {
+        again_ = false;
+        reread();
+    }
+}
+
+void TrashView::show_entries(std::vector<TrashEntry> entries)
+{
     entries_ = std::move(entries);
     list_->setSortingEnabled(false);
     list_->clear();
@@ -161,10 +231,6 @@ void TrashView::show_entries(std::vector<TrashEntry> entries, bool last)
     if (list_->topLevelItemCount() > 0 && list_->selectedItems().isEmpty())
         list_->setCurrentItem(list_->topLevelItem(0));
     update_buttons();
-    if (last && again_) {
-        again_ = false;
-        reread();
-    }
 }
 
 void TrashView::update_buttons()
