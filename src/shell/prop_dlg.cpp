@@ -222,10 +222,7 @@ bool resolve_id(const QString& text, long current, Lookup lookup, long& out)
 PropertyDlg::PropertyDlg(QWidget* parent) : dlg_(new QDialog(parent)), ui_(new Ui::property_dlg)
 {
     ui_->setupUi(dlg_.get());
-    QObject::connect(ui_->pr_done, &QPushButton::clicked, dlg_.get(), [this] {
-        if (prop_done())
-            dlg_->accept();
-    });
+    QObject::connect(ui_->pr_done, &QPushButton::clicked, dlg_.get(), [this] { prop_done(); });
     QObject::connect(ui_->pr_name, &QLineEdit::returnPressed, ui_->pr_done,
                      &QPushButton::click);
     QObject::connect(ui_->pr_cancel, &QPushButton::clicked, dlg_.get(), &QDialog::reject);
@@ -434,11 +431,11 @@ mode_t PropertyDlg::toggled_mode(mode_t current) const
 }
 
 int PropertyDlg::x_prop_done_one(int entry, const QString* new_name, const QString& owner,
-                                 const QString& group)
+                                 const QString& group, PropChange& c)
 {
     const FileRecord& r = gDir[entry];
-    std::string path = full_path(entry);
-    std::string display = fname_decode(r.name.c_str());
+    c.path = full_path(entry);
+    c.display = fname_decode(r.name.c_str());
     if (new_name) {
         const QByteArray typed = new_name->toUtf8();
         const char* bytes = fname_merge_edit(r.name.c_str(), shown_name_, typed.toStdString());
@@ -447,25 +444,9 @@ int PropertyDlg::x_prop_done_one(int entry, const QString* new_name, const QStri
             return 2;
         }
         if (*bytes && r.name.view() != bytes) {
-            std::string to;
-            fl_get_fullpath(-1, to);
-            to += bytes;
-            struct stat st;
-            if (::lstat(to.c_str(), &st) == 0) {
-                wreport(gBase, "Error", "File name '%s' already exists", typed.constData());
-                return 2;
-            }
-            if (::rename(path.c_str(), to.c_str()) != 0) {
-                const std::string why = std::strerror(errno);
-                // Messages are cut to 255 bytes: a long name is shortened so the reason shows.
-                const std::size_t room = kMessageMax - std::strlen("Unable to rename ''.\n") - why.size();
-                const int n = int(fname_utf8_cut(typed.constData(), std::min<std::size_t>(typed.size(), room)));
-                wreport(gBase, "Error", "Unable to rename '%.*s'.\n%s", n, typed.constData(), why.c_str());
-                return 2;
-            }
-            undo_note_item(UndoKind::Rename, path, to);
-            path = to;
-            display = typed.toStdString();
+            fl_get_fullpath(-1, c.to);
+            c.to += bytes;
+            c.typed = typed.toStdString();
         }
     }
     const long cur_uid = static_cast<int>(r.status.st_uid), cur_gid = static_cast<int>(r.status.st_gid);
@@ -474,63 +455,151 @@ int PropertyDlg::x_prop_done_one(int entry, const QString* new_name, const QStri
             const passwd* pw = ::getpwnam(n);
             return pw ? (id = pw->pw_uid, true) : false;
         }, uid)) {
-        wreport(gBase, "Error", "Invalid owner_id '%s'", owner.toUtf8().constData());
-        return 1;
+        c.refusal = "Invalid owner_id '" + owner.toStdString() + "'";
+        return 0;
     }
     if (!resolve_id(group, cur_gid, [](const char* n, long& id) {
             const struct group* gr = ::getgrnam(n);
             return gr ? (id = gr->gr_gid, true) : false;
         }, gid)) {
-        wreport(gBase, "Error", "Invalid group '%s'", group.toUtf8().constData());
-        return 1;
+        c.refusal = "Invalid group '" + group.toStdString() + "'";
+        return 0;
     }
-    if ((uid != cur_uid || gid != cur_gid) &&
-        ::chown(path.c_str(), static_cast<uid_t>(uid), static_cast<gid_t>(gid)) != 0) {
-        wreport(gBase, "Error", "Unable to change ownership of '%s'", display.c_str());
-        return 1;
-    }
+    c.chown = uid != cur_uid || gid != cur_gid;
+    c.uid = static_cast<uid_t>(uid);
+    c.gid = static_cast<gid_t>(gid);
     // The sticky bit is not offered: it goes when a permission is changed, and
     // only then, so Done on an untouched entry leaves it as it was.
-    const mode_t mode = toggled_mode(r.status.st_mode);
-    if (mode != (r.status.st_mode & 06777) && ::chmod(path.c_str(), mode) != 0) {
-        wreport(gBase, "Error", "Unable to change permissions of '%s'", display.c_str());
+    c.mode = toggled_mode(r.status.st_mode);
+    c.chmod = c.mode != (r.status.st_mode & 06777);
+    return 0;
+}
+
+namespace {
+std::function<int(const char*, const char*)> sRename;
+
+// Makes one entry's changes, on the worker: 0, or 1 after a failure that left the
+// rest of the entry as it was, 2 when that was the new name.
+int apply_change(const PropChange& c, std::vector<std::string>& messages)
+{
+    std::string path = c.path, display = c.display;
+    if (!c.to.empty()) {
+        struct stat st;
+        if (::lstat(c.to.c_str(), &st) == 0) {
+            messages.push_back("File name '" + c.typed + "' already exists");
+            return 2;
+        }
+        if ((sRename ? sRename(path.c_str(), c.to.c_str()) : ::rename(path.c_str(), c.to.c_str())) != 0) {
+            const std::string why = std::strerror(errno);
+            // Messages are cut to 255 bytes: a long name is shortened so the reason shows.
+            const std::size_t room = kMessageMax - std::strlen("Unable to rename ''.\n") - why.size();
+            const std::size_t n = fname_utf8_cut(c.typed.c_str(), std::min(c.typed.size(), room));
+            messages.push_back("Unable to rename '" + c.typed.substr(0, n) + "'.\n" + why);
+            return 2;
+        }
+        undo_note_item(UndoKind::Rename, path, c.to);
+        path = c.to;
+        display = c.typed;
+    }
+    if (!c.refusal.empty()) {
+        messages.push_back(c.refusal);
+        return 1;
+    }
+    if (c.chown && ::chown(path.c_str(), c.uid, c.gid) != 0) {
+        messages.push_back("Unable to change ownership of '" + display + "'");
+        return 1;
+    }
+    if (c.chmod && ::chmod(path.c_str(), c.mode) != 0) {
+        messages.push_back("Unable to change permissions of '" + display + "'");
         return 1;
     }
     return 0;
 }
+}  // namespace
+
+void prop_set_rename_fn(std::function<int(const char*, const char*)> fn)
+{
+    sRename = std::move(fn);
+}
 
 bool PropertyDlg::prop_done()
 {
+    if (busy_)
+        return false;
     const QString owner = ui_->pr_owner->text();
     const QString group = ui_->pr_group->text();
-    std::string go_to;
+    std::string go_to, renamed_to;
+    std::vector<PropChange> changes;
     if (one_entry >= 0) {
         const QString name = ui_->pr_name->text();
         go_to = gDir[one_entry].name.c_str();
-        const int rc = x_prop_done_one(one_entry, &name, owner, group);
-        if (rc == 2)
+        PropChange c;
+        if (x_prop_done_one(one_entry, &name, owner, group, c) == 2)
             return false;  // nothing changed: the typed name stays for another try
-        if (rc == 0 && !name.isEmpty()) {
-            const char* now = fname_merge_edit(go_to, shown_name_, name.toStdString());
-            if (now && *now)
-                go_to = now;
-        }
+        if (!name.isEmpty())
+            if (const char* now = fname_merge_edit(go_to, shown_name_, name.toStdString()); now && *now)
+                renamed_to = now;
+        changes.push_back(std::move(c));
     } else {
-        bool first = true;
         for (int i = 0; i < gDir.count; ++i) {
             if (!(gDir[i].flags & DIR_F_SELECTED))
                 continue;
-            if (first)
+            if (changes.empty())
                 go_to = gDir[i].name.c_str();
-            first = false;
-            x_prop_done_one(i, nullptr, owner, group);
+            PropChange c;
+            x_prop_done_one(i, nullptr, owner, group, c);
+            changes.push_back(std::move(c));
         }
     }
+    // The changes are made off the GUI thread, which a file system that stopped
+    // answering would otherwise hold; meanwhile only Cancel answers.
+    busy_ = true;
+    QList<QWidget*> inputs = {ui_->pr_done, ui_->pr_name, ui_->pr_owner, ui_->pr_group};
+    for (const ModeBit& m : kModeBits)
+        inputs << ui_.get()->*m.toggle;
+    for (QWidget* w : inputs)
+        if (w->isEnabled()) {
+            w->setEnabled(false);
+            disabled_ << w;
+        }
+    QApplication::setOverrideCursor(Qt::BusyCursor);
+    QPointer<QDialog> dlg(dlg_.get());
+    const bool one = one_entry >= 0;
+    std::thread([this, dlg, one, go_to, renamed_to, changes = std::move(changes)] {
+        std::vector<std::string> messages;
+        int rc = 0;
+        for (const PropChange& c : changes)
+            rc = apply_change(c, messages);
+        QMetaObject::invokeMethod(
+            qApp,
+            [this, dlg, one, rc, go_to, renamed_to, messages = std::move(messages)] {
+                QApplication::restoreOverrideCursor();
+                for (const std::string& m : messages)
+                    wreport(gBase, "Error", "%s", m.c_str());
+                if (dlg)
+                    done_finished(one && rc == 2, rc == 0 && !renamed_to.empty() ? renamed_to : go_to);
+                else
+                    fl_refresh();
+            },
+            Qt::QueuedConnection);
+    }).detach();
+    return false;
+}
+
+void PropertyDlg::done_finished(bool stay, const std::string& go_to)
+{
+    busy_ = false;
+    for (QWidget* w : disabled_)
+        if (w)
+            w->setEnabled(true);
+    disabled_.clear();
+    if (stay)
+        return;  // the typed name stays for another try
     fl_refresh();
     if (!go_to.empty())
         fl_goto(go_to.c_str(), 0, FIND_EXACT);
     prop_cancel();
-    return true;
+    dlg_->accept();
 }
 
 void PropertyDlg::prop_cancel()

@@ -1,7 +1,10 @@
 // Preferences, Properties and the Trash view driven through their named widgets over
 // a main window on a temporary directory; the effects are read back from the files and the list.
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstring>
+#include <thread>
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -118,6 +121,7 @@ TEST_F(DialogTest, PropertiesRenameChangeOnlyTheBitsTouchedAndOpenWithoutWaiting
         QString text = name->text();
         name->setText(to.isNull() ? text.replace(".txt", ".md") : to);
         click(p.dialog(), "pr_done");
+        EXPECT_TRUE(QTest::qWaitFor([&] { return !p.busy(); }, 10000));
         return p.dialog()->isVisible() && name->text() == to;
     };
     EXPECT_TRUE(rename("one", "two"));
@@ -151,6 +155,7 @@ TEST_F(DialogTest, PropertiesRenameChangeOnlyTheBitsTouchedAndOpenWithoutWaiting
         if (toggle)
             w<QCheckBox>(p.dialog(), toggle)->click();
         click(p.dialog(), "pr_done");
+        EXPECT_TRUE(QTest::qWaitFor([&] { return !p.busy(); }, 10000));
     };
     const auto mode = [&](const char* name) { return int(std::filesystem::status(dir / name).permissions()); };
     done({"a", "b"}, nullptr);
@@ -160,6 +165,28 @@ TEST_F(DialogTest, PropertiesRenameChangeOnlyTheBitsTouchedAndOpenWithoutWaiting
     EXPECT_EQ(std::pair(mode("a"), mode("b")), std::pair(0704, 0715));
     done({"s"}, nullptr);
     EXPECT_EQ(mode("s"), 01777);
+
+    // Done makes its changes off the GUI thread: while a rename hangs, the click has
+    // come back with the dialog busy, and the name lands when the rename returns.
+    std::atomic<bool> release{false};
+    prop_set_rename_fn([&](const char* from, const char* to) {
+        for (int i = 0; i < 500 && !release; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        return ::rename(from, to);
+    });
+    fl_goto("two", 0, FIND_EXACT);
+    {
+        PropertyDlg p(window);
+        ASSERT_EQ(p.prop_setup(), 0);
+        w<QLineEdit>(p.dialog(), "pr_name")->setText("three");
+        click(p.dialog(), "pr_done");
+        EXPECT_TRUE(p.busy());
+        EXPECT_FALSE(w<QPushButton>(p.dialog(), "pr_done")->isEnabled());
+        release = true;
+        EXPECT_TRUE(QTest::qWaitFor([&] { return !p.busy(); }, 10000));
+    }
+    prop_set_rename_fn({});
+    EXPECT_EQ(read_text(dir / "three"), "xxxxx");
 
     // Nothing is asked of the file system on opening: the link's text is the list's,
     // and the type comes from "file -L -- PATH" run off the GUI thread. The dialog
