@@ -94,11 +94,14 @@ int fop_trash_files(FopRequest& r)
             continue;
         }
         if (!delete_rest) {
+            const std::string why = put.error_kind == TrashError::InTrash
+                                        ? "it is in the Trash already"
+                                        : "its file system has no Trash that can be written (" +
+                                              std::string(strerror(put.error)) + ")";
             const int a = fop_alert(r, "Move to Trash", "&Delete|Delete A&ll|@&Skip|#a&Bort",
-                                    "'%s' cannot be moved to the Trash:\n"
-                                    "its file system has no Trash that can be written (%s).\n"
+                                    "'%s' cannot be moved to the Trash:\n%s.\n"
                                     "Do you want to delete it permanently?\n",
-                                    fop_disp(r, path).c_str(), strerror(put.error));
+                                    fop_disp(r, path).c_str(), why.c_str());
             if (a == 4)
                 return -1;
             if (a == 3) {

@@ -292,7 +292,7 @@ TrashPut trash_put_into(const std::string& path, const struct stat& st, const st
     TrashPut out;
     // What is in a Trash already is deleted from there, not trashed again.
     if (path == dir || path.compare(0, dir.size() + 1, dir + "/") == 0) {
-        out.error_kind = TrashError::NoTrash;
+        out.error_kind = TrashError::InTrash;
         out.error = EINVAL;
         return out;
     }

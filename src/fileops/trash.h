@@ -32,6 +32,7 @@ struct TrashEntry {
 enum class TrashError {
     None,
     NoTrash,  // no Trash on the item's file system could be found or made
+    InTrash,  // the item is in a Trash already: it can only be deleted from there
     Failed,   // the item itself could not be moved (errno in TrashPut::error)
 };
 

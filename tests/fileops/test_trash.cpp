@@ -60,6 +60,14 @@ TEST_F(TrashTest, TrashedItemsAreDescribedForOtherProgramsAndComeBackWhereTheyWe
     EXPECT_EQ(entries[2].name, "d");
     EXPECT_TRUE(entries[2].is_dir);
 
+    // What is in the Trash already is not trashed into it again.
+    ScriptUi inside;
+    inside.rules.push_back({"Move to Trash", "'" + trash() + "/files/d' cannot be moved to the Trash:\nit is in "
+                                             "the Trash already.", "&Skip"});
+    ASSERT_TRUE(run_fop(inside, FOP_TRASH, trash() + "/files", {"d"}, "", 0));
+    EXPECT_EQ(inside.calls.size(), 1u);
+    EXPECT_EQ(trash_list(trash()).size(), 3u);
+
     // Restoring onto a name that is taken asks; keeping both gives "name (2)".
     spit(t / "d", "a file now");
     ScriptUi back;
