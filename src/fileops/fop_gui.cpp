@@ -87,6 +87,19 @@ struct StartArgs {
     bool started = false;  // GUI thread only
 };
 
+// The panel's request, or the report of a start that failed (the empty panel stays).
+int bind_started(SlotPanel* panel, FopRequest* r)
+{
+    if (!r) {
+        const int e = errno;
+        std::fprintf(stderr, "failed to start operation!: %s\n", std::strerror(e));
+        errno = e;
+        return -1;
+    }
+    slot_set_request(panel, r);
+    return 0;
+}
+
 int start_on_slot(const StartArgs& a, bool single_non_directory)
 {
     SlotPanel* panel = slot_find(a.slot);
@@ -97,15 +110,7 @@ int start_on_slot(const StartArgs& a, bool single_non_directory)
     if (sBeforeOp)
         sBeforeOp();
     FopItemFn item_cb = a.kind == FOP_COPY ? FopItemFn() : sAfterItem;
-    FopRequest* r = sStart(a.kind, a.srcdir, a.names, a.dest, flags, panel, item_cb, fop_gui_ui());
-    if (!r) {
-        const int e = errno;
-        std::fprintf(stderr, "failed to start operation!: %s\n", std::strerror(e));
-        errno = e;
-        return -1;  // the empty slot stays
-    }
-    slot_set_request(panel, r);
-    return 0;
+    return bind_started(panel, sStart(a.kind, a.srcdir, a.names, a.dest, flags, panel, item_cb, fop_gui_ui()));
 }
 
 // GUI thread: the first of the status and the time-out starts the operation.
@@ -300,15 +305,7 @@ int fop_start_request(std::unique_ptr<FopRequest> r)
     if (sBeforeOp)
         sBeforeOp();
     FopItemFn item_cb = r->kind == FOP_COPY ? FopItemFn() : sAfterItem;
-    FopRequest* started = fop_launch(std::move(r), panel, item_cb, fop_gui_ui());
-    if (!started) {
-        const int e = errno;
-        std::fprintf(stderr, "failed to start operation!: %s\n", std::strerror(e));
-        errno = e;
-        return -1;
-    }
-    slot_set_request(panel, started);
-    return 0;
+    return bind_started(panel, fop_launch(std::move(r), panel, item_cb, fop_gui_ui()));
 }
 
 int fop_start_cmd(int kind, const std::string& srcdir, const std::vector<std::string>& names,

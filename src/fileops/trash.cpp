@@ -1,5 +1,6 @@
 #include "trash.h"
 #include "dirmodel/es_path.h"
+#include "shell/io_util.h"
 
 #include <algorithm>
 #include <cctype>
@@ -183,31 +184,15 @@ std::string trash_name(const std::string& base, int n)
     return stem + number + ext;
 }
 
-bool write_all(int fd, const std::string& text)
-{
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t n = write(fd, text.data() + done, text.size() - done);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        done += std::size_t(n);
-    }
-    return true;
-}
-
 TrashPut trash_put_into(const std::string& path, const struct stat& st, const std::string& dir, time_t now);
 
+// An info file is a few lines; a larger one is no info file.
 std::string read_small(const std::string& path)
 {
-    std::ifstream in(path, std::ios::binary);
-    std::string text;
-    char buf[4096];
-    while (in && text.size() < 65536) {
-        in.read(buf, sizeof buf);
-        text.append(buf, std::size_t(in.gcount()));
-    }
+    UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    std::string text(65536, '\0');
+    const ssize_t n = fd.ok() ? read_full(fd.get(), text.data(), text.size()) : -1;
+    text.resize(n > 0 ? std::size_t(n) : 0);
     return text;
 }
 }  // namespace
@@ -313,7 +298,7 @@ TrashPut trash_put_into(const std::string& path, const struct stat& st, const st
             out.error = errno;
             return out;
         }
-        const bool written = write_all(fd, info_text);
+        const bool written = write_full(fd, info_text.data(), info_text.size());
         const int write_errno = errno;
         if (close(fd) != 0 || !written) {
             unlink(e.info_path().c_str());

@@ -148,13 +148,11 @@ bool fop_expectations_hold(const FopRequest& r, std::string& why)
         errno = 0;
         const bool there = fop_identify(e.path, now);
         const int err = errno;
-        const std::string shown = r.ui ? r.ui->display(e.path) : e.path;
-        if (e.ino == 0 && (there || err != ENOENT)) {
-            why = "Cannot undo: '" + shown + "' is in the way.\n";
-            return false;
-        }
-        if (e.ino != 0 && (!there || now.dev != e.dev || now.ino != e.ino || (e.stamp && now.stamp != e.stamp))) {
-            why = "Cannot undo: '" + shown + "' was changed or removed since.\n";
+        const bool in_the_way = e.ino == 0 && (there || err != ENOENT);
+        if (in_the_way ||
+            (e.ino != 0 && (!there || now.dev != e.dev || now.ino != e.ino || (e.stamp && now.stamp != e.stamp)))) {
+            why = "Cannot undo: '" + (r.ui ? r.ui->display(e.path) : e.path) +
+                  (in_the_way ? "' is in the way.\n" : "' was changed or removed since.\n");
             return false;
         }
     }

@@ -19,6 +19,7 @@
 #include <thread>
 #include <vector>
 
+#include "dirmodel/es_path.h"
 #include "dirmodel/fname.h"
 #include "fileops/fop.h"
 #include "fileops/fop_gui.h"
@@ -48,8 +49,9 @@ private:
     void finish(bool incomplete);
     void show_entries(std::vector<TrashEntry> entries);
     void update_buttons();
-    // The entries of these rows by their Trash directory, each of which is one operation.
-    std::map<std::string, std::vector<TrashEntry>> by_dir(const QList<QTreeWidgetItem*>& rows) const;
+    // A restore (FOP_RESTORE) or a delete for good (FOP_DELETE) of these rows: one
+    // operation per Trash directory.
+    void start_per_trash(const QList<QTreeWidgetItem*>& rows, int kind);
     void restore();
     void empty();
 
@@ -216,12 +218,9 @@ void TrashView::show_entries(std::vector<TrashEntry> entries)
     list_->clear();
     for (std::size_t i = 0; i < entries_.size(); ++i) {
         const std::string& original = entries_[i].original;
-        const std::size_t slash = original.rfind('/');
-        const std::string name = slash == std::string::npos ? original : original.substr(slash + 1);
-        const std::string where = slash == std::string::npos ? "" : slash == 0 ? "/" : original.substr(0, slash);
         QString deleted = QString::fromStdString(entries_[i].deleted);
         deleted.replace(u'T', u' ');
-        auto* row = new QTreeWidgetItem(list_, {shown(name), shown(where), deleted});
+        auto* row = new QTreeWidgetItem(list_, {shown(es_name_of(original)), shown(es_dir_of(original)), deleted});
         row->setData(kName, Qt::UserRole, qulonglong(i));
         row->setToolTip(kOriginal, shown(original));
     }
@@ -243,15 +242,27 @@ void TrashView::update_buttons()
                                 : n == 1 ? QStringLiteral("1 item") : QStringLiteral("%1 items").arg(n));
 }
 
-std::map<std::string, std::vector<TrashEntry>> TrashView::by_dir(const QList<QTreeWidgetItem*>& rows) const
+void TrashView::start_per_trash(const QList<QTreeWidgetItem*>& rows, int kind)
 {
-    std::map<std::string, std::vector<TrashEntry>> out;
+    std::map<std::string, std::vector<TrashEntry>> by_dir;
     for (const QTreeWidgetItem* row : rows) {
         const std::size_t i = row->data(kName, Qt::UserRole).toULongLong();
         if (i < entries_.size())
-            out[entries_[i].trash_dir].push_back(entries_[i]);
+            by_dir[entries_[i].trash_dir].push_back(entries_[i]);
     }
-    return out;
+    for (auto& [dir, entries] : by_dir) {
+        std::vector<std::string> names;
+        for (const TrashEntry& e : entries)
+            names.push_back(e.name);
+        auto r = fop_make(kind, dir + "/files", names, "", kind == FOP_DELETE ? FOPF_DELETE_ALL : 0);
+        if (!r)
+            continue;
+        if (kind == FOP_RESTORE)
+            r->restore = std::move(entries);
+        else
+            r->trash_dir = dir;  // the info files go with their items
+        fop_start_request(std::move(r));
+    }
 }
 
 // The rows an operation took leave the view at once, so a second click cannot
@@ -261,16 +272,7 @@ void TrashView::restore()
 {
     const QList<QTreeWidgetItem*> rows = list_->selectedItems();
     again_ = reading_;
-    for (auto& [dir, entries] : by_dir(rows)) {
-        std::vector<std::string> names;
-        for (const TrashEntry& e : entries)
-            names.push_back(e.name);
-        auto r = fop_make(FOP_RESTORE, dir + "/files", names, "", 0);
-        if (!r)
-            continue;
-        r->restore = std::move(entries);
-        fop_start_request(std::move(r));
-    }
+    start_per_trash(rows, FOP_RESTORE);
     qDeleteAll(rows);
     update_buttons();
 }
@@ -286,16 +288,7 @@ void TrashView::empty()
     if (w_message(w_make_message(this, QStringLiteral("Empty Trash"), text, "&Empty Trash|#&Cancel")) != 1)
         return;
     again_ = reading_;
-    for (auto& [dir, entries] : by_dir(rows)) {
-        std::vector<std::string> names;
-        for (const TrashEntry& e : entries)
-            names.push_back(e.name);
-        auto r = fop_make(FOP_DELETE, dir + "/files", names, "", FOPF_DELETE_ALL);
-        if (!r)
-            continue;
-        r->trash_dir = dir;
-        fop_start_request(std::move(r));
-    }
+    start_per_trash(rows, FOP_DELETE);
     list_->clear();
     update_buttons();
 }
