@@ -168,3 +168,42 @@ std::optional<UpTarget> fl_up_target(std::string_view path)
         return UpTarget{p.substr(0, k), p.substr(k + 1)};
     return UpTarget{"/", p.substr(1)};
 }
+
+std::string fl_name_toward(std::string_view dir, std::string_view inner)
+{
+    while (dir.size() > 1 && dir.back() == '/')
+        dir.remove_suffix(1);
+    if (dir.empty() || inner.size() <= dir.size() || inner.substr(0, dir.size()) != dir)
+        return {};
+    std::string_view rest = inner.substr(dir.size());
+    if (dir != "/") {
+        if (rest.front() != '/')
+            return {};
+        rest.remove_prefix(1);
+    }
+    while (!rest.empty() && rest.front() == '/')
+        rest.remove_prefix(1);
+    return std::string(rest.substr(0, rest.find('/')));
+}
+
+std::vector<std::string> fl_reselect_names(const DirListing& l)
+{
+    std::vector<std::string> names;
+    int first = 0;
+    while (first < l.count && !(l[first].flags & DIR_F_SELECTED))
+        ++first;
+    if (first == l.count)
+        return names;
+    names.emplace_back(l[first].name);
+    for (int i = first + 1; i < l.count; ++i)
+        if (!(l[i].flags & DIR_F_SELECTED)) {
+            names.emplace_back(l[i].name);
+            break;
+        }
+    for (int i = first - 1; i >= 0; --i)
+        if (!(l[i].flags & DIR_F_SELECTED)) {
+            names.emplace_back(l[i].name);
+            break;
+        }
+    return names;
+}

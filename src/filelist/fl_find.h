@@ -87,3 +87,14 @@ struct UpTarget {
     std::string select;
 };
 std::optional<UpTarget> fl_up_target(std::string_view path);
+
+// The name in `dir` on the way down to `inner` ("b" for "/a" and "/a/b/c"), so going
+// back out of a directory leaves the cursor on the folder the user came from; empty
+// when `inner` is not below `dir`.
+std::string fl_name_toward(std::string_view dir, std::string_view inner);
+
+// The names a refresh of the same directory tries to make current, in order: the
+// first selected record, then the first unselected one after it (the entry after
+// the selection, when the selection was deleted), then the last unselected one
+// before it. Empty when nothing is selected.
+std::vector<std::string> fl_reselect_names(const DirListing& l);

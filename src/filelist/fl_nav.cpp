@@ -38,20 +38,31 @@ void fl_history_changed_to(const std::string& previous)
     fl_history_entered(sBack, sForward, previous);
 }
 
-int fl_back()
+namespace {
+// Back and Forward out of a directory leave the cursor on the folder the user came
+// from, as Up does.
+int go_to_history_entry(const std::optional<std::string>& target)
 {
-    auto target = fl_back_target(sBack, sForward, gDir.path);
     if (!target)
         return -1;
-    return fl_setpath(target->c_str());
+    const std::string left = gDir.path;
+    if (fl_setpath(target->c_str()) != 0)
+        return -1;
+    const std::string name = fl_name_toward(gDir.path, left);
+    if (!name.empty())
+        fl_goto(name.c_str(), 0, FIND_EXACT);
+    return 0;
+}
+}  // namespace
+
+int fl_back()
+{
+    return go_to_history_entry(fl_back_target(sBack, sForward, gDir.path));
 }
 
 int fl_forward()
 {
-    auto target = fl_forward_target(sBack, sForward, gDir.path);
-    if (!target)
-        return -1;
-    return fl_setpath(target->c_str());
+    return go_to_history_entry(fl_forward_target(sBack, sForward, gDir.path));
 }
 
 int fl_get_back_count()

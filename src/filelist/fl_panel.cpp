@@ -27,6 +27,7 @@
 #include "dirmodel/fname.h"
 #include "dirmodel/fs_query.h"
 #include "dirmodel/x_cache.h"
+#include "filelist/fl_find.h"
 #include "filelist/fl_keys.h"
 #include "filelist/fl_model.h"
 #include "filelist/fl_nav.h"
@@ -263,17 +264,12 @@ void fl_refresh()
     sRefreshing = true;
     do {
         sRefreshAgain = false;
-        std::string reselect;
+        std::vector<std::string> reselect;
         if (!gDir.path.empty()) {
-            if (gDir.path != sRememberedPath) {
+            if (gDir.path != sRememberedPath)
                 sRememberedPath = gDir.path;
-            } else if (gDir.selected > 0) {
-                for (int i = 0; i < gDir.count; ++i)
-                    if (gDir[i].flags & DIR_F_SELECTED) {
-                        reselect = gDir[i].name;
-                        break;
-                    }
-            }
+            else if (gDir.selected > 0)
+                reselect = fl_reselect_names(gDir);
         } else {
             sRememberedPath.clear();
         }
@@ -304,10 +300,11 @@ void fl_refresh()
         gDir.selected_dirs = 0;
         fl_update();
 
-        if (!reselect.empty())
-            fl_goto(reselect.c_str(), 0, 0x1);
-        else
-            fl_goto_index(-1);
+        int found = -2;
+        for (const std::string& name : reselect)
+            if ((found = x_find(gDir, name.c_str(), 0, FIND_EXACT)) >= 0)
+                break;
+        fl_goto_index(found >= 0 ? found : -1);
         wblock(gBase, 0);
         set_status(sStatus1, QString());
     } while (sRefreshAgain);

@@ -165,17 +165,19 @@ int fl_goto_index(int index)
     fl_unselect_all();
     QTreeView* list = fl_list();
     QItemSelectionModel* sm = selection();
-    if (index == -1 && list && sm && fl_model()->rowCount() > 0) {
-        const QModelIndex first = fl_model()->index(0, 0);
+    FlModel* m = fl_model();
+    // Without a parent row the top row is a record: it becomes current, but a
+    // record the user never chose must not count as selected (Delete would take it).
+    bool select = true;
+    if (index == -1 && m && !m->has_parent_row() && gDir.count > 0) {
+        index = 0;
+        select = false;
+    }
+    if (index == -1 && list && sm && m && m->rowCount() > 0) {
+        const QModelIndex first = m->index(0, 0);
         SyncGuard g;
         sm->setCurrentIndex(first, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
         list->scrollTo(first);
-        // Without a parent row the first row is a record: keep its flag in step.
-        if (fl_model()->index_of(0) == 0 && !(gDir[0].flags & DIR_F_SELECTED)) {
-            gDir[0].flags |= DIR_F_SELECTED;
-            count_in(gDir[0], 1);
-            status_changed();
-        }
     }
     if (index != gDir.current) {
         if (gDir.current >= 0 && gDir.current < gDir.count)
@@ -190,12 +192,15 @@ int fl_goto_index(int index)
         const QModelIndex mi = row_index(index);
         {
             SyncGuard g;
-            sm->setCurrentIndex(mi, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+            sm->setCurrentIndex(mi, select ? QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows
+                                           : QItemSelectionModel::NoUpdate);
         }
         list->scrollTo(mi);
-        gDir[index].flags |= DIR_F_SELECTED;
-        count_in(gDir[index], 1);
-        status_changed();
+        if (select) {
+            gDir[index].flags |= DIR_F_SELECTED;
+            count_in(gDir[index], 1);
+            status_changed();
+        }
     }
     return index;
 }

@@ -129,7 +129,7 @@ TEST_F(FlGuiTest, SelectionStaysInStepBothWays)
 
 TEST_F(FlGuiTest, RefreshReselectsTheFirstSelectedName)
 {
-    for (const char* n : {"a", "b", "c"})
+    for (const char* n : {"a", "b", "c", "d"})
         make_file(n);
     open();
     fl_select_index(index_named("b"));
@@ -139,6 +139,28 @@ TEST_F(FlGuiTest, RefreshReselectsTheFirstSelectedName)
     EXPECT_EQ(selected_records(), QStringList({"b"}));
     EXPECT_EQ(gDir[gDir.current].name, "b");
     EXPECT_EQ(row_named("0new"), 1);
+
+    // Deleted entries give the cursor to the one after them, else the one before.
+    select({"b", "c"});
+    std::filesystem::remove(dir / "b");
+    std::filesystem::remove(dir / "c");
+    fl_refresh();
+    EXPECT_EQ(selected_records(), QStringList({"d"}));
+    EXPECT_EQ(gDir[gDir.current].name, "d");
+    std::filesystem::remove(dir / "d");
+    fl_refresh();
+    EXPECT_EQ(selected_records(), QStringList({"a"}));
+
+    // With nothing selected and no parent row, the top row is current and nothing
+    // counts as selected.
+    gOptions &= ~FL_OPT_PARENT_ROW;
+    fl_unselect_all();
+    fl_refresh();
+    EXPECT_EQ(gDir.selected, 0);
+    EXPECT_TRUE(selected_rows().isEmpty());
+    EXPECT_EQ(gDir.current, 0);
+    EXPECT_EQ(list()->currentIndex().row(), 0);
+    EXPECT_EQ(status1(), "");
 }
 
 TEST_F(FlGuiTest, TypeAheadFindsEchoesAndTimesOut)
@@ -239,6 +261,7 @@ TEST_F(FlGuiTest, UpSelectsTheDirectoryLeftAndHistoriesAreBounded)
     EXPECT_EQ(fl_get_forward_count(), 1);
     EXPECT_EQ(fl_forward(), 0);
     EXPECT_EQ(gDir.path, dir / "usr");
+    EXPECT_EQ(selected_records(), QStringList({"lib"}));  // the folder it came from, as Up
     // The same directory again: no change, no entry.
     EXPECT_EQ(fl_newpath(list(), (dir / "usr").c_str()), -1);
     EXPECT_EQ(fl_get_back_count(), 1);
