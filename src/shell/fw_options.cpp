@@ -24,8 +24,11 @@ FwOptions fw_parse_options(const std::vector<std::string>& args)
             o.help = true;
             continue;
         }
-        if (a.size() < 2 || a[0] != '-' || !std::strchr("sxyhwS", a[1]))
+        if (a.size() < 2 || a[0] != '-' || !std::strchr("sxyhwS", a[1])) {
+            if (a.empty() || a[0] != '-')
+                o.operands.push_back(a);
             continue;
+        }
         std::string value;
         if (a.size() > 2) {
             value = a.substr(2);

@@ -1,6 +1,6 @@
 // The framework's command-line options: -s server, -x, -y, -h, -w, -S i|m|n.
-// Parsed once on the GUI thread before the toolkit starts; the start directory is
-// picked from the same arguments independently (init_start_path).
+// Parsed on the GUI thread before the toolkit starts; the start directory is the
+// first operand (init_start_path).
 #pragma once
 #include <optional>
 #include <string>
@@ -12,6 +12,7 @@ struct FwOptions {
     char state = 0;  // 'i' iconified, 'm' maximized, 'n' normal, 0 not given
     bool help = false;
     std::string error;  // non-empty: a bad option value, usage should be shown
+    std::vector<std::string> operands;  // the words that are neither options nor their values
 };
 
 // Each option takes its value attached ("-x10") or as the next word ("-x 10").

@@ -5,14 +5,14 @@
 #include <unistd.h>
 
 #include "dirmodel/fs_query.h"
+#include "shell/fw_options.h"
 
 std::string init_start_path(const std::vector<std::string>& args, const std::string& cwd)
 {
     const std::string fallback = cwd.empty() ? std::string("/") : cwd;
-    for (const std::string& a : args) {
-        if (!a.empty() && a[0] == '-')
-            continue;
-        // Only the first candidate counts, even when it is not a directory.
+    // Only the first operand counts, even when it is not a directory; an option's
+    // separate value ("-w 900") is not one.
+    for (const std::string& a : fw_parse_options(args).operands) {
         std::string cand = (!a.empty() && a[0] == '/') ? a : cwd + "/" + a;
         if (!cand.empty() && fs_path_is_directory(cand.c_str()) > 0)
             return cand;

@@ -7,9 +7,9 @@
 #include <vector>
 
 // The start directory from the program's arguments (argv[0] excluded): the first
-// argument not beginning with "-" (option values given as separate words count, so
-// "-x 10" makes 10 the candidate), made absolute against cwd, used only when it
-// names a directory; otherwise cwd, or "/" when cwd is empty.
+// word that is neither an option nor an option's value ("-x 10 DIR" and "-x10 DIR"
+// both give DIR), made absolute against cwd, used only when it names a directory;
+// otherwise cwd, or "/" when cwd is empty.
 std::string init_start_path(const std::vector<std::string>& args, const std::string& cwd);
 
 // The working directory, or "" when it cannot be read (at most 1024 bytes).

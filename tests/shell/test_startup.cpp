@@ -49,3 +49,25 @@ TEST(ConfigDir, CreatedOnlyUnderAnExistingDotKe)
         EXPECT_EQ(again, got) << "an existing one is used, silently";
     }
 }
+
+TEST(StartPath, FirstOperandAfterOptionsInBothForms)
+{
+    TmpDir cwd;
+    ::mkdir((cwd / "dir").c_str(), 0755);
+    ::mkdir((cwd / "10").c_str(), 0755);
+    const std::string dir = cwd / "dir";
+    struct Case {
+        std::vector<std::string> args;
+        std::string want;
+    } cases[] = {
+        {{"-x", "10", "-y", "10", dir}, dir},
+        {{"-x10", "-y10", dir}, dir},
+        {{"-w", "900", "dir"}, cwd / "dir"},
+        {{"-S", "m", "--unknown", dir, "/"}, dir},
+        {{"-x", "10"}, cwd.path()},  // 10 is a value, not a directory to start in
+        {{"nowhere", dir}, cwd.path()},  // only the first operand is looked at
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(init_start_path(c.args, cwd.path()), c.want) << testing::PrintToString(c.args);
+    EXPECT_EQ(init_start_path({}, ""), "/");
+}
