@@ -43,8 +43,7 @@ void as_init(const char* dir, const char* name, void (*changed)())
         r = as_read_table(apat, "");
     }
     if (r.fatal()) {
-        w_message(w_make_message(gBase, QStringLiteral("Error"),
-                                 QString::fromStdString(r.message()), "&OK"));
+        wreport(gBase, "Error", "%s", r.message().c_str());
         std::exit(1);
     }
     for (int signo : {SIGTERM, SIGHUP, SIGINT, SIGQUIT})

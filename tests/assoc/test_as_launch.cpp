@@ -111,4 +111,15 @@ TEST_F(AssocLaunchTest, StartUpLoadsTheTableAndWinchRefreshes)
     EXPECT_EQ(row_named("arrived"), -1);
     ::raise(SIGWINCH);
     ASSERT_TRUE(QTest::qWaitFor([&] { return row_named("arrived") >= 0; }, 3000));
+
+    // A malformed table ends the start with the error box's usual button.
+    ::signal(SIGCHLD, SIG_DFL);  // the test waits for its child
+    std::ofstream(cfgdir / "associate.003") << "*.txt\tview @\nno tab here\n";
+    w_set_message_handler([](const WMessage& m) {
+        std::fprintf(stderr, "[%s] %s\n", qPrintable(m.labels.join('|')), qPrintable(m.text));
+        return 1;
+    });
+    EXPECT_EXIT(as_init(cfgdir.path().c_str(), "associate.003", nullptr), testing::ExitedWithCode(1),
+                "\\[&Continue\\] Invalid association at line 2");
+    ::signal(SIGCHLD, SIG_IGN);
 }
