@@ -258,15 +258,21 @@ namespace {
 int delete_for_good(const FileTransf& t)
 {
     const uint32_t o = gConfig ? gConfig->options() : cfg::kDefaultOptions;
+    // Nothing brings these back, and the Trash's Delete never asks: the question
+    // says so, lest it be taken for that one.
     QString text;
     if (t.count == 1) {
         if ((o & cfg::OPT_RM1_PROMPT) || (one_dir_packed && (o & cfg::OPT_RM_PROMPT)))
-            text = QStringLiteral("Do you wish to delete '%1'?\n")
+            text = QStringLiteral("Do you wish to delete '%1' permanently?\n"
+                                  "It does not go to the Trash and cannot be undone.\n")
                        .arg(QString::fromUtf8(fname_decode(t.names[0].c_str())));
     } else if (o & cfg::OPT_RM_PROMPT) {
-        text = QStringLiteral("Do you wish to delete these %1 files?\n").arg(t.count);
+        text = QStringLiteral("Do you wish to delete these %1 files permanently?\n"
+                              "They do not go to the Trash and cannot be undone.\n")
+                   .arg(t.count);
     }
-    if (!text.isEmpty() && w_message(w_make_message(gBase, "Delete", text, "@&Delete|#&Cancel")) != 1)
+    if (!text.isEmpty() &&
+        w_message(w_make_message(gBase, "Delete Permanently", text, "@&Delete|#&Cancel")) != 1)
         return 0;
     fop_start_cmd(FOP_DELETE, t.srcdir, t.names, "");
     return 0;

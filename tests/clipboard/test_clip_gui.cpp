@@ -82,15 +82,16 @@ TEST_F(ClipTest, DeleteTrashesOrAsksByTheSettings)
     select({"one"});
     em_delete_permanent();
     ASSERT_EQ(asked.size(), 1u);
-    EXPECT_EQ(asked[0].title, "Delete");
-    EXPECT_EQ(asked[0].text, "Do you wish to delete 'one'?\n");
+    EXPECT_EQ(asked[0].title, "Delete Permanently");
+    EXPECT_EQ(asked[0].text, "Do you wish to delete 'one' permanently?\nIt does not go to the Trash and cannot be undone.\n");
     EXPECT_EQ(asked[0].labels, QStringList({"&Delete", "&Cancel"}));
     EXPECT_EQ(asked[0].default_button, 1);
     EXPECT_EQ(asked[0].escape_button, 2);
     gConfig->set_options(gConfig->options() | cfg::OPT_DELETE_PERMANENT);
     select({"one", "two"});
     em_delete();
-    EXPECT_EQ(asked.back().text, "Do you wish to delete these 2 files?\n");
+    EXPECT_EQ(asked.back().text,
+              "Do you wish to delete these 2 files permanently?\nThey do not go to the Trash and cannot be undone.\n");
     EXPECT_EQ(slot_count(), 0);
     EXPECT_TRUE(exists(dir / "one"));
 
