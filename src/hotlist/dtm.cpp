@@ -449,19 +449,28 @@ private:
 // the menu would open its submenu; hovering and Right still open that.
 class CascadeChooser : public QObject {
 public:
-    using QObject::QObject;
+    explicit CascadeChooser(QMenu* menu) : QObject(menu), menu_(menu) {}
     bool eventFilter(QObject* o, QEvent* e) override
     {
-        auto* menu = static_cast<QMenu*>(o);
         switch (e->type()) {
         case QEvent::MouseButtonPress:
         case QEvent::MouseButtonDblClick: {
+            if (o != menu_)
+                return false;
             auto* m = static_cast<QMouseEvent*>(e);
-            pressed_ = m->button() == Qt::LeftButton ? dir_menu(menu->actionAt(m->position().toPoint())) : nullptr;
+            pressed_ = m->button() == Qt::LeftButton ? dir_menu(menu_->actionAt(m->position().toPoint())) : nullptr;
+            // Under a real pointer the release goes to the submenu on top, which
+            // hands it on to no one: it is caught on its way, wherever it goes.
+            if (pressed_)
+                qApp->installEventFilter(this);
             return pressed_ != nullptr;
         }
         case QEvent::MouseButtonRelease: {
-            DirMenu* d = dir_menu(menu->actionAt(static_cast<QMouseEvent*>(e)->position().toPoint()));
+            if (!pressed_)
+                return false;
+            qApp->removeEventFilter(this);
+            const QPoint g = static_cast<QMouseEvent*>(e)->globalPosition().toPoint();
+            DirMenu* d = dir_menu(menu_->actionAt(menu_->mapFromGlobal(g)));
             const bool same = d && d == pressed_;
             pressed_ = nullptr;
             if (same)
@@ -469,8 +478,10 @@ public:
             return same;
         }
         case QEvent::KeyPress: {
+            if (o != menu_)
+                return false;
             const int key = static_cast<QKeyEvent*>(e)->key();
-            DirMenu* d = dir_menu(menu->activeAction());
+            DirMenu* d = dir_menu(menu_->activeAction());
             if (!d || (key != Qt::Key_Return && key != Qt::Key_Enter))
                 return false;
             d->choose_self();
@@ -483,6 +494,7 @@ public:
 
 private:
     static DirMenu* dir_menu(QAction* a) { return a ? dynamic_cast<DirMenu*>(a->menu()) : nullptr; }
+    QMenu* menu_;
     QPointer<DirMenu> pressed_;
 };
 }  // namespace
@@ -497,7 +509,8 @@ QAction* dtm_add_item(QMenu* parent, const std::string& path, const QString& lab
 {
     if (!parent)
         return nullptr;
-    QString text = label;
+    // A name is shown as it is: its "&" is no mnemonic.
+    QString text = QString(label).replace('&', QLatin1String("&&"));
     if (!text.endsWith('/'))
         text += '/';
     auto* a = parent->addAction(text);

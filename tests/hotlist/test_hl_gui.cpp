@@ -151,6 +151,8 @@ TEST_F(HotlistTest, DirectoryMenusCascadeInNumberOrderAndPlainEntriesChoose)
     QAction* plain = dtm_add_item(&menu, dir / "plain", "plain/", DTM_CHECK | DTM_HIDE_DOT, pick);
     EXPECT_EQ(plain->text(), "plain/");
     EXPECT_EQ(plain->menu(), nullptr);
+    // A name's "&" is shown as it is, not taken for a mnemonic.
+    EXPECT_EQ(dtm_add_item(&menu, dir / "plain", "R&D", 0, pick)->iconText(), "R&D/");
     plain->trigger();
     EXPECT_EQ(chosen, std::vector<std::string>{dir / "plain"});
 
