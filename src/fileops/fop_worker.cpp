@@ -185,6 +185,8 @@ int fop_move_files(FopRequest& r)
             struct stat st;
             bool skip = false;
             if (!(r.flags & FOPF_OVERWRITE_ALL) && stat(tgt.c_str(), &st) == 0) {
+                // The panel shows the item asked about, not the scan before it.
+                fop_update_info(r, "Moving", "From: ", src, "  To: ", tgt, kFopPercentKeep, kFopTimeKeep);
                 int a = fop_alert(r, "Move", "&Skip|&Overwrite|Overwrite &All|a&Bort",
                                   "The '%s' file exists.\nWhat do you want to do ?\n", fop_disp(r, tgt).c_str());
                 if (a == 4)

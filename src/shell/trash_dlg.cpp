@@ -23,6 +23,7 @@
 #include "dirmodel/fname.h"
 #include "fileops/fop.h"
 #include "fileops/fop_gui.h"
+#include "fileops/slot_window.h"
 #include "fileops/trash.h"
 #include "shell/globals.h"
 #include "shell/w_msg.h"
@@ -66,6 +67,9 @@ private:
     int tops_waited_ = 0;
     bool tops_skipped_ = false;  // an earlier look at one of them is still out
     std::vector<TrashEntry> incoming_;
+    // What this view started and is still under way ("Restoring…"): an empty
+    // list is not an empty Trash while a restore waits on its question.
+    QString working_;
 };
 
 QPointer<TrashView> sView;
@@ -237,7 +241,11 @@ void TrashView::update_buttons()
     restore_->setEnabled(!list_->selectedItems().isEmpty());
     const int n = list_->topLevelItemCount();
     empty_->setEnabled(n > 0);
-    if (!reading_)
+    if (!working_.isEmpty() && slot_running() == 0)
+        working_.clear();
+    if (!working_.isEmpty())
+        status_->setText(working_);
+    else if (!reading_)
         status_->setText(n == 0 ? QStringLiteral("The Trash is empty.")
                                 : n == 1 ? QStringLiteral("1 item") : QStringLiteral("%1 items").arg(n));
 }
@@ -273,6 +281,8 @@ void TrashView::restore()
     const QList<QTreeWidgetItem*> rows = list_->selectedItems();
     again_ = reading_;
     start_per_trash(rows, FOP_RESTORE);
+    if (!rows.isEmpty())
+        working_ = QStringLiteral("Restoring…");
     qDeleteAll(rows);
     update_buttons();
 }
@@ -289,6 +299,7 @@ void TrashView::empty()
         return;
     again_ = reading_;
     start_per_trash(rows, FOP_DELETE);
+    working_ = QStringLiteral("Emptying the Trash…");
     list_->clear();
     update_buttons();
 }

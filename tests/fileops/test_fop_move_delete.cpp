@@ -25,13 +25,15 @@ TEST(FopMove, SameDeviceRenamesWholeDirectoriesAndAsksAtEveryConflict)
         spit(t / "dst/" + n, "old");
     }
     ScriptUi ui;
-    ui.rules.push_back({"Move", "The '" + t / "dst/x", "&Skip"});
+    std::string shown;  // the panel while x is asked about
+    ui.rules.push_back({"Move", "The '" + t / "dst/x", "&Skip", [&](FopRequest&) { shown = texts(ui.views.back()); }});
     ui.rules.push_back({"Move", "The '" + t / "dst/y", "&Overwrite"});
     Items items;
     ASSERT_TRUE(run_fop(ui, FOP_MOVE, t.path(), {"x", "tree", "y"}, t / "dst", 0, &items));
     // A skip answers for its own item only: y is asked about too.
     EXPECT_EQ(ui.count("Move", "The '" + t / "dst/x" + "' file exists.\nWhat do you want to do ?\n"), 1);
     EXPECT_EQ(ui.calls.size(), 2u);
+    EXPECT_EQ(shown.substr(0, shown.find("|1 of")), "Moving|From: " + t / "x" + "|  To: " + t / "dst/x");
     EXPECT_EQ(items, (Items{{t.path(), "tree"}, {t.path(), "y"}}));  // never scanned
     EXPECT_EQ(slurp(t / "x") + slurp(t / "dst/x"), "new-xold");
     EXPECT_EQ(slurp(t / "dst/y"), "new-y");

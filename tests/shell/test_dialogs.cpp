@@ -254,9 +254,17 @@ TEST_F(DialogTest, TrashViewListsRestoresAndEmpties)
 
     list->clearSelection();
     row->setSelected(true);
+    make_file("back", 2);  // in the way: the restore asks, and the view says it is at work
+    QString while_asked;
+    auto handler = w_set_message_handler([&](const WMessage&) {
+        while_asked = status->text();
+        return 2;  // Keep Both
+    });
     click(t, "trash_restore");
     ASSERT_TRUE(operations_end());
-    EXPECT_EQ(read_text(dir / "back"), "xxxx");
+    w_set_message_handler(handler);
+    EXPECT_EQ(while_asked, "Restoring…");
+    EXPECT_EQ(read_text(dir / "back (2)"), "xxxx");
     EXPECT_FALSE(std::filesystem::exists(data / "Trash/info/back.trashinfo"));
 
     trash_dlg_refresh();
