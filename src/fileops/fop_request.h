@@ -61,6 +61,16 @@ struct FopMade {
     ino_t ino = 0;
     int64_t stamp = 0;  // nanoseconds; 0: not known, not compared
     TrashEntry entry;
+    // What it held when the step ended (a directory: its whole tree), so that an
+    // undo that would take it away can tell it was edited since. Filled by
+    // fop_content_of; `known` false where that could not be read.
+    struct Content {
+        bool known = false;
+        int64_t bytes = 0;    // sizes added up
+        int64_t entries = 0;
+        int64_t changed = 0;  // the latest status change, nanoseconds
+        bool operator==(const Content&) const = default;
+    } content;
 };
 
 // Checked by the worker before it does anything: `path` must still be the item
@@ -70,6 +80,12 @@ struct FopExpect {
     dev_t dev = 0;
     ino_t ino = 0;
     int64_t stamp = 0;
+    // An item the undo would move to the Trash: when its content is no longer
+    // this, the user is asked first. `made_as` names the step ("copied", "made");
+    // `item` is its place among the names of the first group.
+    FopMade::Content content;
+    const char* made_as = nullptr;
+    std::size_t item = 0;
 };
 
 struct FopRequest {

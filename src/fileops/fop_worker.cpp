@@ -108,10 +108,11 @@ namespace {
 bool expectations_hold(FopRequest& r)
 {
     std::string why;
-    if (fop_expectations_hold(r, why))
-        return true;
-    fop_errinfo(r, "Undo", "%s", why.c_str());
-    return false;
+    if (!fop_expectations_hold(r, why)) {
+        fop_errinfo(r, "Undo", "%s", why.c_str());
+        return false;
+    }
+    return fop_confirm_changed(r);
 }
 }  // namespace
 

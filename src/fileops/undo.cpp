@@ -2,10 +2,13 @@
 
 #include "fop.h"
 #include "fop_engine.h"
+#include "fop_info.h"
 #include "dirmodel/es_path.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <ftw.h>
 #include <mutex>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -18,7 +21,39 @@ int64_t nanos(const statx_timestamp& t)
 {
     return int64_t(t.tv_sec) * 1'000'000'000 + t.tv_nsec;
 }
+
+// nftw gives its callback no argument of ours: the walk's sum is the thread's.
+thread_local FopMade::Content tContent;
+
+int add_content(const char*, const struct stat* st, int type, FTW*)
+{
+    if (type == FTW_NS || type == FTW_DNR)
+        return 1;  // unreadable: not known, so an undo asks
+    tContent.bytes += st->st_size;
+    tContent.entries++;
+    // A change anywhere in the tree moves some entry's change time (a file's
+    // own, or its directory's for one added, removed or renamed).
+    tContent.changed = std::max(tContent.changed, int64_t(st->st_ctim.tv_sec) * 1'000'000'000 + st->st_ctim.tv_nsec);
+    return 0;
+}
+
+// A copy or a new item is taken back by moving it to the Trash: that is where
+// what it holds now must not go unasked.
+bool content_checked(UndoKind kind)
+{
+    return kind == UndoKind::Copy || kind == UndoKind::Create;
+}
 }  // namespace
+
+FopMade::Content fop_content_of(const std::string& path)
+{
+    tContent = {};
+    constexpr int kOpenDirs = 16;
+    const bool read = nftw(path.c_str(), add_content, kOpenDirs, FTW_PHYS) == 0;
+    FopMade::Content c = tContent;
+    c.known = read;
+    return c;
+}
 
 bool fop_identify(const std::string& path, FopMade& m)
 {
@@ -46,6 +81,8 @@ void undo_note_item(UndoKind kind, const std::string& from, const std::string& t
         return;
     made.from = from;
     made.to = to;
+    if (content_checked(kind))
+        made.content = fop_content_of(to);
     undo_note({kind, {std::move(made)}});
 }
 
@@ -61,6 +98,10 @@ void undo_note_request(const FopRequest& r)
     default: return;
     }
     step.items = r.made;
+    // Now that every copy is whole: a directory's contents came after its note.
+    if (content_checked(step.kind))
+        for (FopMade& m : step.items)
+            m.content = fop_content_of(m.to);
     undo_note(std::move(step));
 }
 
@@ -110,9 +151,19 @@ std::unique_ptr<FopRequest> undo_request(const UndoStep& step)
     std::vector<FopExpect> expect;
     for (const FopMade& m : step.items) {
         names.push_back(step.kind == UndoKind::Trash ? m.entry.name : es_name_of(m.to));
-        expect.push_back({m.to, m.dev, m.ino, m.stamp});
-        if (step.kind != UndoKind::Copy && step.kind != UndoKind::Create)
-            expect.push_back({step.kind == UndoKind::Trash ? m.entry.original : m.from, 0, 0});
+        FopExpect& made = expect.emplace_back();
+        made.path = m.to;
+        made.dev = m.dev;
+        made.ino = m.ino;
+        made.stamp = m.stamp;
+        if (content_checked(step.kind)) {
+            made.content = m.content;
+            made.made_as = step.kind == UndoKind::Copy ? "copied" : "made";
+            made.item = names.size() - 1;
+        } else {
+            // Nothing may be where it goes back.
+            expect.emplace_back().path = step.kind == UndoKind::Trash ? m.entry.original : m.from;
+        }
     }
     std::unique_ptr<FopRequest> r;
     switch (step.kind) {
@@ -155,6 +206,25 @@ bool fop_expectations_hold(const FopRequest& r, std::string& why)
                   (in_the_way ? "' is in the way.\n" : "' was changed or removed since.\n");
             return false;
         }
+    }
+    return true;
+}
+
+bool fop_confirm_changed(FopRequest& r)
+{
+    for (const FopExpect& e : r.expect) {
+        if (!e.made_as || r.groups.empty() || e.item >= r.groups[0].names.size())
+            continue;
+        const FopMade::Content now = fop_content_of(e.path);
+        if (e.content.known && now == e.content)
+            continue;
+        const int a = fop_alert(r, "Undo", "&Skip|&Trash It|#&Cancel",
+                                "'%s' was changed after it was %s.\nMove it to the Trash anyway?\n",
+                                fop_disp(r, e.path).c_str(), e.made_as);
+        if (a == 1)
+            r.groups[0].names[e.item].clear();
+        else if (a != 2)
+            return false;
     }
     return true;
 }

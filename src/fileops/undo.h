@@ -43,5 +43,13 @@ std::unique_ptr<FopRequest> undo_request(const UndoStep& step);
 // when nothing is there.
 bool fop_identify(const std::string& path, FopMade& m);
 
+// What path holds now, its whole tree for a directory (links not followed).
+// Worker threads: a tree is walked.
+FopMade::Content fop_content_of(const std::string& path);
+
 // Whether every check of the request holds; else the message that refuses it.
 bool fop_expectations_hold(const FopRequest& r, std::string& why);
+// Worker: asks about each item the undo would move to the Trash whose content
+// changed since the step ("Skip" leaves it out of the request). False when the
+// user cancelled the undo.
+bool fop_confirm_changed(FopRequest& r);

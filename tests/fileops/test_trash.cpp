@@ -104,13 +104,39 @@ TEST_F(TrashTest, UndoReversesEachStepAndRefusesWhenTheFileSystemChanged)
     EXPECT_TRUE(dir_names(t / "dst").empty());
     EXPECT_FALSE(undo_available());  // an undo is not itself undone
 
-    // A copy is undone by trashing the copy; the original stays.
+    const auto append = [](const std::string& path, const char* bytes) {
+        std::ofstream(path, std::ios::binary | std::ios::app) << bytes;
+    };
+    // Edited where it was moved to, it still goes back, edit and all.
+    ScriptUi move_edit, undo_move_edit;
+    ASSERT_TRUE(run_fop(move_edit, FOP_MOVE, t / "src", {"b"}, t / "dst", 0));
+    append(t / "dst/b", "+");
+    ASSERT_TRUE(run_undo(undo_move_edit));
+    EXPECT_TRUE(undo_move_edit.calls.empty());
+    EXPECT_EQ(slurp(t / "src/b"), "b+");
+    spit(t / "src/b", "b");
+
+    // A copy is undone by trashing the copy; the original stays. A copy edited
+    // since, deep inside a directory too, goes only when the user says so.
+    mkdir((t / "src/tree").c_str(), 0755);
+    mkdir((t / "src/tree/sub").c_str(), 0755);
+    spit(t / "src/tree/sub/f", "f");
+    spit(t / "src/c", "c");
     ScriptUi copy, undo_copy;
-    ASSERT_TRUE(run_fop(copy, FOP_COPY, t / "src", {"a"}, t / "dst", 0));
+    ASSERT_TRUE(run_fop(copy, FOP_COPY, t / "src", {"a", "c", "tree"}, t / "dst", 0));
+    append(t / "dst/c", " edited");
+    append(t / "dst/tree/sub/f", " edited");
+    undo_copy.rules.push_back({"Undo", "'" + t / "dst/c" + "' was changed after it was copied.\nMove it to the "
+                                       "Trash anyway?\n", "&Skip"});
+    undo_copy.rules.push_back({"Undo", "'" + t / "dst/tree" + "' was changed", "&Trash It"});
     ASSERT_TRUE(run_undo(undo_copy));
-    EXPECT_FALSE(exists(t / "dst/a"));
+    EXPECT_EQ(undo_copy.calls.size(), 2u);
+    EXPECT_EQ(dir_names(t / "dst"), std::vector<std::string>{"c"});
+    EXPECT_EQ(slurp(t / "dst/c"), "c edited");
     EXPECT_EQ(slurp(trash() + "/files/a"), "a");
+    EXPECT_EQ(slurp(trash() + "/files/tree/sub/f"), "f edited");
     EXPECT_EQ(slurp(t / "src/a"), "a");
+    unlink((t / "dst/c").c_str());
 
     // A trashed file comes back byte for byte.
     spit(t / "src/big", pattern(123457, 9));
@@ -137,7 +163,7 @@ TEST_F(TrashTest, UndoReversesEachStepAndRefusesWhenTheFileSystemChanged)
     ASSERT_TRUE(run_undo(in_the_way));
     EXPECT_EQ(in_the_way.count("Undo", "Cannot undo: '" + t / "src/a" + "' is in the way.\n"), 1);
     EXPECT_EQ(slurp(t / "src/a"), "new a");
-    EXPECT_EQ(trash_list(trash()).size(), 2u);  // the copy undone above, and a
+    EXPECT_EQ(trash_list(trash()).size(), 3u);  // the copies undone above, and a
 }
 
 TEST_F(TrashTest, AFileSystemWithoutAWritableTrashAsksToDeletePermanently)
