@@ -214,6 +214,32 @@ bool enabled_now(const char* name)
     return true;
 }
 
+// The keypad's "+", "-" and "." as the X server sends them match no shortcut that
+// names them ("Num+-"), and would start a type-ahead search instead: they are taken
+// here, wherever the focus is in the window, except in a field being typed into.
+class KeypadKeys : public QObject {
+public:
+    using QObject::QObject;
+    bool eventFilter(QObject* o, QEvent* e) override
+    {
+        if (e->type() != QEvent::KeyPress || o != QApplication::focusWidget())
+            return false;
+        auto* k = static_cast<QKeyEvent*>(e);
+        auto* w = static_cast<QWidget*>(o);
+        if (k->modifiers() != Qt::KeypadModifier || w->window() != sBase || qobject_cast<QLineEdit*>(w))
+            return false;
+        const char* name = k->key() == Qt::Key_Plus    ? "kp_open"
+                           : k->key() == Qt::Key_Minus  ? "kp_up"
+                           : k->key() == Qt::Key_Period ? "kp_delete"
+                                                        : nullptr;
+        QAction* a = name ? action(name) : nullptr;
+        if (!a)
+            return false;
+        a->trigger();
+        return true;
+    }
+};
+
 // A menu opened from the keyboard and closed by Escape leaves the menu bar in its
 // keyboard mode with the focus, where the next letters and Return would open menus
 // and run items unseen. Closing any menu gives the keys back to the list.
@@ -762,6 +788,7 @@ void cmd_setup(QWidget* base)
     sActions.clear();
     for (const Cmd& c : kCommands)
         make_action(c);
+    qApp->installEventFilter(new KeypadKeys(base));
     auto menu = [base](const char* name) { return base->findChild<QMenu*>(QString::fromLatin1(name)); };
     if (QMenu* m = menu("file_menu")) {
         fill(m, {">fm_new &New", "fm_new_file", "fm_new_folder", "fm_new_window", "<", "-", "fm_open",
