@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <sys/stat.h>
 
 #include "dirmodel/es_path.h"
 #include "dirmodel/fname.h"
@@ -100,6 +101,25 @@ void complete_from_disk()
     le->end(false);
 }
 
+// What Return enters: the text as shown, except that a proposal from the history
+// (the selected rest) gives way to what was typed when that names something that
+// exists: completion suggests, it does not choose.
+QString text_to_enter()
+{
+    QLineEdit* le = sCurpath->lineEdit();
+    const QString text = le->text();
+    if (!le->hasSelectedText() || le->selectionStart() == 0 || le->selectionEnd() != text.size())
+        return text;
+    const QString typed = text.left(le->selectionStart());
+    const QByteArray utf8 = typed.toUtf8();
+    const char* bytes = fname_encode(utf8.constData());
+    if (!bytes || !*bytes)
+        return text;
+    const std::string full = bytes[0] == '/' ? std::string(bytes) : es_join(gDir.path, bytes);
+    struct stat st;
+    return ::lstat(full.c_str(), &st) == 0 ? typed : text;
+}
+
 class PathKeyFilter : public QObject {
 public:
     using QObject::QObject;
@@ -114,6 +134,14 @@ protected:
             return false;
         sLastKeyDeletes = ke->key() == Qt::Key_Backspace || ke->key() == Qt::Key_Delete ||
                           ke->matches(QKeySequence::Cut);
+        // Taken before the box sees it: the box would go to the history entry
+        // its text now equals.
+        if ((ke->key() == Qt::Key_Return || ke->key() == Qt::Key_Enter) &&
+            !(ke->modifiers() & ~Qt::KeypadModifier) && !sCurpath->view()->isVisible()) {
+            sEsc.reset();
+            tb_curpath_cb(text_to_enter());
+            return true;
+        }
         if (ke->key() != Qt::Key_Escape || sCurpath->view()->isVisible()) {
             sEsc.reset();
             return false;

@@ -103,6 +103,17 @@ TEST_F(FlGuiTest, TypingAtTheEndProposesAHistoryEntry)
     QTest::keyClick(box, Qt::Key_Escape);
     QTest::keyClick(box, Qt::Key_Escape);
     EXPECT_EQ(box->currentText(), QString::fromStdString(dir / "usr/local/"));
+
+    // Return takes the proposal only when what was typed names nothing.
+    make_dir("usr/li");
+    cl_add(gCboxes.path, dir / "usr/lib");
+    type_path(box, dir / "usr/li");
+    EXPECT_EQ(box->lineEdit()->selectedText(), "b");
+    QTest::keyClick(box, Qt::Key_Return);
+    EXPECT_EQ(gDir.path, dir / "usr/li");
+    type_path(box, dir / "usr/lo");
+    QTest::keyClick(box, Qt::Key_Return);
+    EXPECT_EQ(gDir.path, dir / "usr/local/bin");
 }
 
 TEST_F(FlGuiTest, DiskCompletionNeedsTwoEscapesInARow)
