@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # Keys, menus and drag a user can trust: a key works whatever its item showed when the
 # menu last opened, a menu closed by Escape gives the keys back to the list, Bookmarks
-# opens with nothing ready to remove, Return chooses a bookmark that has subfolders in
-# Copy To, the Size header sorts by size both ways, and the selection dragged onto a
-# folder row of the same list moves there.
+# opens with nothing ready to remove, Return and a click choose a bookmark that has
+# subfolders in Copy To, the keypad's + - . act, the cursor stays in place after Up,
+# Back and a delete, a typed path that exists wins over the history's proposal, the
+# Size header sorts by size both ways, and the selection dragged onto a folder row of
+# the same list moves there.
 # Usage: keys.sh VELL_BINARY. Exit 77 (skipped) when no X server can be started.
 set -u
 vell=$1
@@ -12,7 +14,9 @@ need xclip
 start_x
 d=$work/d
 mkdir -p "$d/docs" "$d/deep/inner" "$work/home/.ke/vell"
-touch "$d/docs/readme" "$d/drag1" "$d/drag2" "$d/small"
+touch "$d/docs/readme" "$d/drag1" "$d/drag2" "$d/small" "$d/clicked" "$d/del_a" "$d/del_b"
+mkdir "$d/un" "$d/unused"
+touch "$d/un/here"
 mkdir "$d/sizes"
 head -c 3000 /dev/zero >"$d/sizes/l1"; head -c 3000 /dev/zero >"$d/sizes/l2"
 head -c 200 /dev/zero >"$d/sizes/m"; head -c 10 /dev/zero >"$d/sizes/s"
@@ -52,6 +56,47 @@ keys key Menu c Down Down Return
 answer Return
 wait_for "$d/deep/small"
 echo "copy to: Return chose a bookmark with subfolders"
+
+# The same with the mouse: the pointer rests on the entry, so its submenu opens, and
+# the click still chooses the entry (the last row of the Copy To submenu).
+pick cl
+keys key Menu c
+sub=$(for w in $(xdotool search --all --onlyvisible --pid "$vpid" --name ''); do
+    [ "$(xdotool getwindowname "$w")" = "File Manager" ] || echo "$w"; done | sort -n | tail -1)
+[ -n "$sub" ] || fail "the Copy To submenu was not found"
+eval "$(xdotool getwindowgeometry --shell "$sub")"
+xdotool mousemove $((X + 100)) $((Y + HEIGHT - 12))
+sleep 1
+xdotool click 1
+answer Return
+wait_for "$d/deep/clicked"
+echo "copy to: a click chose a bookmark with subfolders"
+
+# The keypad, and where the cursor goes: "+" enters the current folder, "-" comes back
+# to it, so do Return and Back, and "." trashes an entry and moves on to the next.
+current() { keys key ctrl+c; clip_out text/uri-list | tr -d '\r'; }
+pick deep
+keys key KP_Add
+shows "$d/deep"
+keys key KP_Subtract
+[ "$(current)" = "file://$d/deep" ] || fail "after keypad -, the cursor is not on deep"
+keys key Return
+keys key alt+Left
+[ "$(current)" = "file://$d/deep" ] || fail "after Back, the cursor is not on deep"
+pick del_a
+keys key KP_Decimal
+wait_gone "$d/del_a"
+[ "$(current)" = "file://$d/del_b" ] || fail "after the delete, the cursor is not on the next entry"
+echo "keypad: + - . act; the cursor stays after Up, Back and a delete"
+
+# A typed path that exists is entered, although the history proposes a longer one.
+goto "$d/unused"
+keys key alt+p ctrl+a
+keys type --delay 10 "$d/un"
+keys key Return
+shows "$d/un"
+goto "$d"
+echo "path bar: Return enters the typed path, not the proposal"
 
 # A press on a selected row starts a drag of the whole selection; held over the docs
 # row of the same list and dropped, it moves both files there.
