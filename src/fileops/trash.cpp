@@ -41,6 +41,27 @@ bool own_dir(const std::string& path, mode_t mode)
     return true;
 }
 
+// A Trash at a top that others may write to is ours only as a real directory
+// owned by us: another user's directory would let them read what we trash, a
+// link would send it elsewhere.
+bool is_own_dir(const std::string& path)
+{
+    struct stat st;
+    if (lstat(path.c_str(), &st) != 0)
+        return false;
+    if (!S_ISDIR(st.st_mode) || st.st_uid != getuid()) {
+        errno = S_ISDIR(st.st_mode) ? EPERM : ENOTDIR;
+        return false;
+    }
+    return true;
+}
+
+// Such a directory, made when missing.
+bool own_top_dir(const std::string& path)
+{
+    return (mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) && is_own_dir(path);
+}
+
 bool make_parents(const std::string& path, mode_t mode)
 {
     struct stat st;
@@ -231,12 +252,11 @@ std::string trash_dir_for(const std::string& path)
     const std::string top = mount_top(real, st.st_dev);
     if (shared_trash_usable(top)) {
         const std::string dir = top_trash(top, true);
-        if (ready_trash(dir, st.st_dev))
+        if (own_top_dir(dir) && ready_trash(dir, st.st_dev))
             return dir;
     }
     const std::string dir = top_trash(top, false);
-    struct stat own;
-    if (ready_trash(dir, st.st_dev) && lstat(dir.c_str(), &own) == 0 && own.st_uid == getuid())
+    if (own_top_dir(dir) && ready_trash(dir, st.st_dev))
         return dir;
     if (errno == 0)
         errno = EPERM;
@@ -412,9 +432,11 @@ std::vector<std::string> trash_dirs_at(const std::string& top)
 {
     std::vector<std::string> out;
     for (const bool shared : {true, false}) {
+        if (shared && !shared_trash_usable(top))
+            continue;
         const std::string dir = top_trash(top, shared);
         struct stat st;
-        if (lstat((dir + "/info").c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+        if (is_own_dir(dir) && lstat((dir + "/info").c_str(), &st) == 0 && S_ISDIR(st.st_mode))
             out.push_back(dir);
     }
     return out;

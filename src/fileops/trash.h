@@ -4,7 +4,9 @@
 //
 // The home Trash is $XDG_DATA_HOME/Trash (~/.local/share/Trash); an item on
 // another file system goes to the top directory of its mount, into .Trash/$uid
-// when the administrator made a sticky .Trash there, else into .Trash-$uid.
+// when the administrator made a sticky .Trash there, else into .Trash-$uid;
+// either only as a real directory of the user's own, never a link or another
+// user's directory.
 // Nothing here is ever copied: an item that cannot be renamed into a Trash of
 // its own file system cannot be trashed.
 //
@@ -63,7 +65,8 @@ TrashPut trash_put(const std::string& path, time_t now, TrashCache* cache = null
 // The top directories of the mounted file systems that may hold a Trash, from
 // the mount table alone (nothing there is looked at).
 std::vector<std::string> trash_mount_tops();
-// The Trash directories that exist at one top. Looking may wait for ever on a
+// The Trash directories of ours at one top: real directories owned by the user,
+// the shared one only under a sticky .Trash. Looking may wait for ever on a
 // dead mount: one thread per top.
 std::vector<std::string> trash_dirs_at(const std::string& top);
 // What a Trash directory holds; entries without a readable info file are left out.

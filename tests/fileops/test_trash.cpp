@@ -185,3 +185,30 @@ TEST_F(TrashTest, AFileSystemWithoutAWritableTrashAsksToDeletePermanently)
     EXPECT_TRUE(dir_names(other + "/files").empty());
     EXPECT_TRUE(dir_names(other + "/info").empty());
 }
+
+TEST_F(TrashTest, ATopDirectoryTrashIsUsedOnlyWhenItIsARealDirectoryOfTheUser)
+{
+    TMPFS_OR_SKIP(fs, t / "mnt", "1M");
+    const std::string top = fs.path(), uid = std::to_string(getuid()), own = top + "/.Trash-" + uid;
+    // The owner of a directory in the shared .Trash could read what goes there.
+    mkdir((top + "/.Trash").c_str(), 0);
+    chmod((top + "/.Trash").c_str(), 01777);
+    mkdir((top + "/.Trash/" + uid).c_str(), 0700);
+    chown((top + "/.Trash/" + uid).c_str(), 65534, 65534);
+    spit(top + "/a", "a");
+    EXPECT_EQ(trash_put(top + "/a", 0).entry.trash_dir, own);
+    EXPECT_EQ(trash_dirs_at(top), std::vector<std::string>{own});
+
+    // A link is no Trash, even to one; nor is another user's .Trash-$uid.
+    chown((top + "/.Trash/" + uid).c_str(), getuid(), getgid());
+    rename((top + "/.Trash").c_str(), (top + "/shared").c_str());
+    symlink("shared", (top + "/.Trash").c_str());
+    chown(own.c_str(), 65534, 65534);
+    spit(top + "/b", "b");
+    EXPECT_EQ(trash_put(top + "/b", 0).error_kind, TrashError::NoTrash);
+    EXPECT_TRUE(trash_dirs_at(top).empty());
+    chown(own.c_str(), getuid(), getgid());
+    rename(own.c_str(), (top + "/own").c_str());
+    symlink("own", own.c_str());
+    EXPECT_TRUE(trash_dirs_at(top).empty());
+}
