@@ -136,6 +136,13 @@ int fop_restore_files(FopRequest& r)
         std::string to = e.original;
         fop_update_info(r, "Restoring", "From: ", e.files_path(), "  To: ", to, percent_of(r),
                         fop_calc_time_left(r, r.files_done, r.total_files));
+        if (!e.refused.empty()) {
+            if (fop_ask_continue(r, "Restore", "Unable to restore '%s'\n%s\n", fop_disp(r, to).c_str(),
+                                 e.refused.c_str()) < 0)
+                return -1;
+            r.files_done++;
+            continue;
+        }
         int rc = trash_restore(e, to);
         int err = rc ? errno : 0;
         if (rc != 0 && err == EXDEV) {

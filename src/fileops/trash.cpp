@@ -16,6 +16,7 @@
 #include <pwd.h>
 #include <sstream>
 #include <stdio.h>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -60,6 +61,22 @@ bool is_own_dir(const std::string& path)
 bool own_top_dir(const std::string& path)
 {
     return (mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) && is_own_dir(path);
+}
+
+// An absolute path with no empty, "." or ".." name in it: a path read from a
+// Trash of a shared disk must not climb out of the place it claims.
+bool plain_path(const std::string& path)
+{
+    if (path.size() < 2 || path[0] != '/')
+        return false;
+    for (std::size_t at = 1; at <= path.size();) {
+        const std::size_t end = std::min(path.find('/', at), path.size());
+        const std::string_view name(path.data() + at, end - at);
+        if (name.empty() || name == "." || name == "..")
+            return false;
+        at = end + 1;
+    }
+    return true;
 }
 
 bool make_parents(const std::string& path, mode_t mode)
@@ -461,6 +478,8 @@ std::vector<TrashEntry> trash_list(const std::string& trash_dir)
             continue;
         if (!trash_parse_info(read_small(e.info_path()), trash_dir, e.original, e.deleted))
             continue;
+        if (!plain_path(e.original))
+            e.refused = "The path it was trashed from has a '..', '.' or empty name in it";
         e.is_dir = S_ISDIR(st.st_mode);
         e.size = st.st_size;
         out.push_back(std::move(e));
@@ -472,6 +491,10 @@ std::vector<TrashEntry> trash_list(const std::string& trash_dir)
 int trash_restore(const TrashEntry& e, const std::string& to)
 {
     struct stat st;
+    if (!plain_path(to)) {
+        errno = EINVAL;
+        return -1;
+    }
     if (lstat(to.c_str(), &st) == 0) {
         errno = EEXIST;
         return -1;

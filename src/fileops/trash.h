@@ -26,6 +26,7 @@ struct TrashEntry {
     std::string deleted;    // DeletionDate as written: "YYYY-MM-DDThh:mm:ss"
     bool is_dir = false;
     int64_t size = 0;       // of the item itself, not of a directory's contents
+    std::string refused;    // why it is never restored (its path leads astray); empty when it can be
 
     std::string files_path() const;
     std::string info_path() const;
@@ -74,7 +75,8 @@ std::vector<TrashEntry> trash_list(const std::string& trash_dir);
 
 // Puts an entry back at `to` (normally e.original), making missing parent
 // directories, and drops its info file. Never replaces: fails with EEXIST when
-// something is at `to`. 0, or -1 with errno.
+// something is at `to`; nor goes to a `to` with '..', '.' or empty names (EINVAL).
+// 0, or -1 with errno.
 int trash_restore(const TrashEntry& e, const std::string& to);
 // A free name beside `to` for keeping both: "name (2)", "name (3)" … (the
 // extension kept after the number).
