@@ -534,6 +534,14 @@ std::string trash_free_name(const std::string& to)
     }
 }
 
+bool trash_on_other_fs(const TrashEntry& e, const std::string& to)
+{
+    struct stat st;
+    dev_t dev;
+    return lstat(e.files_path().c_str(), &st) != 0 || !device_of_nearest(es_dir_of(to), dev) ||
+           dev != st.st_dev;
+}
+
 void trash_forget(const TrashEntry& e)
 {
     unlink(e.info_path().c_str());

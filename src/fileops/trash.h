@@ -78,6 +78,9 @@ std::vector<TrashEntry> trash_list(const std::string& trash_dir);
 // something is at `to`; nor goes to a `to` with '..', '.' or empty names (EINVAL).
 // 0, or -1 with errno.
 int trash_restore(const TrashEntry& e, const std::string& to);
+// Whether `to` (the nearest directory there, links followed) is on another file
+// system than the entry's item; true when either cannot be looked at.
+bool trash_on_other_fs(const TrashEntry& e, const std::string& to);
 // A free name beside `to` for keeping both: "name (2)", "name (3)" … (the
 // extension kept after the number).
 std::string trash_free_name(const std::string& to);

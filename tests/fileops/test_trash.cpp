@@ -170,8 +170,8 @@ TEST_F(TrashTest, AFileSystemWithoutAWritableTrashAsksToDeletePermanently)
     EXPECT_FALSE(undo_available());
 
     // What another program copied into a Trash of another file system comes back
-    // by a copy, and leaves that Trash; a path that climbs out of the Trash's top
-    // is never restored.
+    // by a copy once the user allows the place, and leaves that Trash; a path
+    // that climbs out of the Trash's top is never restored.
     const std::string other = fs.path() + "/.Trash-" + std::to_string(getuid());
     for (auto d : {"", "/files", "/info"})
         mkdir((other + d).c_str(), 0700);
@@ -183,9 +183,11 @@ TEST_F(TrashTest, AFileSystemWithoutAWritableTrashAsksToDeletePermanently)
     r->restore = trash_list(other);
     std::sort(r->restore.begin(), r->restore.end(), [](auto& a, auto& b) { return a.name < b.name; });
     ScriptUi back;
+    back.rules.push_back({"Restore", "'" + other + "/files/far' is in the Trash of another file system.\nRestore it to '" +
+                                         t / "far" + "'?\n", "&Restore"});
     back.rules.push_back({"Restore", "Unable to restore '" + fs.path() + "/../up'\nThe path", "&Continue"});
     ASSERT_TRUE(run_request(back, std::move(r)));
-    EXPECT_EQ(back.calls.size(), 1u);
+    EXPECT_EQ(back.calls.size(), 2u);
     EXPECT_TRUE(slurp(t / "far") == pattern(50000, 5));
     EXPECT_FALSE(exists(t / "up"));
     EXPECT_EQ(dir_names(other + "/info"), std::vector<std::string>{"up.trashinfo"});
