@@ -136,10 +136,40 @@ int fop_restore_files(FopRequest& r)
         std::string to = e.original;
         fop_update_info(r, "Restoring", "From: ", e.files_path(), "  To: ", to, percent_of(r),
                         fop_calc_time_left(r, r.files_done, r.total_files));
+        if (!e.refused.empty()) {
+            if (fop_ask_continue(r, "Restore", "Unable to restore '%s'\n%s\n", fop_disp(r, to).c_str(),
+                                 e.refused.c_str()) < 0)
+                return -1;
+            r.files_done++;
+            continue;
+        }
+        // Whoever could write on the disk of a top-directory Trash chose where its
+        // items go back: a place off that disk is the user's to allow. Asked before
+        // anything is made there, or when the rename finds it elsewhere after all.
+        const bool from_top = e.trash_dir != trash_home();
+        bool asked = false;
+        auto allow = [&] {
+            asked = true;
+            return fop_alert(r, "Restore", "&Restore|@&Skip|#a&Bort",
+                             "'%s' is in the Trash of another file system.\nRestore it to '%s'?\n",
+                             fop_disp(r, e.files_path()).c_str(), fop_disp(r, to).c_str());
+        };
+        if (from_top && trash_on_other_fs(e, to)) {
+            const int a = allow();
+            if (a == 3)
+                return -1;
+            if (a == 2) {
+                r.files_done++;
+                continue;
+            }
+        }
         int rc = trash_restore(e, to);
         int err = rc ? errno : 0;
         if (rc != 0 && err == EXDEV) {
-            const bool moved = move_back_across(r, e, to);
+            const int a = from_top && !asked ? allow() : 1;
+            if (a == 3)
+                return -1;
+            const bool moved = a == 1 && move_back_across(r, e, to);
             if (r.cancel.load())
                 return -1;
             if (moved)

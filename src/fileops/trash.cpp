@@ -16,6 +16,7 @@
 #include <pwd.h>
 #include <sstream>
 #include <stdio.h>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -37,6 +38,43 @@ bool own_dir(const std::string& path, mode_t mode)
     if (!S_ISDIR(st.st_mode)) {
         errno = ENOTDIR;
         return false;
+    }
+    return true;
+}
+
+// A Trash at a top that others may write to is ours only as a real directory
+// owned by us: another user's directory would let them read what we trash, a
+// link would send it elsewhere.
+bool is_own_dir(const std::string& path)
+{
+    struct stat st;
+    if (lstat(path.c_str(), &st) != 0)
+        return false;
+    if (!S_ISDIR(st.st_mode) || st.st_uid != getuid()) {
+        errno = S_ISDIR(st.st_mode) ? EPERM : ENOTDIR;
+        return false;
+    }
+    return true;
+}
+
+// Such a directory, made when missing.
+bool own_top_dir(const std::string& path)
+{
+    return (mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) && is_own_dir(path);
+}
+
+// An absolute path with no empty, "." or ".." name in it: a path read from a
+// Trash of a shared disk must not climb out of the place it claims.
+bool plain_path(const std::string& path)
+{
+    if (path.size() < 2 || path[0] != '/')
+        return false;
+    for (std::size_t at = 1; at <= path.size();) {
+        const std::size_t end = std::min(path.find('/', at), path.size());
+        const std::string_view name(path.data() + at, end - at);
+        if (name.empty() || name == "." || name == "..")
+            return false;
+        at = end + 1;
     }
     return true;
 }
@@ -231,12 +269,11 @@ std::string trash_dir_for(const std::string& path)
     const std::string top = mount_top(real, st.st_dev);
     if (shared_trash_usable(top)) {
         const std::string dir = top_trash(top, true);
-        if (ready_trash(dir, st.st_dev))
+        if (own_top_dir(dir) && ready_trash(dir, st.st_dev))
             return dir;
     }
     const std::string dir = top_trash(top, false);
-    struct stat own;
-    if (ready_trash(dir, st.st_dev) && lstat(dir.c_str(), &own) == 0 && own.st_uid == getuid())
+    if (own_top_dir(dir) && ready_trash(dir, st.st_dev))
         return dir;
     if (errno == 0)
         errno = EPERM;
@@ -412,9 +449,11 @@ std::vector<std::string> trash_dirs_at(const std::string& top)
 {
     std::vector<std::string> out;
     for (const bool shared : {true, false}) {
+        if (shared && !shared_trash_usable(top))
+            continue;
         const std::string dir = top_trash(top, shared);
         struct stat st;
-        if (lstat((dir + "/info").c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+        if (is_own_dir(dir) && lstat((dir + "/info").c_str(), &st) == 0 && S_ISDIR(st.st_mode))
             out.push_back(dir);
     }
     return out;
@@ -439,6 +478,8 @@ std::vector<TrashEntry> trash_list(const std::string& trash_dir)
             continue;
         if (!trash_parse_info(read_small(e.info_path()), trash_dir, e.original, e.deleted))
             continue;
+        if (!plain_path(e.original))
+            e.refused = "The path it was trashed from has a '..', '.' or empty name in it";
         e.is_dir = S_ISDIR(st.st_mode);
         e.size = st.st_size;
         out.push_back(std::move(e));
@@ -450,6 +491,10 @@ std::vector<TrashEntry> trash_list(const std::string& trash_dir)
 int trash_restore(const TrashEntry& e, const std::string& to)
 {
     struct stat st;
+    if (!plain_path(to)) {
+        errno = EINVAL;
+        return -1;
+    }
     if (lstat(to.c_str(), &st) == 0) {
         errno = EEXIST;
         return -1;
@@ -487,6 +532,14 @@ std::string trash_free_name(const std::string& to)
         if (n > 100000)
             return {};
     }
+}
+
+bool trash_on_other_fs(const TrashEntry& e, const std::string& to)
+{
+    struct stat st;
+    dev_t dev;
+    return lstat(e.files_path().c_str(), &st) != 0 || !device_of_nearest(es_dir_of(to), dev) ||
+           dev != st.st_dev;
 }
 
 void trash_forget(const TrashEntry& e)

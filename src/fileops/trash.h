@@ -4,7 +4,9 @@
 //
 // The home Trash is $XDG_DATA_HOME/Trash (~/.local/share/Trash); an item on
 // another file system goes to the top directory of its mount, into .Trash/$uid
-// when the administrator made a sticky .Trash there, else into .Trash-$uid.
+// when the administrator made a sticky .Trash there, else into .Trash-$uid;
+// either only as a real directory of the user's own, never a link or another
+// user's directory.
 // Nothing here is ever copied: an item that cannot be renamed into a Trash of
 // its own file system cannot be trashed.
 //
@@ -24,6 +26,7 @@ struct TrashEntry {
     std::string deleted;    // DeletionDate as written: "YYYY-MM-DDThh:mm:ss"
     bool is_dir = false;
     int64_t size = 0;       // of the item itself, not of a directory's contents
+    std::string refused;    // why it is never restored (its path leads astray); empty when it can be
 
     std::string files_path() const;
     std::string info_path() const;
@@ -63,7 +66,8 @@ TrashPut trash_put(const std::string& path, time_t now, TrashCache* cache = null
 // The top directories of the mounted file systems that may hold a Trash, from
 // the mount table alone (nothing there is looked at).
 std::vector<std::string> trash_mount_tops();
-// The Trash directories that exist at one top. Looking may wait for ever on a
+// The Trash directories of ours at one top: real directories owned by the user,
+// the shared one only under a sticky .Trash. Looking may wait for ever on a
 // dead mount: one thread per top.
 std::vector<std::string> trash_dirs_at(const std::string& top);
 // What a Trash directory holds; entries without a readable info file are left out.
@@ -71,8 +75,12 @@ std::vector<TrashEntry> trash_list(const std::string& trash_dir);
 
 // Puts an entry back at `to` (normally e.original), making missing parent
 // directories, and drops its info file. Never replaces: fails with EEXIST when
-// something is at `to`. 0, or -1 with errno.
+// something is at `to`; nor goes to a `to` with '..', '.' or empty names (EINVAL).
+// 0, or -1 with errno.
 int trash_restore(const TrashEntry& e, const std::string& to);
+// Whether `to` (the nearest directory there, links followed) is on another file
+// system than the entry's item; true when either cannot be looked at.
+bool trash_on_other_fs(const TrashEntry& e, const std::string& to);
 // A free name beside `to` for keeping both: "name (2)", "name (3)" … (the
 // extension kept after the number).
 std::string trash_free_name(const std::string& to);

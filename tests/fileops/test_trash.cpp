@@ -196,18 +196,52 @@ TEST_F(TrashTest, AFileSystemWithoutAWritableTrashAsksToDeletePermanently)
     EXPECT_FALSE(undo_available());
 
     // What another program copied into a Trash of another file system comes back
-    // by a copy, and leaves that Trash.
+    // by a copy once the user allows the place, and leaves that Trash; a path
+    // that climbs out of the Trash's top is never restored.
     const std::string other = fs.path() + "/.Trash-" + std::to_string(getuid());
     for (auto d : {"", "/files", "/info"})
         mkdir((other + d).c_str(), 0700);
-    spit(other + "/files/far", pattern(50000, 5));
-    spit(other + "/info/far.trashinfo", "[Trash Info]\nPath=" + t / "far" + "\nDeletionDate=2026-01-02T03:04:05\n");
-    auto r = fop_make(FOP_RESTORE, other + "/files", {"far"}, "", 0);
+    for (auto [name, path] : {std::pair<std::string, std::string>{"far", t / "far"}, {"up", "../up"}}) {
+        spit(other + "/files/" + name, pattern(50000, 5));
+        spit(other + "/info/" + name + ".trashinfo", "[Trash Info]\nPath=" + path + "\nDeletionDate=2026-01-02T03:04:05\n");
+    }
+    auto r = fop_make(FOP_RESTORE, other + "/files", {"far", "up"}, "", 0);
     r->restore = trash_list(other);
+    std::sort(r->restore.begin(), r->restore.end(), [](auto& a, auto& b) { return a.name < b.name; });
     ScriptUi back;
+    back.rules.push_back({"Restore", "'" + other + "/files/far' is in the Trash of another file system.\nRestore it to '" +
+                                         t / "far" + "'?\n", "&Restore"});
+    back.rules.push_back({"Restore", "Unable to restore '" + fs.path() + "/../up'\nThe path", "&Continue"});
     ASSERT_TRUE(run_request(back, std::move(r)));
-    EXPECT_TRUE(back.calls.empty());
+    EXPECT_EQ(back.calls.size(), 2u);
     EXPECT_TRUE(slurp(t / "far") == pattern(50000, 5));
-    EXPECT_TRUE(dir_names(other + "/files").empty());
-    EXPECT_TRUE(dir_names(other + "/info").empty());
+    EXPECT_FALSE(exists(t / "up"));
+    EXPECT_EQ(dir_names(other + "/info"), std::vector<std::string>{"up.trashinfo"});
+}
+
+TEST_F(TrashTest, ATopDirectoryTrashIsUsedOnlyWhenItIsARealDirectoryOfTheUser)
+{
+    TMPFS_OR_SKIP(fs, t / "mnt", "1M");
+    const std::string top = fs.path(), uid = std::to_string(getuid()), own = top + "/.Trash-" + uid;
+    // The owner of a directory in the shared .Trash could read what goes there.
+    mkdir((top + "/.Trash").c_str(), 0);
+    chmod((top + "/.Trash").c_str(), 01777);
+    mkdir((top + "/.Trash/" + uid).c_str(), 0700);
+    chown((top + "/.Trash/" + uid).c_str(), 65534, 65534);
+    spit(top + "/a", "a");
+    EXPECT_EQ(trash_put(top + "/a", 0).entry.trash_dir, own);
+    EXPECT_EQ(trash_dirs_at(top), std::vector<std::string>{own});
+
+    // A link is no Trash, even to one; nor is another user's .Trash-$uid.
+    chown((top + "/.Trash/" + uid).c_str(), getuid(), getgid());
+    rename((top + "/.Trash").c_str(), (top + "/shared").c_str());
+    symlink("shared", (top + "/.Trash").c_str());
+    chown(own.c_str(), 65534, 65534);
+    spit(top + "/b", "b");
+    EXPECT_EQ(trash_put(top + "/b", 0).error_kind, TrashError::NoTrash);
+    EXPECT_TRUE(trash_dirs_at(top).empty());
+    chown(own.c_str(), getuid(), getgid());
+    rename(own.c_str(), (top + "/own").c_str());
+    symlink("own", own.c_str());
+    EXPECT_TRUE(trash_dirs_at(top).empty());
 }
