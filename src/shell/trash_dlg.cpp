@@ -227,6 +227,15 @@ void TrashView::show_entries(std::vector<TrashEntry> entries)
         auto* row = new QTreeWidgetItem(list_, {shown(es_name_of(original)), shown(es_dir_of(original)), deleted});
         row->setData(kName, Qt::UserRole, qulonglong(i));
         row->setToolTip(kOriginal, shown(original));
+        // Listed, so the user sees it, but marked: Restore refuses it.
+        if (!entries_[i].refused.empty()) {
+            const QString why = QString::fromStdString(entries_[i].refused);
+            for (int c = kName; c <= kDeleted; ++c) {
+                row->setForeground(c, list_->palette().brush(QPalette::Disabled, QPalette::Text));
+                row->setToolTip(c, why);
+            }
+            row->setText(kOriginal, shown(es_dir_of(original)) + QStringLiteral("  (cannot be restored)"));
+        }
     }
     list_->setSortingEnabled(true);
     list_->resizeColumnToContents(kName);
