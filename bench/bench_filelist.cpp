@@ -25,8 +25,8 @@
 #include "filelist/fl_model.h"
 #include "filelist/fl_panel.h"
 #include "filelist/fl_select.h"
-#include "shell/globals.h"
-#include "shell/init_config.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
 
 namespace {
 constexpr int kEntries = 100000;

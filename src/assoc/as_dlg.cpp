@@ -14,8 +14,8 @@
 
 #include "assoc/as_table.h"
 #include "assoc/at_dlg.h"
-#include "shell/globals.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/w_utils.h"
 #include "ui_associate_dlg.h"
 
 namespace {

@@ -11,11 +11,11 @@
 #include "assoc/as_table.h"
 #include "dirmodel/dir_types.h"
 #include "fileops/slot_window.h"
-#include "shell/globals.h"
-#include "shell/init_config.h"
-#include "shell/sig_dispatch.h"
-#include "shell/w_msg.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
+#include "shell/kit/sig_dispatch.h"
+#include "shell/kit/w_msg.h"
+#include "shell/kit/w_utils.h"
 
 namespace {
 const DirListing* sListing = nullptr;

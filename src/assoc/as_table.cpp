@@ -1,6 +1,6 @@
 // The association table and its file "associate.003".
 #include "assoc/as_table.h"
-#include "shell/io_util.h"
+#include "shell/kit/io_util.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -6,8 +6,8 @@
 #include <QLineEdit>
 #include <QPushButton>
 
-#include "shell/globals.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/w_utils.h"
 #include "ui_assoc_type_dlg.h"
 
 namespace {

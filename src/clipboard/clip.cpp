@@ -16,10 +16,10 @@
 #include "filelist/fl_model.h"
 #include "filelist/fl_panel.h"
 #include "filelist/fl_select.h"
-#include "shell/globals.h"
-#include "shell/init_config.h"
-#include "shell/w_msg.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
+#include "shell/kit/w_msg.h"
+#include "shell/kit/w_utils.h"
 
 int one_dir_packed = 0;
 

@@ -19,8 +19,8 @@
 #include "fileops/fop_gui.h"
 #include "filelist/fl_model.h"
 #include "filelist/fl_panel.h"
-#include "shell/globals.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/w_utils.h"
 
 int64_t dnd_start_timestamp = 0;
 int dnd_active = 0;

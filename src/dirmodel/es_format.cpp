@@ -1,8 +1,11 @@
 // Size and date formatting for the list's columns and the status bar.
 #include "dirmodel/es_format.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+
+#include "dirmodel/fname.h"
 
 const char* ll2str(int64_t size)
 {
@@ -98,5 +101,18 @@ char* es_generate_byte_string(char* out, int64_t size)
         std::sprintf(out, "%lld.%1lldKB", s / 1024, s % 1024);
     else
         std::sprintf(out, "%lld byte_count", s);
+    return out;
+}
+
+std::string es_vformat(std::size_t max, const char* fmt, va_list ap, int* formatted)
+{
+    std::string out(max + 1, '\0');
+    const int n = std::vsnprintf(out.data(), out.size(), fmt, ap);
+    std::size_t len = n < 0 ? 0 : std::min<std::size_t>(std::size_t(n), max);
+    if (formatted)
+        *formatted = static_cast<int>(len);
+    if (n > int(max))
+        len = fname_utf8_cut(out.data(), len);  // never half a character at the cut
+    out.resize(len);
     return out;
 }

@@ -13,7 +13,7 @@
 #include "filelist/fl_nav.h"
 #include "filelist/fl_panel.h"
 #include "filelist/fl_select.h"
-#include "shell/interp.h"
+#include "shell/kit/interp.h"
 
 namespace {
 InterpState sInterp;

@@ -6,8 +6,8 @@
 #include "filelist/fl_find.h"
 #include "filelist/fl_panel.h"
 #include "filelist/fl_select.h"
-#include "shell/globals.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/w_utils.h"
 
 namespace {
 NavHistory sBack;

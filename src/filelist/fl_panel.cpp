@@ -32,9 +32,10 @@
 #include "filelist/fl_model.h"
 #include "filelist/fl_nav.h"
 #include "filelist/fl_select.h"
-#include "shell/globals.h"
-#include "shell/init_config.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
+#include "shell/kit/w_font.h"
+#include "shell/kit/w_utils.h"
 
 DirListing gDir;
 

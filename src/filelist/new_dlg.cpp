@@ -13,9 +13,9 @@
 #include "filelist/fl_select.h"
 #include "filelist/small_dlg.h"
 #include "fileops/undo.h"
-#include "shell/globals.h"
-#include "shell/init_config.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
+#include "shell/kit/w_utils.h"
 #include "ui_new_dlg.h"
 
 namespace {

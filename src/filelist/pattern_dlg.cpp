@@ -9,8 +9,8 @@
 #include "filelist/fl_select.h"
 #include "filelist/small_dlg.h"
 #include "filelist/tb_path.h"
-#include "shell/globals.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/w_utils.h"
 #include "ui_pattern_dlg.h"
 
 PatternDlg::PatternDlg(QWidget* parent, int op)

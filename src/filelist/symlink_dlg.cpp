@@ -12,9 +12,9 @@
 #include "filelist/fl_panel.h"
 #include "filelist/small_dlg.h"
 #include "fileops/undo.h"
-#include "shell/globals.h"
-#include "shell/w_msg.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/w_msg.h"
+#include "shell/kit/w_utils.h"
 #include "ui_symlink_dlg.h"
 
 namespace {

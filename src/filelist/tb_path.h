@@ -2,7 +2,7 @@
 // from the disk, the filter box `tb_filespec`, and the enabling of Up, Home and
 // Add. Also the five histories and how a history fills a combo box. GUI thread only.
 #pragma once
-#include "shell/cl_history.h"
+#include "shell/kit/cl_history.h"
 
 class QComboBox;
 class QString;

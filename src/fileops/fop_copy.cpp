@@ -2,7 +2,7 @@
 #include "fop_engine.h"
 #include "fop_info.h"
 #include "fop_ui.h"
-#include "shell/io_util.h"
+#include "shell/kit/io_util.h"
 
 #include <atomic>
 #include <cerrno>

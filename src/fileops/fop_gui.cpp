@@ -19,9 +19,9 @@
 #include "dirmodel/fname.h"
 #include "fileops/fop.h"
 #include "fileops/slot_window.h"
-#include "shell/globals.h"
-#include "shell/init_config.h"
-#include "shell/w_msg.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
+#include "shell/kit/w_msg.h"
 #include "ui_pict_db.h"
 
 namespace {

@@ -6,8 +6,8 @@
 #include <QPushButton>
 
 #include "fileops/fop_gui.h"
-#include "shell/globals.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/w_utils.h"
 #include "ui_long_filename_dlg.h"
 
 bool long_filename_ask(QWidget* parent, const QString& old_name, QString& new_name)

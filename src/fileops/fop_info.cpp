@@ -2,7 +2,7 @@
 #include "fop_info.h"
 #include "fop.h"
 #include "fop_ui.h"
-#include "dirmodel/fname.h"
+#include "dirmodel/es_format.h"
 
 #include <cerrno>
 #include <climits>
@@ -27,16 +27,6 @@ timespec now_rt()
 int64_t ns_between(const timespec& a, const timespec& b)
 {
     return (int64_t(b.tv_sec) - a.tv_sec) * 1'000'000'000 + (b.tv_nsec - a.tv_nsec);
-}
-
-std::string vformat(const char* fmt, va_list ap)
-{
-    std::string out(kMessageMax + 1, '\0');
-    int n = vsnprintf(out.data(), out.size(), fmt, ap);
-    out.resize(n < 0 ? 0 : std::min<std::size_t>(std::size_t(n), kMessageMax));
-    if (n > int(kMessageMax))
-        out.resize(fname_utf8_cut(out.data(), out.size()));  // never half a character at the cut
-    return out;
 }
 
 // A question with its message formatted; errno as it was before the formatting.
@@ -181,7 +171,7 @@ int fop_alert(FopRequest& r, const std::string& title, const std::string& button
     int saved = errno;
     va_list ap;
     va_start(ap, fmt);
-    std::string msg = vformat(fmt, ap);
+    std::string msg = es_vformat(kMessageMax, fmt, ap);
     va_end(ap);
     return ask(r, title, buttons, msg, saved);
 }
@@ -193,7 +183,7 @@ int fop_ask_continue(FopRequest& r, const std::string& title, const char* fmt, .
     int saved = errno;
     va_list ap;
     va_start(ap, fmt);
-    std::string msg = vformat(fmt, ap);
+    std::string msg = es_vformat(kMessageMax, fmt, ap);
     va_end(ap);
     int answer = ask(r, title, "&Continue|Continue A&ll|&Abort", msg, saved);
     if (answer == 2)
@@ -206,7 +196,7 @@ void fop_errinfo(FopRequest& r, const std::string& title, const char* fmt, ...)
     int saved = errno;
     va_list ap;
     va_start(ap, fmt);
-    std::string msg = vformat(fmt, ap);
+    std::string msg = es_vformat(kMessageMax, fmt, ap);
     va_end(ap);
     if (r.ui)
         r.ui->errinfo(title, msg);

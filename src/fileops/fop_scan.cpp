@@ -3,7 +3,7 @@
 #include "fop_engine.h"
 #include "fop_info.h"
 
-#include "shell/io_util.h"
+#include "shell/kit/io_util.h"
 
 #include <cerrno>
 #include <climits>

@@ -4,8 +4,8 @@
 #include "fop.h"
 #include "fop_engine.h"
 #include "fop_info.h"
-#include "shell/init_config.h"
-#include "shell/io_util.h"
+#include "shell/kit/init_config.h"
+#include "shell/kit/io_util.h"
 #include "undo.h"
 
 #include <atomic>

@@ -14,9 +14,8 @@
 
 #include "fileops/fop_request.h"
 #include "fileops/slot_refresh.h"
-#include "shell/base.h"
-#include "shell/globals.h"
-#include "shell/w_msg.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/w_msg.h"
 #include "ui_pict_db.h"
 #include "ui_slots_holder_window.h"
 
@@ -37,21 +36,14 @@ std::function<void()> sRefreshFn;
 // which the timer must not delete their parent nor the panel they are about.
 int sAsking = 0;
 
-void default_exit()
-{
-    // fm_exit saves the session once and quits; without a main window just quit.
-    if (gBase)
-        fm_exit();
-    else
-        QCoreApplication::exit(0);
-}
-
+// The main window hands in its own ending (it saves the session first); without
+// one the application just quits.
 void run_exit()
 {
     if (sExitFn)
         sExitFn();
     else
-        default_exit();
+        QCoreApplication::exit(0);
 }
 
 void run_refresh()

@@ -1,6 +1,6 @@
 #include "trash.h"
 #include "dirmodel/es_path.h"
-#include "shell/io_util.h"
+#include "shell/kit/io_util.h"
 
 #include <algorithm>
 #include <cctype>

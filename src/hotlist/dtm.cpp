@@ -19,8 +19,8 @@
 #include "dirmodel/es_path.h"
 #include "dirmodel/fname.h"
 #include "hotlist/dtm_scan.h"
-#include "shell/globals.h"
-#include "shell/w_msg.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/w_msg.h"
 
 namespace {
 enum RowState : char { kUnchecked = 0, kPlain = 1, kCascading = 2 };

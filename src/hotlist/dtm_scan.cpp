@@ -14,7 +14,7 @@
 #include <unistd.h>
 
 #include "dirmodel/es_path.h"
-#include "shell/io_util.h"
+#include "shell/kit/io_util.h"
 
 namespace {
 #ifdef VELL_SANITIZED

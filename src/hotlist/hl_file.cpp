@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "shell/io_util.h"
+#include "shell/kit/io_util.h"
 
 namespace {
 // A line that just filled the buffer leaves its newline behind; read on its own

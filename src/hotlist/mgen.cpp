@@ -19,10 +19,10 @@
 #include "hotlist/dtm.h"
 #include "hotlist/dtm_scan.h"
 #include "hotlist/tree.h"
-#include "shell/globals.h"
-#include "shell/init_config.h"
-#include "shell/w_msg.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
+#include "shell/kit/w_msg.h"
+#include "shell/kit/w_utils.h"
 
 namespace {
 QString sLastDest;  // the prompt opens with what was typed last

@@ -26,9 +26,10 @@
 #include "filelist/tb_path.h"
 #include "hotlist/dtm.h"
 #include "hotlist/dtm_scan.h"
-#include "shell/globals.h"
-#include "shell/init_config.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
+#include "shell/kit/w_font.h"
+#include "shell/kit/w_utils.h"
 
 HotlistTree gTree;
 

@@ -4,8 +4,8 @@
 #include <QPushButton>
 
 #include "shell/base.h"
-#include "shell/globals.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/w_utils.h"
 #include "ui_about_dlg.h"
 
 namespace {

@@ -19,9 +19,9 @@
 #include "filelist/tb_path.h"
 #include "hotlist/tree.h"
 #include "shell/commands.h"
-#include "shell/globals.h"
-#include "shell/init_config.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
+#include "shell/kit/w_utils.h"
 #include "ui_base.h"
 
 namespace {
@@ -123,6 +123,13 @@ void base_setup(BaseWindow* w, int phase)
         fl_setup(ui->filelist);
         clip_setup(ui->filelist);
         cmd_setup(w);
+        // The last operation to end after the window closed ends the session here.
+        slot_set_exit_fn([] {
+            if (gBase)
+                fm_exit();
+            else
+                QCoreApplication::exit(0);
+        });
         fl_set_notify_cb([](QTreeView*) { base_update(); });
         base_set_divider_metrics(*gConfig);
     } else {

@@ -42,12 +42,12 @@
 #include "hotlist/tree.h"
 #include "shell/base.h"
 #include "shell/config_dlg.h"
-#include "shell/globals.h"
-#include "shell/init_config.h"
-#include "shell/kb_accel.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
+#include "shell/kit/kb_accel.h"
 #include "shell/prop_dlg.h"
 #include "shell/trash_dlg.h"
-#include "shell/w_utils.h"
+#include "shell/kit/w_utils.h"
 
 namespace {
 std::function<bool(const char*)> sObserver;

@@ -10,9 +10,10 @@
 #include <QTreeView>
 
 #include "filelist/fl_panel.h"
-#include "shell/globals.h"
-#include "shell/init_config.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
+#include "shell/kit/w_font.h"
+#include "shell/kit/w_utils.h"
 #include "dirmodel/fname.h"
 #include "ui_config_dlg.h"
 

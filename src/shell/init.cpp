@@ -8,8 +8,8 @@
 #include "dirmodel/fname.h"
 #include "filelist/fl_panel.h"
 #include "filelist/tb_path.h"
-#include "shell/globals.h"
-#include "shell/init_config.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
 #include "shell/init_startup.h"
 #include "shell/trash_dlg.h"
 

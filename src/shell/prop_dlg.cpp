@@ -38,9 +38,9 @@
 #include "filelist/fl_panel.h"
 #include "filelist/fl_select.h"
 #include "fileops/undo.h"
-#include "shell/globals.h"
-#include "shell/init_config.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
+#include "shell/kit/w_utils.h"
 #include "ui_property_dlg.h"
 
 extern char** environ;

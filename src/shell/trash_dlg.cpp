@@ -25,9 +25,9 @@
 #include "fileops/fop_gui.h"
 #include "fileops/slot_window.h"
 #include "fileops/trash.h"
-#include "shell/globals.h"
-#include "shell/w_msg.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/w_msg.h"
+#include "shell/kit/w_utils.h"
 
 namespace {
 enum Column { kName, kOriginal, kDeleted };

@@ -8,7 +8,7 @@
 #include "assoc/as_table.h"
 #include "filelist/fl_nav.h"
 #include "filelist/fl_select.h"
-#include "shell/w_utils.h"
+#include "shell/kit/w_utils.h"
 
 namespace {
 

@@ -18,9 +18,9 @@
 
 #include "assoc/as_dlg.h"
 #include "assoc/as_table.h"
-#include "shell/globals.h"
-#include "shell/w_msg.h"
-#include "shell/w_utils.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/w_msg.h"
+#include "shell/kit/w_utils.h"
 #include "dialogs.h"
 #include "read_text.h"
 #include "tmpdir.h"

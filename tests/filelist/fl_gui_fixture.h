@@ -25,9 +25,9 @@
 #include "filelist/tb_path.h"
 #include "fileops/undo.h"
 #include "shell/base.h"
-#include "shell/globals.h"
-#include "shell/init_config.h"
-#include "shell/w_msg.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
+#include "shell/kit/w_msg.h"
 #include "tmpdir.h"
 #include "ui_base.h"
 

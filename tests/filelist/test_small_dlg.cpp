@@ -10,7 +10,7 @@
 #include "fl_gui_fixture.h"
 #include "filelist/fl_find.h"
 #include "filelist/fl_select.h"
-#include "shell/w_utils.h"
+#include "shell/kit/w_utils.h"
 #include "filelist/small_dlg.h"
 #include "dialogs.h"
 #include "read_text.h"

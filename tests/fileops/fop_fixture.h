@@ -7,7 +7,7 @@
 #include "filebytes.h"
 #include "fileops/fop.h"
 #include "fileops/fop_engine.h"
-#include "shell/w_buttons.h"
+#include "shell/kit/w_buttons.h"
 #include "tmpdir.h"
 
 #include <gtest/gtest.h>
@@ -206,8 +206,8 @@ private:
 
 #include "fileops/fop_gui.h"
 #include "fileops/slot_window.h"
-#include "shell/globals.h"
-#include "shell/w_msg.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/w_msg.h"
 #include "ui_pict_db.h"
 
 // Processes events until pred holds or ms pass; returns pred().
@@ -235,19 +235,20 @@ protected:
     {
         drop_all_slots();
         base_window_closed = 0;
-        slot_set_exit_fn([this] { ++exits; });
+        old_exit = slot_set_exit_fn([this] { ++exits; });
         slot_set_refresh_fn([this] { ++refreshes; });
     }
     void TearDown() override
     {
         drop_all_slots();
         base_window_closed = 0;
-        slot_set_exit_fn({});
+        slot_set_exit_fn(std::move(old_exit));
         slot_set_refresh_fn({});
         w_set_message_handler({});
         fop_gui_set_engine({}, {});
     }
     int exits = 0, refreshes = 0;
+    std::function<void()> old_exit;
 };
 
 // A running operation: its worker posts progress until cancelled (waiting while

@@ -6,7 +6,7 @@
 #include <climits>
 #include <sys/fsuid.h>
 
-#include "shell/io_util.h"
+#include "shell/kit/io_util.h"
 
 namespace {
 const std::size_t kSizes[] = {0, 3, 700, 300000, 5u << 20};

@@ -12,7 +12,7 @@
 #include <future>
 
 #include "fop_fixture.h"
-#include "shell/init_config.h"
+#include "shell/kit/init_config.h"
 
 using FopGui = SlotTest;
 

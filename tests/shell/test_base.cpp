@@ -8,8 +8,8 @@
 #include <sys/stat.h>
 
 #include "shell/base.h"
-#include "shell/globals.h"
-#include "shell/init_config.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
 #include "tmpdir.h"
 #include "ui_base.h"
 

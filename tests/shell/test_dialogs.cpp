@@ -25,7 +25,7 @@
 #include "fileops/fop_engine.h"
 #include "fileops/slot_window.h"
 #include "shell/commands.h"
-#include "shell/w_utils.h"
+#include "shell/kit/w_utils.h"
 #include "dialogs.h"
 #include "read_text.h"
 #include "shell/config_dlg.h"

@@ -1,12 +1,12 @@
 // The accelerator registry: lists with new nodes at the head, looked up by name.
-#include "shell/kb_accel.h"
+#include "shell/kit/kb_accel.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
-#include "shell/io_util.h"
+#include "shell/kit/io_util.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "shell/w_buttons.h"
+#include "shell/kit/w_buttons.h"
 
 ButtonSet w_parse_buttons(std::string_view set, bool comma_separates)
 {

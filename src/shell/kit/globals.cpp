@@ -1,6 +1,6 @@
-#include "shell/globals.h"
+#include "shell/kit/globals.h"
 
-#include "shell/init_config.h"
+#include "shell/kit/init_config.h"
 
 ConfigRecord* gConfig = nullptr;
 std::string gConfigPath;

@@ -1,4 +1,4 @@
-#include "shell/sig_dispatch.h"
+#include "shell/kit/sig_dispatch.h"
 
 #include <QSocketNotifier>
 #include <array>

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-#include "shell/kb_accel.h"
+#include "shell/kit/kb_accel.h"
 
 inline constexpr std::size_t INTERP_BUF = 1024;  // buffer bytes including the NUL
 

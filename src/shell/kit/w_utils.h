@@ -49,5 +49,3 @@ void wproc_finished(QWidget* w);
 
 QWidget* wrecursive_find_child_class(QWidget* w, const char* class_name);
 
-// Maps the stored font names ("TextFont08", "helv12", or a QFont::toString()).
-QFont w_font(const QString& name);

@@ -1,4 +1,4 @@
-#include "shell/w_geom.h"
+#include "shell/kit/w_geom.h"
 
 WPoint wcenter_position(const WArea& parent, const WArea& child, int left, int top, int right,
                         int bottom)

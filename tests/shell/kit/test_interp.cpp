@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "filelist/fl_find.h"
-#include "shell/interp.h"
+#include "shell/kit/interp.h"
 
 namespace {
 

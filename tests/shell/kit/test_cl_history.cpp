@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "filebytes.h"
-#include "shell/cl_history.h"
+#include "shell/kit/cl_history.h"
 #include "tmpdir.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // Reading, defaulting, migrating and writing the settings record.
-#include "shell/init_config.h"
+#include "shell/kit/init_config.h"
 
 #include <algorithm>
 #include <bit>
@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include "dirmodel/fname.h"
-#include "shell/io_util.h"
+#include "shell/kit/io_util.h"
 
 namespace {
 struct Field {

@@ -1,13 +1,13 @@
 // The history lists behind the combo boxes, and their five files (read at start,
 // three of them written at exit).
-#include "shell/cl_history.h"
+#include "shell/kit/cl_history.h"
 
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <utility>
 
-#include "shell/io_util.h"
+#include "shell/kit/io_util.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "shell/w_utils.h"
+#include "shell/kit/w_utils.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -18,25 +18,18 @@
 #include <cstdio>
 #include <cstring>
 
-#include "shell/globals.h"
-#include "shell/init_config.h"
-#include "shell/w_geom.h"
-#include "dirmodel/fname.h"
-#include "shell/w_msg.h"
+#include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
+#include "shell/kit/w_geom.h"
+#include "dirmodel/es_format.h"
+#include "shell/kit/w_msg.h"
 
 namespace {
 constexpr int kTextMax = 256;  // texts are cut to 255 characters
 
 QString vformat(const char* fmt, va_list ap, int* formatted = nullptr)
 {
-    char buf[kTextMax];
-    const int n = std::vsnprintf(buf, sizeof buf, fmt, ap);
-    std::size_t len = n < 0 ? 0 : std::min<std::size_t>(std::size_t(n), kTextMax - 1);
-    if (formatted)
-        *formatted = static_cast<int>(len);
-    if (n >= kTextMax)
-        len = fname_utf8_cut(buf, len);  // never half a character at the cut
-    return QString::fromUtf8(buf, static_cast<qsizetype>(len));
+    return QString::fromStdString(es_vformat(kTextMax - 1, fmt, ap, formatted));
 }
 
 int show(QWidget* parent, const char* title, const QString& text, const char* buttons)
@@ -358,22 +351,4 @@ void wproc_finished(QWidget* w)
 QWidget* wrecursive_find_child_class(QWidget* w, const char* class_name)
 {
     return find_class(w, class_name);
-}
-
-QFont w_font(const QString& name)
-{
-    if (name == QLatin1String("TextFont08") || name.isEmpty()) {
-        QFont f = QApplication::font();
-        f.setPointSize(8);
-        return f;
-    }
-    if (name == QLatin1String("helv12")) {
-        QFont f(QStringLiteral("Sans Serif"), 12);
-        f.setStyleHint(QFont::SansSerif);
-        return f;
-    }
-    QFont f;
-    if (!f.fromString(name))
-        f = QApplication::font();
-    return f;
 }

@@ -1,4 +1,4 @@
-#include "shell/io_util.h"
+#include "shell/kit/io_util.h"
 
 #include <cerrno>
 #include <fcntl.h>

@@ -6,7 +6,7 @@
 
 #include "filebytes.h"
 #include "dirmodel/fname.h"
-#include "shell/init_config.h"
+#include "shell/kit/init_config.h"
 #include "tmpdir.h"
 
 TEST(ConfigRead, DefaultsAndMigration)

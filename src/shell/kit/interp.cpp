@@ -1,6 +1,6 @@
 // Type-ahead: the key-by-key state machine behind the file list's find as you type and
 // typed command lines.
-#include "shell/interp.h"
+#include "shell/kit/interp.h"
 
 #include <cstring>
 

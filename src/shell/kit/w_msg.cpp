@@ -1,4 +1,4 @@
-#include "shell/w_msg.h"
+#include "shell/kit/w_msg.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -7,8 +7,8 @@
 #include <QThread>
 #include <vector>
 
-#include "shell/w_buttons.h"
-#include "shell/w_utils.h"
+#include "shell/kit/w_buttons.h"
+#include "shell/kit/w_font.h"
 
 namespace {
 WMessageHandler& handler()

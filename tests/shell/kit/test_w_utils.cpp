@@ -10,8 +10,8 @@
 #include <QTest>
 #include <QTimer>
 
-#include "shell/w_msg.h"
-#include "shell/w_utils.h"
+#include "shell/kit/w_msg.h"
+#include "shell/kit/w_utils.h"
 
 namespace {
 struct ScriptedBoxes {
