@@ -443,19 +443,6 @@ int tree_delete_cb()
     return 0;
 }
 
-void hm_setup(QMenu* menu)
-{
-    QAction* add = nullptr;
-    QAction* del = nullptr;
-    for (QAction* a : menu->actions())
-        (a->objectName() == QLatin1String("hm_add") ? add : a->objectName() == QLatin1String("hm_delete") ? del : a) = a;
-    if (!add || !del)
-        return;
-    add->setEnabled(true);
-    del->setEnabled(true);
-    (tree_lookup(gDir.path.c_str()) ? add : del)->setEnabled(false);
-}
-
 void hm_populate(QMenu* menu)
 {
     // The entries made when it last opened go first, with their submenus.
@@ -510,7 +497,6 @@ void tree_setup(QTreeWidget* tree)
 
     if (auto* menu = base->findChild<QMenu*>(QStringLiteral("hotlist_menu")))
         QObject::connect(menu, &QMenu::aboutToShow, menu, [menu] {
-            hm_setup(menu);
             hm_populate(menu);
             // Opened from the keyboard, the menu makes its first enabled item active
             // once shown; with Add greyed that is Remove, and a stray Return would

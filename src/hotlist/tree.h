@@ -41,7 +41,6 @@ void x_tree_expand(QTreeWidgetItem* item);
 
 int hm_add();
 int hm_remove();
-void hm_setup(QMenu* menu);
 void hm_populate(QMenu* menu);
 int tree_add_cb();
 int tree_delete_cb();

@@ -1,8 +1,8 @@
 // Every command of the main window: the File, Edit, Go, Bookmarks, Help and the
-// hidden View menus with their enabling rules, the window's hotkeys, the toolbar,
-// the file list's context menu and the quick reference. The handlers are a call or
-// three into the file list, the dialogs, the clipboard, the bookmarks and the
-// launcher. GUI thread only.
+// hidden View menus, the window's hotkeys, the toolbar, the file list's context
+// menu and the quick reference, all from one table whose rows carry their enabling
+// rules (cmd_table.h). The handlers are a call or three into the file list, the
+// dialogs, the clipboard, the bookmarks and the launcher. GUI thread only.
 #pragma once
 #include <functional>
 
@@ -15,9 +15,13 @@ void cmd_setup(QWidget* base);
 // Every command passes here by its name first; a function that returns true has
 // taken it and the handler does not run (tests observe keys and menus this way).
 void cmd_set_observer(std::function<bool(const char* name)> fn);
-// Runs a command by name as a toolbar button does; a menu item or its key runs it only
-// where its menu's rules would enable the item at that moment. -1 for an unknown name.
+// Runs a command by name whatever its rule says, as the list's Return runs Open:
+// menu items, keys and toolbar buttons run one only where its rule holds at that
+// moment. -1 for an unknown name.
 int cmd_run(const char* name);
+// Whether the command's rule holds now: its item is enabled, its key and its button
+// act, the context menu offers it.
+bool cmd_enabled(const char* name);
 // The program that New Window and Open In Window start (null: this executable).
 void cmd_set_program(const char* path);
 
@@ -50,7 +54,8 @@ int gm_trash();
 int help_quickref();
 int vm_clip_tb_toggle();
 
-// Enabling, recomputed each time the menu opens.
+// Each item enabled by its command's rule, as the menu opens; the Edit menu also
+// names its Undo and builds Copy To / Move To.
 void fm_setup(QMenu* menu);
 void em_setup(QMenu* menu);
 void gm_setup(QMenu* menu);

@@ -69,7 +69,7 @@ TEST_F(HotlistTest, EntriesAreKeptUniqueReorderedByDragAndSaved)
     hm_add();
     hm_add();
     EXPECT_EQ(labels(), (QStringList{"/", QString::fromStdString(dir.path())}));
-    hm_setup(menu);
+    emit menu->aboutToShow();  // as it opens: the entries, then the rules
     EXPECT_FALSE(action(menu, "&Add Current Directory")->isEnabled());
     EXPECT_TRUE(action(menu, "&Remove Current Directory")->isEnabled());
     EXPECT_FALSE(window->ui->tb_add->isEnabled());
