@@ -73,108 +73,129 @@ protected:
     bool eventFilter(QObject*, QEvent* ev) override
     {
         switch (ev->type()) {
-        case QEvent::MouseButtonPress: {
-            if (replaying_)
-                return false;
-            auto* me = static_cast<QMouseEvent*>(ev);
-            armed_ = me->button() == Qt::LeftButton;
-            // A plain press on a selected row may start a drag of it all: the view
-            // does not see it until the release shows it was a click, so no drag
-            // leaves the view halfway through a gesture of its own.
-            press_ = me->position().toPoint();
-            press_global_ = me->globalPosition().toPoint();
-            const int i = target_row(press_);
-            on_selection_ = armed_ && !(me->modifiers() & (Qt::ShiftModifier | Qt::ControlModifier)) &&
-                            i >= 0 && (gDir[i].flags & DIR_F_SELECTED);
-            return on_selection_;
-        }
+        case QEvent::MouseButtonPress:
+            return press(static_cast<QMouseEvent*>(ev));
         case QEvent::MouseButtonRelease:
-            if (on_selection_) {
-                on_selection_ = false;
-                replaying_ = true;
-                QMouseEvent press(QEvent::MouseButtonPress, press_, press_global_, Qt::LeftButton, Qt::LeftButton,
-                                  Qt::NoModifier);
-                QApplication::sendEvent(list_->viewport(), &press);
-                replaying_ = false;
-            }
-            armed_ = false;
+            release();
             return false;
-        case QEvent::MouseMove: {
-            auto* me = static_cast<QMouseEvent*>(ev);
-            const QPoint at = me->position().toPoint();
-            if (on_selection_ && (me->buttons() & Qt::LeftButton)) {
-                // Kept from the view, whose drag would select rows instead.
-                if ((at - press_).manhattanLength() >= QApplication::startDragDistance()) {
-                    armed_ = on_selection_ = false;
-                    start_drag(at, me->globalPosition().toPoint(), true);
-                }
-                return true;
-            }
-            if (armed_ && (me->buttons() & Qt::LeftButton) && gDir.selected > 0 &&
-                !list_->viewport()->rect().contains(at)) {
-                armed_ = false;
-                start_drag(at, me->globalPosition().toPoint(), false);
-                return true;
-            }
-            return false;
-        }
-        case QEvent::DragEnter: {
-            auto* e = static_cast<QDragEnterEvent*>(ev);
-            dnd_active = 1;
-            shown_ = action_for(e);
-            if ((e->mimeData()->hasFormat(kMimeFiles) || e->mimeData()->hasFormat(kUriList)) &&
-                shown_ != Qt::IgnoreAction) {
-                e->setDropAction(shown_);
-                e->accept();
-                list_->setFocus();
-            } else {
-                e->ignore();
-            }
+        case QEvent::MouseMove:
+            return move(static_cast<QMouseEvent*>(ev));
+        case QEvent::DragEnter:
+            drag_enter(static_cast<QDragEnterEvent*>(ev));
             return true;
-        }
-        case QEvent::DragMove: {
-            auto* e = static_cast<QDragMoveEvent*>(ev);
-            const int t = target_at(list_, e->position().toPoint());
-            fl_model()->set_drop_row(t == -2 ? -1 : fl_model()->row_of(t));
-            shown_ = action_for(e);
-            if (shown_ == Qt::IgnoreAction) {
-                e->ignore();
-            } else {
-                e->setDropAction(shown_);
-                e->accept();
-            }
+        case QEvent::DragMove:
+            drag_move(static_cast<QDragMoveEvent*>(ev));
             return true;
-        }
         case QEvent::DragLeave:
             dnd_active = 0;
             fl_model()->set_drop_row(-1);
             return true;
-        case QEvent::Drop: {
-            auto* e = static_cast<QDropEvent*>(ev);
-            dnd_active = 0;
-            fl_model()->set_drop_row(-1);
-            // Whatever changed since, a drop never moves where the cursor showed Copy.
-            Qt::DropAction a = action_for(e);
-            if (a == Qt::MoveAction && shown_ == Qt::CopyAction && (e->possibleActions() & Qt::CopyAction))
-                a = Qt::CopyAction;
-            const int kind = a == Qt::CopyAction ? FOP_COPY : FOP_MOVE;
-            // A drag that left this list and comes straight back is a slip, not a
-            // move; one started on the selection means what it does at once.
-            if (a != Qt::IgnoreAction && (in_list_drag_ || now_ms() - dnd_start_timestamp > 999) &&
-                fl_drop(e->mimeData(), target_at(list_, e->position().toPoint()), kind) == 0) {
-                e->setDropAction(a);
-                e->accept();
-            } else {
-                e->ignore();
-            }
+        case QEvent::Drop:
+            drop(static_cast<QDropEvent*>(ev));
             return true;
-        }
         default:
             return false;
         }
     }
 
 private:
+    // A plain press on a selected row may start a drag of it all: the view does not
+    // see it until the release shows it was a click, so no drag leaves the view
+    // halfway through a gesture of its own.
+    bool press(QMouseEvent* me)
+    {
+        if (replaying_)
+            return false;
+        armed_ = me->button() == Qt::LeftButton;
+        press_ = me->position().toPoint();
+        press_global_ = me->globalPosition().toPoint();
+        const int i = target_row(press_);
+        on_selection_ = armed_ && !(me->modifiers() & (Qt::ShiftModifier | Qt::ControlModifier)) && i >= 0 &&
+                        (gDir[i].flags & DIR_F_SELECTED);
+        return on_selection_;
+    }
+
+    // A click after all: the view gets the press it was kept from.
+    void release()
+    {
+        if (on_selection_) {
+            on_selection_ = false;
+            replaying_ = true;
+            QMouseEvent press(QEvent::MouseButtonPress, press_, press_global_, Qt::LeftButton, Qt::LeftButton,
+                              Qt::NoModifier);
+            QApplication::sendEvent(list_->viewport(), &press);
+            replaying_ = false;
+        }
+        armed_ = false;
+    }
+
+    bool move(QMouseEvent* me)
+    {
+        const QPoint at = me->position().toPoint();
+        if (on_selection_ && (me->buttons() & Qt::LeftButton)) {
+            // Kept from the view, whose drag would select rows instead.
+            if ((at - press_).manhattanLength() >= QApplication::startDragDistance()) {
+                armed_ = on_selection_ = false;
+                start_drag(at, me->globalPosition().toPoint(), true);
+            }
+            return true;
+        }
+        if (armed_ && (me->buttons() & Qt::LeftButton) && gDir.selected > 0 &&
+            !list_->viewport()->rect().contains(at)) {
+            armed_ = false;
+            start_drag(at, me->globalPosition().toPoint(), false);
+            return true;
+        }
+        return false;
+    }
+
+    void drag_enter(QDragEnterEvent* e)
+    {
+        dnd_active = 1;
+        shown_ = action_for(e);
+        if ((e->mimeData()->hasFormat(kMimeFiles) || e->mimeData()->hasFormat(kUriList)) &&
+            shown_ != Qt::IgnoreAction) {
+            e->setDropAction(shown_);
+            e->accept();
+            list_->setFocus();
+        } else {
+            e->ignore();
+        }
+    }
+
+    void drag_move(QDragMoveEvent* e)
+    {
+        const int t = target_at(list_, e->position().toPoint());
+        fl_model()->set_drop_row(t == -2 ? -1 : fl_model()->row_of(t));
+        shown_ = action_for(e);
+        if (shown_ == Qt::IgnoreAction) {
+            e->ignore();
+        } else {
+            e->setDropAction(shown_);
+            e->accept();
+        }
+    }
+
+    void drop(QDropEvent* e)
+    {
+        dnd_active = 0;
+        fl_model()->set_drop_row(-1);
+        // Whatever changed since, a drop never moves where the cursor showed Copy.
+        Qt::DropAction a = action_for(e);
+        if (a == Qt::MoveAction && shown_ == Qt::CopyAction && (e->possibleActions() & Qt::CopyAction))
+            a = Qt::CopyAction;
+        const int kind = a == Qt::CopyAction ? FOP_COPY : FOP_MOVE;
+        // A drag that left this list and comes straight back is a slip, not a
+        // move; one started on the selection means what it does at once.
+        if (a != Qt::IgnoreAction && (in_list_drag_ || now_ms() - dnd_start_timestamp > 999) &&
+            fl_drop(e->mimeData(), target_at(list_, e->position().toPoint()), kind) == 0) {
+            e->setDropAction(a);
+            e->accept();
+        } else {
+            e->ignore();
+        }
+    }
+
     // The record index of the row at `pos`; -1 for none and for "..".
     int target_row(const QPoint& pos) const
     {
