@@ -33,6 +33,18 @@ protected:
         FlGuiTest::TearDown();
     }
     QAction* item(const char* name) { return window->findChild<QAction*>(name); }
+    // The window active and every command that gets past its rule recorded in
+    // `seen` instead of run.
+    bool observe_active()
+    {
+        window->activateWindow();
+        cmd_set_observer([this](const char* n) {
+            seen.push_back(n);
+            return true;
+        });
+        return QTest::qWaitForWindowActive(window);
+    }
+    std::vector<std::string> seen;
     // The context menu as its texts, "-" for a separator.
     QStringList context()
     {
@@ -55,13 +67,7 @@ TEST_F(CommandTest, EachRuleGovernsItsItemItsKeyAndItsContextEntry)
     const QByteArray old_home = qgetenv("HOME");
     qputenv("HOME", "/nowhere");
     open();
-    window->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(window));
-    std::vector<std::string> seen;
-    cmd_set_observer([&](const char* n) {
-        seen.push_back(n);
-        return true;
-    });
+    ASSERT_TRUE(observe_active());
     // The commands that have a rule, and those on in each situation, as the menus have
     // always dimmed them; the others are on everywhere.
     const std::set<std::string> ruled = {
@@ -144,13 +150,7 @@ TEST_F(CommandTest, TextKeysStayInThePathFieldAndTheSearch)
 {
     make_file("f");
     open();
-    window->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(window));
-    std::vector<std::string> seen;
-    cmd_set_observer([&](const char* n) {
-        seen.push_back(n);
-        return true;
-    });
+    ASSERT_TRUE(observe_active());
     // A name search being typed keeps Backspace; F-keys still reach the window.
     QTest::keyClicks(list(), "/fx");
     seen.clear();
