@@ -275,12 +275,11 @@ int stat_optimize(const struct dirent*, FileStatus*)
     return -1;
 }
 
-int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& env)
-{
-    using clock = std::chrono::steady_clock;
-    if (env.show_status)
-        env.show_status("Reading Directory");
+namespace {
 
+// A fresh read starts empty: the live records become spares.
+void empty_listing(DirListing& l)
+{
     l.spare += l.count;
     l.count = 0;
     l.dirs = 0;
@@ -288,34 +287,106 @@ int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& e
     l.selected_dirs = 0;
     l.total_size = 0;
     l.current = -1;
+}
 
-    if (env.timer_attach)
-        env.timer_attach(kProgressTimerMs);
-
-    // On these failures the progress timer stays attached, as it always has.
+// Makes the listing's path the working directory and opens its stream; null
+// when any of that fails.
+std::unique_ptr<DIR, DirCloser> open_listing(const DirListing& l)
+{
     if (l.path.empty() || ::chdir(l.path.c_str()) != 0)
-        return -1;
+        return nullptr;
     int fd = ::open(l.path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0)
-        return -1;
+        return nullptr;
     std::unique_ptr<DIR, DirCloser> dir(::fdopendir(fd));
-    if (!dir) {
+    if (!dir)
         ::close(fd);
-        return -1;
+    return dir;
+}
+
+// The record for the next entry: the one still in hand, else the last spare,
+// else a new one.
+FileRecord* take_record(DirListing& l, FileRecord* hand)
+{
+    FileRecord* r = hand;
+    if (!r) {
+        if (l.spare > 0) {
+            const int at = l.count + l.spare - 1;
+            r = l.records[static_cast<std::size_t>(at)];
+            l.records[static_cast<std::size_t>(at)] = nullptr;
+            --l.spare;
+            r->name.clear();
+        } else {
+            r = new_record();
+        }
     }
+    // A record in hand from a filtered-out or duplicate entry, or a spare,
+    // still holds that entry's flags and link text: none of it is this one's.
+    r->flags = 0;
+    if (r->link)
+        r->link[0] = '\0';
+    return r;
+}
 
+// Entry i's status and link into the record. Returns the errno of a failed
+// status call (ETIMEDOUT when it did not come back), else 0.
+int fill_status(FileRecord* r, const DirStatBatch& b, std::size_t i, bool answered)
+{
+    const DirStatSlot& s = b.entries[i];
+    int err = 0;
+    if (!answered || (s.bits & DIR_SB_LSTAT_FAILED)) {
+        r->status = FileStatus{};
+        r->status.st_uid = static_cast<uid_t>(-1);
+        r->status.st_gid = static_cast<gid_t>(-1);
+        r->flags |= DIR_F_UNREADABLE;
+        err = answered ? s.err : ETIMEDOUT;
+    } else {
+        r->status = s.st;
+        if (s.bits & DIR_SB_LINK) {
+            r->flags |= DIR_F_LINK;
+            if (s.bits & DIR_SB_TARGET_FAILED)
+                r->flags |= DIR_F_UNREADABLE;
+            if (s.bits & DIR_SB_READLINK_FAILED) {
+                r->set_link(DIR_TEXT_NO_LINK);
+                r->flags |= DIR_F_UNREADABLE;
+            } else {
+                r->set_link(b.links[i]);
+            }
+        }
+    }
+    return err;
+}
+
+// Puts a record that is kept after the live ones and counts it in.
+void append_record(DirListing& l, FileRecord* r)
+{
+    if (l.capacity <= l.count)
+        grow(l);
+    auto& slot = l.records[static_cast<std::size_t>(l.count)];
+    if (slot) {
+        // Keep the spare run contiguous behind the live records.
+        l.records[static_cast<std::size_t>(l.count + l.spare)] = slot;
+    }
+    slot = r;
+    if (S_ISDIR(r->status.st_mode))
+        ++l.dirs;
+    ++l.count;
+    l.total_size += static_cast<uint64_t>(r->status.st_size);
+}
+
+// Reads the stream to its end, a few batches ahead of the status workers, and
+// appends a record for each entry kept. Returns the record left in hand, if any.
+FileRecord* read_entries(DirListing& l, DIR* dir, DirStatPool& pool, NameSet& seen, const DirReadEnv& env)
+{
+    using clock = std::chrono::steady_clock;
     const bool match_all = l.filespec.empty() || l.filespec == "*";
-    const int threads = env.stat_threads > 0 ? env.stat_threads : default_threads();
-    DirStatPool pool(::dirfd(dir.get()), env.stat_fn, threads, env.stat_timeout);
-
-    NameSet seen;
     FileRecord* hand = nullptr;
     auto last_pump = clock::now();
     std::deque<std::shared_ptr<DirStatBatch>> ahead;
     bool at_end = false;
     auto fill_ahead = [&] {
         while (!at_end && ahead.size() < kBatchesAhead) {
-            auto b = read_batch(dir.get(), env.hide_dot);
+            auto b = read_batch(dir, env.hide_dot);
             if (b->size() == 0) {
                 at_end = true;
                 break;
@@ -332,48 +403,8 @@ int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& e
         fill_ahead();
         for (std::size_t i = 0; i < b->size(); ++i) {
             const bool answered = pool.wait(*b, i, env.pump_events, last_pump, env.pump_every);
-            DirStatSlot& s = b->entries[i];
-
-            FileRecord* r = hand;
-            if (!r) {
-                if (l.spare > 0) {
-                    const int at = l.count + l.spare - 1;
-                    r = l.records[static_cast<std::size_t>(at)];
-                    l.records[static_cast<std::size_t>(at)] = nullptr;
-                    --l.spare;
-                    r->name.clear();
-                } else {
-                    r = new_record();
-                }
-            }
-            hand = r;
-            // A record in hand from a filtered-out or duplicate entry, or a spare,
-            // still holds that entry's flags and link text: none of it is this one's.
-            r->flags = 0;
-            if (r->link)
-                r->link[0] = '\0';
-
-            int err = 0;
-            if (!answered || (s.bits & DIR_SB_LSTAT_FAILED)) {
-                r->status = FileStatus{};
-                r->status.st_uid = static_cast<uid_t>(-1);
-                r->status.st_gid = static_cast<gid_t>(-1);
-                r->flags |= DIR_F_UNREADABLE;
-                err = answered ? s.err : ETIMEDOUT;
-            } else {
-                r->status = s.st;
-                if (s.bits & DIR_SB_LINK) {
-                    r->flags |= DIR_F_LINK;
-                    if (s.bits & DIR_SB_TARGET_FAILED)
-                        r->flags |= DIR_F_UNREADABLE;
-                    if (s.bits & DIR_SB_READLINK_FAILED) {
-                        r->set_link(DIR_TEXT_NO_LINK);
-                        r->flags |= DIR_F_UNREADABLE;
-                    } else {
-                        r->set_link(b->links[i]);
-                    }
-                }
-            }
+            FileRecord* r = hand = take_record(l, hand);
+            const int err = fill_status(r, *b, i, answered);
 
             if (!match_all && !S_ISDIR(r->status.st_mode) &&
                 es_strcmp(b->name(i), l.filespec.c_str()) != 0)
@@ -389,18 +420,7 @@ int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& e
             if (!seen.insert(r))
                 continue;
 
-            if (l.capacity <= l.count)
-                grow(l);
-            auto& slot = l.records[static_cast<std::size_t>(l.count)];
-            if (slot) {
-                // Keep the spare run contiguous behind the live records.
-                l.records[static_cast<std::size_t>(l.count + l.spare)] = slot;
-            }
-            slot = r;
-            if (S_ISDIR(r->status.st_mode))
-                ++l.dirs;
-            ++l.count;
-            l.total_size += static_cast<uint64_t>(r->status.st_size);
+            append_record(l, r);
             hand = nullptr;
 
             if ((l.count & 63) == 0 && env.pump_events && clock::now() - last_pump >= env.pump_every) {
@@ -409,18 +429,49 @@ int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& e
             }
         }
     }
+    return hand;
+}
+
+// The record left in hand joins the spares, or goes when there is no slot for it.
+void put_back(DirListing& l, FileRecord* hand)
+{
+    if (!hand)
+        return;
+    hand->link.reset();
+    const int free_at = l.count + l.spare;
+    if (free_at < l.capacity) {
+        l.records[static_cast<std::size_t>(free_at)] = hand;
+        ++l.spare;
+    } else {
+        delete hand;
+    }
+}
+
+}  // namespace
+
+int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& env)
+{
+    if (env.show_status)
+        env.show_status("Reading Directory");
+
+    empty_listing(l);
+
+    if (env.timer_attach)
+        env.timer_attach(kProgressTimerMs);
+
+    // On these failures the progress timer stays attached, as it always has.
+    std::unique_ptr<DIR, DirCloser> dir = open_listing(l);
+    if (!dir)
+        return -1;
+
+    const int threads = env.stat_threads > 0 ? env.stat_threads : default_threads();
+    DirStatPool pool(::dirfd(dir.get()), env.stat_fn, threads, env.stat_timeout);
+
+    NameSet seen;
+    FileRecord* hand = read_entries(l, dir.get(), pool, seen, env);
 
     dir.reset();
-    if (hand) {
-        hand->link.reset();
-        const int free_at = l.count + l.spare;
-        if (free_at < l.capacity) {
-            l.records[static_cast<std::size_t>(free_at)] = hand;
-            ++l.spare;
-        } else {
-            delete hand;
-        }
-    }
+    put_back(l, hand);
 
     seen = NameSet();  // its table goes before the sort's
     dir_sort(l, primary, ascending, env.folders_first);

@@ -57,20 +57,115 @@ int ask_stat_failed(FopRequest& r, const std::string& path)
     return fop_ask_continue(r, "File Scan", "Unable to stat '%s'\n%s\n", fop_disp(r, path).c_str(), strerror(e));
 }
 
+// The group's directory, for status calls relative to it. Opened at the first
+// status call: a delete may need none.
+class GroupDir {
+public:
+    GroupDir(FopRequest& r, std::size_t g) : r_(r), g_(g) {}
+    // The group is looked up each time: the scan appends groups as it goes.
+    FopAt at(const std::string& path)
+    {
+        if (!tried_) {
+            fd_.reset(fop_open_dir(r_.groups[g_].dir));
+            tried_ = true;
+        }
+        return fop_at(path, fd_.get(), r_.groups[g_].dir);
+    }
+
+private:
+    FopRequest& r_;
+    std::size_t g_;
+    UniqueFd fd_;
+    bool tried_ = false;
+};
+
+// Asked at the first link met when no answer is in the flags yet: whether links
+// are taken as the files they point to or as links. False on "Abort".
+bool ask_links(FopRequest& r)
+{
+    const char* title = r.kind == FOP_MOVE ? "Move" : "Copy";
+    int a = fop_alert(r, title, "&Files|@&Links|#&Abort",
+                      "Symbolic links detected in the file list\nWhat do you want to %s ?", kind_word(r));
+    if (a == 1)
+        r.flags |= FOPF_SYM_FILES;
+    else if (a == 2)
+        r.flags |= FOPF_SYM_LINKS;
+    else
+        return false;
+    return true;
+}
+
+// The status of item i of group g into st, of what a link points to when links
+// are taken as files. 0 go on with the item, 1 leave it out, -1 abort.
+int item_status(FopRequest& r, std::size_t g, std::size_t i, const std::string& path, GroupDir& dir,
+                struct stat& st)
+{
+    // A delete needs only the type, which the directory read already gave.
+    unsigned char dtype = i < r.groups[g].types.size() ? r.groups[g].types[i] : (unsigned char)DT_UNKNOWN;
+    if (r.kind == FOP_DELETE && dtype != DT_UNKNOWN) {
+        st = {};
+        st.st_mode = mode_of_dtype(dtype);
+    } else if (FopAt a = dir.at(path); fstatat(a.dirfd, a.path, &st, AT_SYMLINK_NOFOLLOW) != 0) {
+        return ask_stat_failed(r, path) < 0 ? -1 : 1;
+    }
+
+    if (r.kind != FOP_DELETE && S_ISLNK(st.st_mode)) {
+        if (!(r.flags & (FOPF_SYM_FILES | FOPF_SYM_LINKS)) && !ask_links(r))
+            return -1;
+        FopAt a = dir.at(path);
+        if ((r.flags & FOPF_SYM_FILES) && fstatat(a.dirfd, a.path, &st, 0) != 0)
+            return ask_stat_failed(r, path) < 0 ? -1 : 1;
+    }
+    return 0;
+}
+
+// Reads a directory met in the scan into a group of its own, appended to the
+// request's groups. -1 to abort, else 0.
+int list_dir(FopRequest& r, const std::string& path)
+{
+    FopGroup sub;
+    sub.dir = path;
+    DirCloser dir{opendir(path.c_str())};
+    if (!dir.d) {
+        int e = errno;
+        if (fop_ask_continue(r, "Dir Reading", "Unable to open '%s' directory\n%s\n", fop_disp(r, path).c_str(),
+                             strerror(e)) < 0)
+            return -1;
+        return 0;
+    }
+    for (;;) {
+        if (fop_pause_trap(r) || r.cancel.load())
+            return -1;
+        errno = 0;
+        dirent* de = readdir(dir.d);
+        if (!de) {
+            if (errno == 0)
+                break;
+            int e = errno;
+            if (fop_ask_continue(r, "Dir Reading", "Unable to read '%s' directory\n%s\n",
+                                 fop_disp(r, path).c_str(), strerror(e)) < 0)
+                return -1;
+            break;
+        }
+        const char* n = de->d_name;
+        if (n[0] == '.' && (n[1] == 0 || (n[1] == '.' && n[2] == 0)))
+            continue;
+        sub.names.emplace_back(n);
+        sub.types.push_back(de->d_type);
+        r.total_files++;
+        // Throttled like the copy loop's refreshes: a forced refresh per entry
+        // would post one panel update for every file of a large tree.
+        fop_update_info(r, "Scanning", kFopKeep, kFopKeep, kFopKeep, kFopKeep, r.display.percent, kFopTimeKeep);
+    }
+    r.groups.push_back(std::move(sub));
+    return 0;
+}
+
 int scan_group(FopRequest& r, std::size_t g)
 {
     std::string path;
     struct stat st;
-    // Opened at the first status call: a delete may need none.
-    UniqueFd dirfd;
-    bool dir_tried = false;
-    auto at = [&] {
-        if (!dir_tried) {
-            dirfd.reset(fop_open_dir(r.groups[g].dir));
-            dir_tried = true;
-        }
-        return fop_at(path, dirfd.get(), r.groups[g].dir);
-    };
+    GroupDir dir(r, g);
     for (std::size_t i = 0; i < r.groups[g].names.size(); i++) {
         if (r.groups[g].names[i].empty())
             continue;
@@ -78,41 +173,10 @@ int scan_group(FopRequest& r, std::size_t g)
             return -1;
         _build_path(path, r.groups[g].dir, r.groups[g].names[i]);
 
-        // A delete needs only the type, which the directory read already gave.
-        unsigned char dtype = i < r.groups[g].types.size() ? r.groups[g].types[i] : (unsigned char)DT_UNKNOWN;
-        if (r.kind == FOP_DELETE && dtype != DT_UNKNOWN) {
-            st = {};
-            st.st_mode = mode_of_dtype(dtype);
-        } else if (FopAt a = at(); fstatat(a.dirfd, a.path, &st, AT_SYMLINK_NOFOLLOW) != 0) {
-            if (ask_stat_failed(r, path) < 0)
-                return -1;
-            r.groups[g].names[i].clear();
-            continue;
-        }
-
-        if (r.kind != FOP_DELETE && S_ISLNK(st.st_mode)) {
-            if (!(r.flags & (FOPF_SYM_FILES | FOPF_SYM_LINKS))) {
-                const char* title = r.kind == FOP_MOVE ? "Move" : "Copy";
-                int a = fop_alert(r, title, "&Files|@&Links|#&Abort",
-                                  "Symbolic links detected in the file list\nWhat do you want to %s ?",
-                                  kind_word(r));
-                if (a == 1)
-                    r.flags |= FOPF_SYM_FILES;
-                else if (a == 2)
-                    r.flags |= FOPF_SYM_LINKS;
-                else
-                    return -1;
-            }
-            FopAt a = at();
-            if ((r.flags & FOPF_SYM_FILES) && fstatat(a.dirfd, a.path, &st, 0) != 0) {
-                if (ask_stat_failed(r, path) < 0)
-                    return -1;
-                r.groups[g].names[i].clear();
-                continue;
-            }
-        }
-
-        if (!wanted_type(st.st_mode)) {
+        const int rc = item_status(r, g, i, path, dir, st);
+        if (rc < 0)
+            return -1;
+        if (rc > 0 || !wanted_type(st.st_mode)) {
             r.groups[g].names[i].clear();
             continue;
         }
@@ -120,41 +184,8 @@ int scan_group(FopRequest& r, std::size_t g)
         if (!S_ISDIR(st.st_mode))
             continue;
 
-        FopGroup sub;
-        sub.dir = path;
-        DirCloser dir{opendir(path.c_str())};
-        if (!dir.d) {
-            int e = errno;
-            if (fop_ask_continue(r, "Dir Reading", "Unable to open '%s' directory\n%s\n", fop_disp(r, path).c_str(),
-                                 strerror(e)) < 0)
-                return -1;
-            continue;
-        }
-        for (;;) {
-            if (fop_pause_trap(r) || r.cancel.load())
-                return -1;
-            errno = 0;
-            dirent* de = readdir(dir.d);
-            if (!de) {
-                if (errno == 0)
-                    break;
-                int e = errno;
-                if (fop_ask_continue(r, "Dir Reading", "Unable to read '%s' directory\n%s\n",
-                                     fop_disp(r, path).c_str(), strerror(e)) < 0)
-                    return -1;
-                break;
-            }
-            const char* n = de->d_name;
-            if (n[0] == '.' && (n[1] == 0 || (n[1] == '.' && n[2] == 0)))
-                continue;
-            sub.names.emplace_back(n);
-            sub.types.push_back(de->d_type);
-            r.total_files++;
-            // Throttled like the copy loop's refreshes: a forced refresh per entry
-            // would post one panel update for every file of a large tree.
-            fop_update_info(r, "Scanning", kFopKeep, kFopKeep, kFopKeep, kFopKeep, r.display.percent, kFopTimeKeep);
-        }
-        r.groups.push_back(std::move(sub));
+        if (list_dir(r, path) < 0)
+            return -1;
     }
     return 0;
 }
