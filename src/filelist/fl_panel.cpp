@@ -15,6 +15,8 @@
 #include <QTimer>
 #include <QTreeView>
 #include <algorithm>
+#include <chrono>
+#include <unordered_set>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -32,6 +34,7 @@
 #include "filelist/fl_model.h"
 #include "filelist/fl_nav.h"
 #include "filelist/fl_select.h"
+#include "filelist/fl_watch.h"
 #include "shell/kit/globals.h"
 #include "shell/kit/init_config.h"
 #include "shell/kit/w_font.h"
@@ -57,6 +60,30 @@ const DirCmpFn kSortFunctions[7] = {dir_cmp_name,  dir_cmp_size,        dir_cmp_
 DirCmpFn sSortFunction = dir_cmp_name;
 int sSortOrder = 1;
 std::string sRememberedPath;
+bool sKeepSelection = false;
+
+// The records named in `keep` selected again after a read, and the first of
+// `current` that is still there current.
+void keep_selection(const std::unordered_set<std::string>& keep, const std::string (&current)[2])
+{
+    int found[2] = {-1, -1};
+    for (int i = 0; i < gDir.count; ++i) {
+        FileRecord& r = gDir[i];
+        r.flags &= ~(DIR_F_SELECTED | DIR_F_CURRENT);
+        if (!keep.empty() && keep.count(std::string(r.name.view()))) {
+            r.flags |= DIR_F_SELECTED;
+            gDir.selected++;
+            if (S_ISDIR(r.status.st_mode))
+                gDir.selected_dirs++;
+        }
+        for (int k = 0; k < 2; ++k)
+            if (!current[k].empty() && r.name == current[k])
+                found[k] = i;
+    }
+    gDir.current = found[0] >= 0 ? found[0] : found[1];
+    if (gDir.current > 0)
+        gDir[gDir.current].flags |= DIR_F_CURRENT;
+}
 
 // dir_read pumps events: a refresh asked for from one of them waits for the
 // running one and then runs once more.
@@ -222,6 +249,7 @@ void fl_setup(QTreeView* list)
         list->setFont(w_font(QString::fromUtf8(gConfig->filelist_font())));
     fl_select_connect(list);
     fl_keys_install(list);
+    fl_watch_setup();
 }
 
 void fl_set_notify_cb(FlNotifyFn fn)
@@ -274,8 +302,25 @@ void fl_refresh()
         } else {
             sRememberedPath.clear();
         }
+        // A read for the watch keeps every selected name, not only the first.
+        std::unordered_set<std::string> keep;
+        if (sKeepSelection && gDir.path == sRememberedPath)
+            for (int i = 0; i < gDir.count; ++i)
+                if (gDir[i].flags & DIR_F_SELECTED)
+                    keep.emplace(gDir[i].name.view());
+        const bool keeping = sKeepSelection;
+        // The current row, else its neighbour when it went.
+        std::string current[2];
+        if (gDir.current >= 0 && gDir.current < gDir.count) {
+            current[0] = gDir[gDir.current].name.view();
+            const int next = gDir.current + 1 < gDir.count ? gDir.current + 1 : gDir.current - 1;
+            if (next >= 0)
+                current[1] = gDir[next].name.view();
+        }
         wblock(gBase, 1);
         fl_timer_disable();
+        fl_watch_read_starting(gDir.path);
+        const auto started = std::chrono::steady_clock::now();
 
         DirReadEnv env;
         env.hide_dot = DirReadEnv::hide_dot_from_options(gOptions);
@@ -297,19 +342,32 @@ void fl_refresh()
                 wtimer_detach(sStatus2);
         };
         dir_read(gDir, sSortFunction, sSortOrder, env);
+        fl_watch_read_done(std::chrono::duration_cast<std::chrono::milliseconds>(
+                               std::chrono::steady_clock::now() - started).count());
         gDir.selected = 0;
         gDir.selected_dirs = 0;
+        if (keeping)
+            keep_selection(keep, current);
         fl_update();
 
-        int found = -2;
-        for (const std::string& name : reselect)
-            if ((found = x_find(gDir, name.c_str(), 0, FIND_EXACT)) >= 0)
-                break;
-        fl_goto_index(found >= 0 ? found : -1);
+        if (!keeping) {
+            int found = -2;
+            for (const std::string& name : reselect)
+                if ((found = x_find(gDir, name.c_str(), 0, FIND_EXACT)) >= 0)
+                    break;
+            fl_goto_index(found >= 0 ? found : -1);
+        }
         wblock(gBase, 0);
         set_status(sStatus1, QString());
     } while (sRefreshAgain);
     sRefreshing = false;
+}
+
+void fl_refresh_keeping_selection()
+{
+    sKeepSelection = true;
+    fl_refresh();
+    sKeepSelection = false;
 }
 
 bool x_check_path(const char* path, std::string& out)

@@ -30,6 +30,9 @@ void fl_update();
 // Called at the start of every fl_update (the clipboard reloads its cut list).
 void fl_set_update_hook(void (*fn)());
 void fl_refresh();
+// fl_refresh for a change another program made: every selected name stays selected
+// and the current row current, where they are still there.
+void fl_refresh_keeping_selection();
 // 0 when the directory changed; -1 when the path failed the check or is the
 // current one.
 int fl_setpath(const char* path);

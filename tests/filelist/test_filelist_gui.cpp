@@ -163,6 +163,29 @@ TEST_F(FlGuiTest, RefreshReselectsTheFirstSelectedName)
     EXPECT_EQ(status1(), "");
 }
 
+TEST_F(FlGuiTest, TheListFollowsWhatOtherProgramsChange)
+{
+    for (const char* n : {"a", "b", "c"})
+        make_file(n);
+    make_dir("sub/deeper");
+    open();
+    QTest::mouseClick(list()->viewport(), Qt::LeftButton, {}, row_point(row_named("a")));
+    QTest::mouseClick(list()->viewport(), Qt::LeftButton, Qt::ControlModifier, row_point(row_named("c")));
+    make_file("0new");
+    std::filesystem::remove(dir / "b");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return row_named("0new") > 0 && row_named("b") < 0; }, 3000));
+    EXPECT_EQ(selected_records(), QStringList({"a", "c"}));
+    EXPECT_EQ(selected_rows(), QStringList({"a", "c"}));
+    ASSERT_GE(gDir.current, 0);
+    EXPECT_EQ(gDir[gDir.current].name, "c");
+
+    // The directory shown goes away: its nearest parent that is there, and why.
+    ASSERT_EQ(fl_newpath(list(), (dir / "sub/deeper").c_str()), 0);
+    std::filesystem::remove_all(dir / "sub");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return gDir.path == dir.path(); }, 3000)) << gDir.path;
+    EXPECT_EQ(status1().toStdString(), "'" + dir / "sub/deeper" + "' is no longer there");
+}
+
 TEST_F(FlGuiTest, TypeAheadFindsEchoesAndTimesOut)
 {
     make_file("abacus");

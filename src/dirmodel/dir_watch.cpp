@@ -1,0 +1,90 @@
+#include "dirmodel/dir_watch.h"
+
+#include <cerrno>
+#include <cstring>
+#include <sys/inotify.h>
+
+#include "dirmodel/es_path.h"
+#include <unistd.h>
+
+namespace {
+constexpr uint32_t kEntryEvents = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ATTRIB |
+                                  IN_CLOSE_WRITE | IN_MODIFY;
+constexpr uint32_t kGoneEvents = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT;
+// Room for many events a read; a name is at most NAME_MAX bytes.
+constexpr std::size_t kReadBuffer = 64 * 1024;
+}  // namespace
+
+DirWatch::DirWatch() : fd_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
+
+DirWatch::~DirWatch()
+{
+    if (fd_ >= 0)
+        ::close(fd_);
+}
+
+int DirWatch::watch(const std::string& path)
+{
+    if (fd_ < 0) {
+        errno = ENOSYS;
+        return -1;
+    }
+    if (wd_ >= 0 && path == path_)
+        return 0;
+    for (int* wd : {&wd_, &parent_wd_})
+        if (*wd >= 0) {
+            inotify_rm_watch(fd_, *wd);
+            *wd = -1;
+        }
+    path_.clear();
+    const int wd = inotify_add_watch(fd_, path.c_str(), kEntryEvents | kGoneEvents | IN_ONLYDIR | IN_EXCL_UNLINK);
+    if (wd < 0)
+        return -1;
+    wd_ = wd;
+    path_ = path;
+    name_ = es_name_of(path);
+    if (path != "/")
+        parent_wd_ = inotify_add_watch(fd_, es_dir_of(path).c_str(),
+                                       IN_DELETE | IN_MOVED_FROM | kGoneEvents | IN_ONLYDIR | IN_EXCL_UNLINK);
+    return 0;
+}
+
+DirWatchEvents DirWatch::read()
+{
+    DirWatchEvents out;
+    if (fd_ < 0)
+        return out;
+    alignas(inotify_event) char buf[kReadBuffer];
+    for (;;) {
+        const ssize_t n = ::read(fd_, buf, sizeof buf);
+        if (n <= 0)
+            break;
+        for (ssize_t off = 0; off + ssize_t(sizeof(inotify_event)) <= n;) {
+            const auto* ev = reinterpret_cast<const inotify_event*>(buf + off);
+            off += ssize_t(sizeof(inotify_event) + ev->len);
+            if (ev->mask & IN_Q_OVERFLOW) {
+                out.overflow = true;
+                continue;
+            }
+            if (ev->wd == parent_wd_ && parent_wd_ >= 0) {
+                if ((ev->mask & kGoneEvents) || (ev->len && name_ == ev->name))
+                    out.gone = true;
+                continue;
+            }
+            if (ev->wd != wd_)
+                continue;  // of the directory watched before
+            if (ev->mask & (kGoneEvents | IN_IGNORED))
+                out.gone = true;
+            else if (ev->mask & kEntryEvents)
+                out.changed = true;
+        }
+    }
+    // Gone: the next watch() of any path, this one made anew included, starts afresh.
+    if (out.gone)
+        for (int* wd : {&wd_, &parent_wd_})
+            if (*wd >= 0) {
+                inotify_rm_watch(fd_, *wd);
+                *wd = -1;
+            }
+    return out;
+}

@@ -1,0 +1,41 @@
+// Watches the one directory the list shows, with inotify: what another program
+// creates, deletes, renames or changes there, and the directory itself going away.
+// The descriptor is read by the GUI's event loop (a socket notifier); nothing here
+// blocks. GUI thread only.
+#pragma once
+#include <string>
+
+struct DirWatchEvents {
+    bool changed = false;   // an entry was added, removed, renamed or changed
+    bool overflow = false;  // the kernel dropped events: the listing may be stale
+    bool gone = false;      // the directory was deleted, moved away or unmounted
+};
+
+class DirWatch {
+public:
+    DirWatch();
+    ~DirWatch();
+    DirWatch(const DirWatch&) = delete;
+    DirWatch& operator=(const DirWatch&) = delete;
+
+    // The descriptor to wait on; -1 when inotify could not be had.
+    int fd() const { return fd_; }
+    // Watches `path` instead of what was watched. 0, or -1 with errno (ENOSPC: the
+    // user's watch limit is reached).
+    int watch(const std::string& path);
+    const std::string& path() const { return path_; }
+    // Reads what has arrived without waiting; events of an earlier watch are dropped.
+    DirWatchEvents read();
+    // Drops what has arrived: a read of the directory that starts now sees it all.
+    void drain() { read(); }
+
+private:
+    int fd_ = -1;
+    int wd_ = -1;
+    // Its parent too, for the directory's own name going: the directory's own
+    // "deleted" comes only once nothing holds it, and the process's working
+    // directory does.
+    int parent_wd_ = -1;
+    std::string path_;
+    std::string name_;
+};

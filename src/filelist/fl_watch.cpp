@@ -1,0 +1,106 @@
+#include "filelist/fl_watch.h"
+
+#include <QLabel>
+#include <QPointer>
+#include <QSocketNotifier>
+#include <QTimer>
+#include <QTreeView>
+#include <algorithm>
+#include <chrono>
+#include <memory>
+
+#include "dirmodel/dir_watch.h"
+#include "dirmodel/es_path.h"
+#include "dirmodel/fname.h"
+#include "dirmodel/fs_query.h"
+#include "filelist/fl_panel.h"
+
+namespace {
+// Changes come in bursts (an editor's save, an unpacked archive): they are read
+// once, this long after the first.
+constexpr int kCoalesceMs = 150;
+// A directory that takes long to read is read again at most once in this many
+// times its reading time, so a file growing in a huge directory cannot keep the
+// window busy.
+constexpr int kReadCostFactor = 4;
+
+std::unique_ptr<DirWatch> sWatch;
+QPointer<QSocketNotifier> sNotifier;
+QPointer<QTimer> sLater;
+std::chrono::steady_clock::time_point sLastRead;
+long long sLastReadMs = 0;
+
+void read_again()
+{
+    const auto since = std::chrono::steady_clock::now() - sLastRead;
+    const auto wait = std::chrono::milliseconds(sLastReadMs * kReadCostFactor) - since;
+    if (wait > std::chrono::milliseconds(0)) {
+        sLater->start(int(std::chrono::duration_cast<std::chrono::milliseconds>(wait).count()));
+        return;
+    }
+    fl_refresh_keeping_selection();
+}
+
+// The shown directory is gone: the nearest parent that is still there, and why.
+void leave_gone_directory()
+{
+    const std::string gone = sWatch->path();
+    if (gone.empty() || gone != gDir.path || fs_path_is_directory(gone.c_str()) > 0)
+        return;
+    std::string parent = gone;
+    do
+        parent = es_dir_of(parent);
+    while (parent.size() > 1 && fs_path_is_directory(parent.c_str()) <= 0);
+    if (fl_setpath(parent.c_str()) != 0)
+        return;
+    if (QLabel* status = fl_list() ? fl_list()->window()->findChild<QLabel*>("status1") : nullptr)
+        status->setText(QStringLiteral("'%1' is no longer there").arg(QString::fromUtf8(fname_decode(gone.c_str()))));
+}
+
+void events_arrived()
+{
+    const DirWatchEvents ev = sWatch->read();
+    if (ev.gone) {
+        // Leaving may read the parent: not inside the notifier's own call.
+        QTimer::singleShot(0, fl_list(), leave_gone_directory);
+        return;
+    }
+    if ((ev.changed || ev.overflow) && !sLater->isActive())
+        sLater->start(kCoalesceMs);
+}
+}  // namespace
+
+void fl_watch_setup()
+{
+    QTreeView* list = fl_list();
+    if (!list)
+        return;
+    if (!sWatch)
+        sWatch = std::make_unique<DirWatch>();
+    delete sNotifier;
+    delete sLater;
+    sLater = new QTimer(list);
+    sLater->setSingleShot(true);
+    QObject::connect(sLater, &QTimer::timeout, list, read_again);
+    if (sWatch->fd() < 0)
+        return;
+    sNotifier = new QSocketNotifier(sWatch->fd(), QSocketNotifier::Read, list);
+    QObject::connect(sNotifier, &QSocketNotifier::activated, list, events_arrived);
+}
+
+void fl_watch_read_starting(const std::string& path)
+{
+    if (sWatch) {
+        if (!path.empty())
+            sWatch->watch(path);
+        sWatch->drain();
+    }
+    if (sLater)
+        sLater->stop();
+}
+
+void fl_watch_read_done(long long took_ms)
+{
+    sLastRead = std::chrono::steady_clock::now();
+    sLastReadMs = took_ms;
+}
