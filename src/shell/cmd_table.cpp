@@ -167,6 +167,7 @@ const Cmd kCommands[] = {
     {"vm_icon", "&Icon Pane", "", nothing, nullptr},
     {"vm_hotlist_pane", "&Hotlist Pane", "", nothing, nullptr},
     {"vm_status", "&Status Pane", "", nothing, nullptr},
+    {"vm_dot_files", "&Dot Files", "Ctrl+H", vm_dot_files_toggle, nullptr},
 };
 
 // Submenus whose item is dimmed with the commands in them.

@@ -18,6 +18,7 @@
 #include "filelist/small_dlg.h"
 #include "shell/cmd_table.h"
 #include "shell/kit/globals.h"
+#include "shell/kit/init_config.h"
 #include "shell/kit/kb_accel.h"
 #include "shell/kit/w_utils.h"
 
@@ -78,7 +79,7 @@ void make_hidden_menus(QWidget* base)
     view->setObjectName(QStringLiteral("view_menu"));
     cmd_fill(view, {">vm_toolbars Toolbars", "vm_nav_tb", "vm_clip_tb", "vm_misc_tb", "vm_hotlist_tb",
                     "vm_path_tb", "vm_filter_tb", "-", "vm_text_and_images", "vm_text_only", "vm_images_only",
-                    "<", "vm_icon", "vm_hotlist_pane", "vm_status"});
+                    "<", "vm_icon", "vm_hotlist_pane", "vm_status", "vm_dot_files"});
     auto* tcm = new QMenu(base);
     tcm->setObjectName(QStringLiteral("toolbar_cmenu"));
 
@@ -114,6 +115,21 @@ int vm_clip_tb_toggle()
 {
     if (auto* tb = cmd_base() ? cmd_base()->findChild<QWidget*>(QStringLiteral("clip_tb")) : nullptr)
         tb->setVisible(tb->isHidden());
+    return 0;
+}
+
+// The Preferences' "hide dot files", as every desktop's file managers toggle it.
+int vm_dot_files_toggle()
+{
+    if (!gConfig)
+        return 0;
+    const uint32_t opt = gConfig->options() ^ cfg::OPT_HIDE_DOT;
+    gConfig->set_options(opt);
+    if (opt & cfg::OPT_HIDE_DOT)
+        gOptions &= ~cfg::kReaderDotBits;
+    else
+        gOptions |= cfg::kReaderDotBits;
+    fl_refresh_keeping_selection();
     return 0;
 }
 

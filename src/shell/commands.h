@@ -53,6 +53,8 @@ int gm_home();
 int gm_trash();
 int help_quickref();
 int vm_clip_tb_toggle();
+// Ctrl+H: dot files shown or hidden, the same setting as Preferences' "hide dot files".
+int vm_dot_files_toggle();
 
 // Each item enabled by its command's rule, as the menu opens; the Edit menu also
 // names its Undo and builds Copy To / Move To.

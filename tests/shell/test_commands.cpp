@@ -229,6 +229,22 @@ TEST_F(CommandTest, EachLetterOfAMenuChoosesOneItem)
     letters_unique(cmenu);
 }
 
+TEST_F(CommandTest, CtrlHShowsAndHidesDotFilesAsPreferencesDo)
+{
+    make_file(".dot");
+    gConfig->set_options(gConfig->options() | cfg::OPT_HIDE_DOT);
+    gOptions &= ~cfg::kReaderDotBits;
+    open();
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+    EXPECT_LT(row_named(".dot"), 0);
+    QTest::keyClick(list(), Qt::Key_H, Qt::ControlModifier);
+    EXPECT_GT(row_named(".dot"), 0);
+    EXPECT_FALSE(gConfig->options() & cfg::OPT_HIDE_DOT);
+    QTest::keyClick(list(), Qt::Key_H, Qt::ControlModifier);
+    EXPECT_LT(row_named(".dot"), 0);
+}
+
 TEST_F(CommandTest, PrintKeepsItsDefaultAndNewRepeatsTheKind)
 {
     make_file("f");
