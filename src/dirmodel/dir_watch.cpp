@@ -8,8 +8,8 @@
 #include <unistd.h>
 
 namespace {
-constexpr uint32_t kEntryEvents = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ATTRIB |
-                                  IN_CLOSE_WRITE | IN_MODIFY;
+constexpr uint32_t kListEvents = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
+constexpr uint32_t kEntryEvents = kListEvents | IN_ATTRIB | IN_CLOSE_WRITE | IN_MODIFY;
 constexpr uint32_t kGoneEvents = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT;
 // Room for many events a read; a name is at most NAME_MAX bytes.
 constexpr std::size_t kReadBuffer = 64 * 1024;
@@ -75,6 +75,8 @@ DirWatchEvents DirWatch::read()
                 continue;  // of the directory watched before
             if (ev->mask & (kGoneEvents | IN_IGNORED))
                 out.gone = true;
+            else if (ev->mask & kListEvents)
+                out.listed = true;
             else if (ev->mask & kEntryEvents)
                 out.changed = true;
         }

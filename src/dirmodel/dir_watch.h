@@ -6,7 +6,8 @@
 #include <string>
 
 struct DirWatchEvents {
-    bool changed = false;   // an entry was added, removed, renamed or changed
+    bool listed = false;    // an entry was added, removed or renamed
+    bool changed = false;   // an entry's contents or attributes changed
     bool overflow = false;  // the kernel dropped events: the listing may be stale
     bool gone = false;      // the directory was deleted, moved away or unmounted
 };

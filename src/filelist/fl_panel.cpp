@@ -63,8 +63,8 @@ std::string sRememberedPath;
 bool sKeepSelection = false;
 
 // The records named in `keep` selected again after a read, and the first of
-// `current` that is still there current.
-void keep_selection(const std::unordered_set<std::string>& keep, const std::string (&current)[2])
+// `current` that is still there current. Returns how many are selected.
+int keep_selection(const std::unordered_set<std::string>& keep, const std::string (&current)[2])
 {
     int found[2] = {-1, -1};
     for (int i = 0; i < gDir.count; ++i) {
@@ -83,6 +83,7 @@ void keep_selection(const std::unordered_set<std::string>& keep, const std::stri
     gDir.current = found[0] >= 0 ? found[0] : found[1];
     if (gDir.current > 0)
         gDir[gDir.current].flags |= DIR_F_CURRENT;
+    return gDir.selected;
 }
 
 // dir_read pumps events: a refresh asked for from one of them waits for the
@@ -317,18 +318,30 @@ void fl_refresh()
             if (next >= 0)
                 current[1] = gDir[next].name.view();
         }
-        wblock(gBase, 1);
-        fl_timer_disable();
+        // A read for another program's change neither blocks the window nor shows the
+        // busy cursor: what the user types meanwhile waits in the queue, not lost.
+        // Nor does it end a type-ahead search being typed: its time-out waits.
+        int search_left = -1;
+        if (!keeping) {
+            wblock(gBase, 1);
+            fl_timer_disable();
+        } else if (sTimer && sTimer->isActive()) {
+            search_left = sTimer->remainingTime();
+            sTimer->stop();
+        }
         fl_watch_read_starting(gDir.path);
         const auto started = std::chrono::steady_clock::now();
 
         DirReadEnv env;
         env.hide_dot = DirReadEnv::hide_dot_from_options(gOptions);
         env.folders_first = folders_first();
-        env.show_status = [](const char* text) {
-            set_status(sStatus1, QString::fromUtf8(text));
+        env.show_status = [keeping](const char* text) {
+            if (!keeping)
+                set_status(sStatus1, QString::fromUtf8(text));
         };
-        env.pump_events = [] { QApplication::processEvents(); };
+        env.pump_events = [keeping] {
+            QApplication::processEvents(keeping ? QEventLoop::ExcludeUserInputEvents : QEventLoop::AllEvents);
+        };
         env.timer_attach = [](int ms) {
             if (sStatus2)
                 wtimer_attach(sStatus2, ms, progress_tick, nullptr);
@@ -346,19 +359,27 @@ void fl_refresh()
                                std::chrono::steady_clock::now() - started).count());
         gDir.selected = 0;
         gDir.selected_dirs = 0;
-        if (keeping)
-            keep_selection(keep, current);
+        // A selection that all went (deleted by another program, or by an operation
+        // whose own refresh comes later) gives way to the entry after it, as a delete does.
+        const bool kept = keeping && (keep_selection(keep, current) > 0 || reselect.empty());
         fl_update();
 
-        if (!keeping) {
+        if (!kept) {
             int found = -2;
             for (const std::string& name : reselect)
                 if ((found = x_find(gDir, name.c_str(), 0, FIND_EXACT)) >= 0)
                     break;
             fl_goto_index(found >= 0 ? found : -1);
         }
-        wblock(gBase, 0);
-        set_status(sStatus1, QString());
+        if (!keeping) {
+            wblock(gBase, 0);
+            set_status(sStatus1, QString());
+        } else {
+            if (search_left >= 0 && sTimer)
+                sTimer->start(search_left);  // the status line echoes the search meanwhile
+            else
+                status_bar_update();
+        }
     } while (sRefreshAgain);
     sRefreshing = false;
 }
@@ -368,6 +389,11 @@ void fl_refresh_keeping_selection()
     sKeepSelection = true;
     fl_refresh();
     sKeepSelection = false;
+}
+
+bool fl_refresh_is_quiet()
+{
+    return sKeepSelection;
 }
 
 bool x_check_path(const char* path, std::string& out)

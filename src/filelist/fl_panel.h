@@ -33,6 +33,8 @@ void fl_refresh();
 // fl_refresh for a change another program made: every selected name stays selected
 // and the current row current, where they are still there.
 void fl_refresh_keeping_selection();
+// True during that read: nothing may take the focus from the window the user is in.
+bool fl_refresh_is_quiet();
 // 0 when the directory changed; -1 when the path failed the check or is the
 // current one.
 int fl_setpath(const char* path);

@@ -17,8 +17,10 @@
 
 namespace {
 // Changes come in bursts (an editor's save, an unpacked archive): they are read
-// once, this long after the first.
+// once, this long after the first. A file that only grows (a download, a copy)
+// shows its new size about once a second.
 constexpr int kCoalesceMs = 150;
+constexpr int kContentsMs = 1000;
 // A directory that takes long to read is read again at most once in this many
 // times its reading time, so a file growing in a huge directory cannot keep the
 // window busy.
@@ -65,8 +67,12 @@ void events_arrived()
         QTimer::singleShot(0, fl_list(), leave_gone_directory);
         return;
     }
-    if ((ev.changed || ev.overflow) && !sLater->isActive())
-        sLater->start(kCoalesceMs);
+    if (ev.listed || ev.overflow) {
+        if (!sLater->isActive() || sLater->remainingTime() > kCoalesceMs)
+            sLater->start(kCoalesceMs);
+    } else if (ev.changed && !sLater->isActive()) {
+        sLater->start(kContentsMs);
+    }
 }
 }  // namespace
 

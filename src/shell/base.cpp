@@ -197,8 +197,12 @@ void base_update()
     if (!w)
         return;
     status_bar_update();
-    tb_curpath_set_text(gDir.path.c_str());
     tb_update();
+    // A read for another program's change is of the same directory: the path bar
+    // may hold what the user is typing, and the focus is where the user put it.
+    if (fl_refresh_is_quiet())
+        return;
+    tb_curpath_set_text(gDir.path.c_str());
     misc_give_focus(w->ui->filelist);
 }
 
