@@ -4,8 +4,8 @@
 # opens with nothing ready to remove, Return and a click choose a bookmark that has
 # subfolders in Copy To, the keypad's + - . act, the cursor stays in place after Up,
 # Back and a delete, a typed path that exists wins over the history's proposal, the
-# Size header sorts by size both ways, and the selection dragged onto a folder row of
-# the same list moves there.
+# list follows what a shell changes in its directory, the Size header sorts by size
+# both ways, and the selection dragged onto a folder row of the same list moves there.
 # Usage: keys.sh VELL_BINARY. Exit 77 (skipped) when no X server can be started.
 set -u
 vell=$1
@@ -95,8 +95,21 @@ keys key alt+p ctrl+a
 keys type --delay 10 "$d/un"
 keys key Return
 shows "$d/un"
-goto "$d"
 echo "path bar: Return enters the typed path, not the proposal"
+
+# The list follows what a shell does in its directory, the selection kept.
+pick here
+touch "$d/un/made"
+mkdir "$d/un/folder"
+touch "$d/un/gone" && rm "$d/un/gone"
+sleep 1
+[ "$(current)" = "file://$d/un/here" ] || fail "the selection did not stay on here: $(current)"
+mv "$d/un/here" "$d/un/renamed"
+sleep 1
+got=$(listing | sed 's|.*/||' | tr '\n' ' ')
+[ "$got" = "folder made renamed " ] || fail "the list shows '$got' after the shell's changes"
+goto "$d"
+echo "live list: what a shell made, renamed and deleted shows within a second"
 
 # A press on a selected row starts a drag of the whole selection; held over the docs
 # row of the same list and dropped, it moves both files there.
