@@ -3,6 +3,8 @@
 #include "filelist/fl_panel.h"
 
 #include <QApplication>
+#include <QHash>
+#include <QMimeDatabase>
 #include <QPalette>
 #include <array>
 #include <cstdio>
@@ -87,6 +89,22 @@ void FlModel::set_sort_marker(int column, bool ascending)
     emit headerDataChanged(Qt::Horizontal, 0, FL_COLUMNS - 1);
 }
 
+QIcon FlModel::type_icon(const QString& name)
+{
+    // Only the name is asked: looking into a file is no work for the painting of a
+    // row (a FIFO, a dead mount).
+    static const QMimeDatabase db;
+    static QHash<QString, QIcon> cache;
+    const QMimeType type = db.mimeTypeForFile(name, QMimeDatabase::MatchExtension);
+    if (!type.isValid() || type.isDefault())
+        return image(FL_IMG_FILE);
+    auto it = cache.constFind(type.name());
+    if (it == cache.constEnd())
+        it = cache.insert(type.name(),
+                          QIcon::fromTheme(type.iconName(), QIcon::fromTheme(type.genericIconName(), image(FL_IMG_FILE))));
+    return *it;
+}
+
 int FlModel::image_of(const FileRecord& r) const
 {
     const bool dir = S_ISDIR(r.status.st_mode);
@@ -163,7 +181,11 @@ QVariant FlModel::data(const QModelIndex& index, int role) const
     case Qt::DecorationRole:
         if (col != 0)
             return {};
-        return image(i == -1 ? FL_IMG_PARENT : image_of((*dir_)[i]));
+        if (i == -1)
+            return image(FL_IMG_PARENT);
+        if (const int which = image_of((*dir_)[i]); which != FL_IMG_FILE)
+            return image(which);  // folders, links, executables and cut marks keep their own
+        return type_icon(decoded((*dir_)[i].name.c_str()));
     case Qt::BackgroundRole:
         if (index.row() == drop_row_)
             return QApplication::palette().highlight().color().lighter(160);

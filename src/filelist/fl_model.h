@@ -55,6 +55,9 @@ public:
 
     static const QIcon& image(int which);
     int image_of(const FileRecord& r) const;
+    // A plain file's icon: its type's from the shared MIME database (by name) and
+    // the icon theme, else the program's own. Cached per type.
+    static QIcon type_icon(const QString& name);
     // The text of column `column` (0-based) of a record, as the row format gives it.
     QString cell_text(const FileRecord& r, int column) const;
 

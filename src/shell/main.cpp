@@ -1,6 +1,7 @@
 // vell: a graphical file manager. main() parses the framework's options, runs
 // init(), opens the main window and runs the event loop.
 #include <QApplication>
+#include <QFileInfo>
 #include <QIcon>
 #include <cstdio>
 #include <cstdlib>
@@ -35,6 +36,14 @@ int main(int argc, char** argv)
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/images/vell.svg")));
     QGuiApplication::setDesktopFileName(QStringLiteral("vell"));
     QApplication::setQuitOnLastWindowClosed(false);
+    // Without a desktop that names its icon theme, files would all look alike: an
+    // installed theme with type icons is chosen.
+    if (QIcon::themeName().isEmpty() || QIcon::themeName() == QLatin1String("hicolor"))
+        for (const char* theme : {"Adwaita", "breeze"})
+            if (QFileInfo::exists(QStringLiteral("/usr/share/icons/%1/index.theme").arg(QLatin1String(theme)))) {
+                QIcon::setThemeName(QLatin1String(theme));
+                break;
+            }
     init(args);
     BaseWindow* base = base_open(fw);
     const int rc = app.exec();

@@ -1,6 +1,7 @@
 // The file list panel driven through its widgets: rows and images, the status bar,
 // sorting by header clicks, selection both ways, type-ahead, navigation, opening.
 #include <QAbstractItemModelTester>
+#include <QIcon>
 #include <QTimer>
 
 #include "filelist/fl_find.h"
@@ -40,6 +41,23 @@ TEST_F(FlGuiTest, RowsShowTheRecordFieldsAndImages)
     EXPECT_EQ(image("to_run"), FL_IMG_LINKED_EXEC);
     EXPECT_EQ(image("dangling"), FL_IMG_BROKEN_LINK);
     EXPECT_EQ(model()->index(row_named("to_run"), 6).data().toString(), "run.sh");
+
+    // A plain file shows its type's icon from the theme; the others keep their own.
+    const QString theme = QIcon::themeName();
+    const QStringList paths = QIcon::themeSearchPaths();
+    QIcon::setThemeSearchPaths(paths + QStringList{"/usr/share/icons"});  // offscreen knows none
+    QIcon::setThemeName("Adwaita");
+    auto shown = [&](const char* n) {
+        return qvariant_cast<QIcon>(model()->index(row_named(n), 0).data(Qt::DecorationRole)).name();
+    };
+    make_file("p.png");
+    make_file("s.html");
+    fl_refresh();
+    EXPECT_EQ(shown("p.png"), "image-x-generic");  // the scripts install the theme
+    EXPECT_EQ(shown("s.html"), "text-html");
+    EXPECT_TRUE(shown("run.sh").isEmpty());  // the program's own executable picture
+    QIcon::setThemeName(theme);
+    QIcon::setThemeSearchPaths(paths);
 
     // Cut marks win over every other image.
     model()->set_cut_query([](const FileRecord& r) { return r.name == "sub" || r.name == "to_run"; });
