@@ -62,29 +62,55 @@ int sSortOrder = 1;
 std::string sRememberedPath;
 bool sKeepSelection = false;
 
-// The records named in `keep` selected again after a read, and the first of
-// `current` that is still there current. Returns how many are selected.
-int keep_selection(const std::unordered_set<std::string>& keep, const std::string (&current)[2])
-{
-    int found[2] = {-1, -1};
-    for (int i = 0; i < gDir.count; ++i) {
-        FileRecord& r = gDir[i];
-        r.flags &= ~(DIR_F_SELECTED | DIR_F_CURRENT);
-        if (!keep.empty() && keep.count(std::string(r.name.view()))) {
-            r.flags |= DIR_F_SELECTED;
-            gDir.selected++;
-            if (S_ISDIR(r.status.st_mode))
-                gDir.selected_dirs++;
+// What a read for another program's change keeps of the view: every selected name
+// and the current row, else its neighbour when it went.
+struct KeptView {
+    struct Hash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view s) const { return std::hash<std::string_view>{}(s); }
+    };
+    std::unordered_set<std::string, Hash, std::equal_to<>> selected;
+    std::string current[2];
+
+    static KeptView take()
+    {
+        KeptView v;
+        for (int i = 0; i < gDir.count; ++i)
+            if (gDir[i].flags & DIR_F_SELECTED)
+                v.selected.emplace(gDir[i].name.view());
+        if (gDir.current >= 0 && gDir.current < gDir.count) {
+            v.current[0] = gDir[gDir.current].name.view();
+            const int next = gDir.current + 1 < gDir.count ? gDir.current + 1 : gDir.current - 1;
+            if (next >= 0)
+                v.current[1] = gDir[next].name.view();
         }
-        for (int k = 0; k < 2; ++k)
-            if (!current[k].empty() && r.name == current[k])
-                found[k] = i;
+        return v;
     }
-    gDir.current = found[0] >= 0 ? found[0] : found[1];
-    if (gDir.current > 0)
-        gDir[gDir.current].flags |= DIR_F_CURRENT;
-    return gDir.selected;
-}
+
+    // Into the records of the new read. False when there was a selection and none
+    // of it is there now: the caller then does as after a delete.
+    bool restore() const
+    {
+        int found[2] = {-1, -1};
+        for (int i = 0; i < gDir.count; ++i) {
+            FileRecord& r = gDir[i];
+            r.flags &= ~(DIR_F_SELECTED | DIR_F_CURRENT);
+            if (!selected.empty() && selected.find(r.name.view()) != selected.end()) {
+                r.flags |= DIR_F_SELECTED;
+                gDir.selected++;
+                if (S_ISDIR(r.status.st_mode))
+                    gDir.selected_dirs++;
+            }
+            for (int k = 0; k < 2; ++k)
+                if (!current[k].empty() && r.name == current[k])
+                    found[k] = i;
+        }
+        gDir.current = found[0] >= 0 ? found[0] : found[1];
+        if (gDir.current > 0)
+            gDir[gDir.current].flags |= DIR_F_CURRENT;
+        return gDir.selected > 0 || selected.empty();
+    }
+};
 
 // dir_read pumps events: a refresh asked for from one of them waits for the
 // running one and then runs once more.
@@ -303,21 +329,8 @@ void fl_refresh()
         } else {
             sRememberedPath.clear();
         }
-        // A read for the watch keeps every selected name, not only the first.
-        std::unordered_set<std::string> keep;
-        if (sKeepSelection && gDir.path == sRememberedPath)
-            for (int i = 0; i < gDir.count; ++i)
-                if (gDir[i].flags & DIR_F_SELECTED)
-                    keep.emplace(gDir[i].name.view());
         const bool keeping = sKeepSelection;
-        // The current row, else its neighbour when it went.
-        std::string current[2];
-        if (gDir.current >= 0 && gDir.current < gDir.count) {
-            current[0] = gDir[gDir.current].name.view();
-            const int next = gDir.current + 1 < gDir.count ? gDir.current + 1 : gDir.current - 1;
-            if (next >= 0)
-                current[1] = gDir[next].name.view();
-        }
+        const KeptView kept_view = keeping ? KeptView::take() : KeptView{};
         // A read for another program's change neither blocks the window nor shows the
         // busy cursor: what the user types meanwhile waits in the queue, not lost.
         // Nor does it end a type-ahead search being typed: its time-out waits.
@@ -361,7 +374,7 @@ void fl_refresh()
         gDir.selected_dirs = 0;
         // A selection that all went (deleted by another program, or by an operation
         // whose own refresh comes later) gives way to the entry after it, as a delete does.
-        const bool kept = keeping && (keep_selection(keep, current) > 0 || reselect.empty());
+        const bool kept = keeping && (kept_view.restore() || reselect.empty());
         fl_update();
 
         if (!kept) {

@@ -37,13 +37,19 @@ EscCounter sEsc;
 // A deleting key inserts nothing, so it must not bring the proposal back.
 bool sLastKeyDeletes = false;
 
+// A typed path made whole: a relative one is under the directory shown.
+std::string typed_full(const std::string& typed)
+{
+    return typed[0] == '/' ? typed : es_join(gDir.path, typed);
+}
+
 // A typed path that names an existing file other than a directory: its directory
 // and its name, so the list can go there and select it.
 std::optional<UpTarget> typed_file(const std::string& typed)
 {
     if (typed.empty())
         return std::nullopt;
-    std::string full = typed[0] == '/' ? typed : es_join(gDir.path, typed);
+    std::string full = typed_full(typed);
     es_strip_pathname(full.data());
     full.resize(std::strlen(full.c_str()));
     if (fs_path_is_directory(full.c_str()) != 0)
@@ -115,9 +121,8 @@ QString text_to_enter()
     const char* bytes = fname_encode(utf8.constData());
     if (!bytes || !*bytes)
         return text;
-    const std::string full = bytes[0] == '/' ? std::string(bytes) : es_join(gDir.path, bytes);
     struct stat st;
-    return ::lstat(full.c_str(), &st) == 0 ? typed : text;
+    return ::lstat(typed_full(bytes).c_str(), &st) == 0 ? typed : text;
 }
 
 class PathKeyFilter : public QObject {
