@@ -29,8 +29,10 @@ int init(const std::vector<std::string>& args)
     init_translation(*gConfig);
     init_read_cboxs(gCboxes, gConfigPath.empty() ? nullptr : gConfigPath.c_str());
     // Last: it also routes the process signals.
+    // An operation ended somewhere: like any other program's change, it is read
+    // without taking the window, the typing or the selection from the user.
     as_init(gConfigPath.c_str(), "associate.003", [] {
-        fl_refresh();
+        fl_refresh_keeping_selection();
         trash_dlg_refresh();
     });
     return 0;
