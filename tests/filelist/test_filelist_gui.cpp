@@ -197,6 +197,15 @@ TEST_F(FlGuiTest, TheListFollowsWhatOtherProgramsChange)
     ASSERT_GE(gDir.current, 0);
     EXPECT_EQ(gDir[gDir.current].name, "c");
 
+    // A current row that goes, with nothing selected, gives its place to its neighbour.
+    QTest::keyClick(list(), Qt::Key_Up, Qt::ControlModifier);  // the cursor alone, to a
+    fl_unselect_all();
+    std::filesystem::remove(dir / "a");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return row_named("a") < 0; }, 3000));
+    ASSERT_GE(gDir.current, 0);
+    EXPECT_EQ(gDir[gDir.current].name, "c");
+    EXPECT_EQ(model()->index_of(list()->currentIndex().row()), gDir.current);
+
     // The directory shown goes away: its nearest parent that is there, and why.
     ASSERT_EQ(fl_newpath(list(), (dir / "sub/deeper").c_str()), 0);
     std::filesystem::remove_all(dir / "sub");
