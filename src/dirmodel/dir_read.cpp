@@ -17,6 +17,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "dirmodel/dir_entry.h"
 #include "dirmodel/dir_sort.h"
 #include "dirmodel/es_path.h"
 
@@ -55,7 +56,9 @@ void grow(DirListing& l)
     l.capacity += kGrowSlots;
 }
 
-bool hidden_name(const char* n, bool hide_dot)
+}  // namespace
+
+bool dir_hidden_name(const char* n, bool hide_dot)
 {
     if (n[0] != '.')
         return false;
@@ -63,6 +66,8 @@ bool hidden_name(const char* n, bool hide_dot)
         return true;
     return hide_dot;
 }
+
+namespace {
 
 // Reads up to kBatchEntries names that are to be listed. Empty at the end.
 std::shared_ptr<DirStatBatch> read_batch(DIR* d, bool hide_dot)
@@ -74,7 +79,7 @@ std::shared_ptr<DirStatBatch> read_batch(DIR* d, bool hide_dot)
         const struct dirent* e = ::readdir(d);
         if (!e)
             break;
-        if (hidden_name(e->d_name, hide_dot))
+        if (dir_hidden_name(e->d_name, hide_dot))
             continue;
         b->offsets.push_back(static_cast<uint32_t>(b->names.size()));
         b->names.append(e->d_name, std::strlen(e->d_name) + 1);
@@ -304,9 +309,9 @@ std::unique_ptr<DIR, DirCloser> open_listing(const DirListing& l)
     return dir;
 }
 
-// The record for the next entry: the one still in hand, else the last spare,
-// else a new one.
-FileRecord* take_record(DirListing& l, FileRecord* hand)
+}  // namespace
+
+FileRecord* dir_take_record(DirListing& l, FileRecord* hand)
 {
     FileRecord* r = hand;
     if (!r) {
@@ -327,6 +332,8 @@ FileRecord* take_record(DirListing& l, FileRecord* hand)
         r->link[0] = '\0';
     return r;
 }
+
+namespace {
 
 // Entry i's status and link into the record. Returns the errno of a failed
 // status call (ETIMEDOUT when it did not come back), else 0.
@@ -356,6 +363,23 @@ int fill_status(FileRecord* r, const DirStatBatch& b, std::size_t i, bool answer
     }
     return err;
 }
+
+}  // namespace
+
+bool dir_fill_entry(FileRecord* r, const DirStatBatch& b, std::size_t i, bool answered, const char* filespec)
+{
+    const int err = fill_status(r, b, i, answered);
+    if (filespec && !S_ISDIR(r->status.st_mode) && es_strcmp(b.name(i), filespec) != 0)
+        return false;
+    r->name.assign(b.name(i));
+    if ((r->flags & DIR_F_UNREADABLE) && !(r->flags & DIR_F_LINK)) {
+        r->flags |= DIR_F_LINK;
+        r->set_link(err == ETIMEDOUT || err == EINTR ? DIR_TEXT_TIMEOUT : DIR_TEXT_NO_INFO);
+    }
+    return true;
+}
+
+namespace {
 
 // Puts a record that is kept after the live ones and counts it in.
 void append_record(DirListing& l, FileRecord* r)
@@ -403,19 +427,9 @@ FileRecord* read_entries(DirListing& l, DIR* dir, DirStatPool& pool, NameSet& se
         fill_ahead();
         for (std::size_t i = 0; i < b->size(); ++i) {
             const bool answered = pool.wait(*b, i, env.pump_events, last_pump, env.pump_every);
-            FileRecord* r = hand = take_record(l, hand);
-            const int err = fill_status(r, *b, i, answered);
-
-            if (!match_all && !S_ISDIR(r->status.st_mode) &&
-                es_strcmp(b->name(i), l.filespec.c_str()) != 0)
+            FileRecord* r = hand = dir_take_record(l, hand);
+            if (!dir_fill_entry(r, *b, i, answered, match_all ? nullptr : l.filespec.c_str()))
                 continue;
-
-            r->name.assign(b->name(i));
-
-            if ((r->flags & DIR_F_UNREADABLE) && !(r->flags & DIR_F_LINK)) {
-                r->flags |= DIR_F_LINK;
-                r->set_link(err == ETIMEDOUT || err == EINTR ? DIR_TEXT_TIMEOUT : DIR_TEXT_NO_INFO);
-            }
 
             if (!seen.insert(r))
                 continue;

@@ -230,14 +230,19 @@ struct NameKeyCmp {
 
 }  // namespace
 
-void dir_sort(DirListing& listing, DirCmpFn primary, int ascending, bool folders_first)
+void dir_sort_set(DirCmpFn primary, int ascending, bool folders_first)
 {
-    if (!primary || listing.count < 2)
-        return;
     s_primary_cmp = primary;
     s_secondary_cmp = primary == dir_cmp_name ? nullptr : dir_cmp_name;
     s_sort_direction = ascending ? 1 : -1;
     s_folders_first = folders_first;
+}
+
+void dir_sort(DirListing& listing, DirCmpFn primary, int ascending, bool folders_first)
+{
+    if (!primary || listing.count < 2)
+        return;
+    dir_sort_set(primary, ascending, folders_first);
     const auto n = static_cast<std::size_t>(listing.count);
     FileRecord** recs = listing.records.data();
     if (primary != dir_cmp_name) {

@@ -23,6 +23,9 @@ int dir_cmp_dir(const FileRecord* a, const FileRecord* b);
 // primary leaves the order alone.
 void dir_sort(DirListing& listing, DirCmpFn primary, int ascending, bool folders_first = false);
 
+// Makes the comparison below the one dir_sort would use, without sorting.
+void dir_sort_set(DirCmpFn primary, int ascending, bool folders_first);
+
 // The comparison of the last dir_sort (its column, direction and folders-first).
 int _qsort_cmp(const void* a, const void* b);
 

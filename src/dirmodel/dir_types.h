@@ -171,5 +171,12 @@ struct DirListing {
     const FileRecord& operator[](int i) const { return *records[i]; }
 };
 
+// A name of the directory that something happened to, as a watch reports it.
+// `was_dir`: the entry was a directory when it went (the watch says so).
+struct DirChange {
+    std::string name;
+    bool was_dir = false;
+};
+
 // A column's comparison: negative, zero or positive.
 using DirCmpFn = int (*)(const FileRecord* a, const FileRecord* b);

@@ -73,12 +73,22 @@ DirWatchEvents DirWatch::read()
             }
             if (ev->wd != wd_)
                 continue;  // of the directory watched before
-            if (ev->mask & (kGoneEvents | IN_IGNORED))
+            if (ev->mask & (kGoneEvents | IN_IGNORED)) {
                 out.gone = true;
-            else if (ev->mask & kListEvents)
+                continue;
+            }
+            if (ev->mask & kListEvents)
                 out.listed = true;
             else if (ev->mask & kEntryEvents)
                 out.changed = true;
+            else
+                continue;
+            if (ev->len == 0)
+                continue;  // the directory's own attributes
+            if (out.names.size() < DirWatchEvents::kMaxNames)
+                out.names.push_back({ev->name, (ev->mask & IN_ISDIR) != 0});
+            else
+                out.overflow = true;
         }
     }
     // Gone: the next watch() of any path, this one made anew included, starts afresh.

@@ -4,12 +4,20 @@
 // blocks. GUI thread only.
 #pragma once
 #include <string>
+#include <vector>
+
+#include "dirmodel/dir_types.h"
 
 struct DirWatchEvents {
     bool listed = false;    // an entry was added, removed or renamed
     bool changed = false;   // an entry's contents or attributes changed
     bool overflow = false;  // the kernel dropped events: the listing may be stale
     bool gone = false;      // the directory was deleted, moved away or unmounted
+    // The names of the entries added, removed, renamed or changed, in the order the
+    // kernel told (a name may come many times). Past kMaxNames they are dropped and
+    // `overflow` is set: so many are read again whole.
+    std::vector<DirChange> names;
+    static constexpr std::size_t kMaxNames = 100000;
 };
 
 class DirWatch {

@@ -54,6 +54,33 @@ void FlModel::rebuild(bool parent_row)
     endResetModel();
 }
 
+void FlModel::apply_patch(const DirPatchResult& p)
+{
+    const int off = parent_row_ ? 1 : 0;
+    // Removals last first, so that the earlier rows keep their numbers; then the
+    // insertions first first, each landing where the patched listing has it.
+    for (std::size_t end = p.removed.size(); end > 0;) {
+        std::size_t begin = end - 1;
+        while (begin > 0 && p.removed[begin - 1] == p.removed[begin] - 1)
+            --begin;
+        beginRemoveRows({}, p.removed[begin] + off, p.removed[end - 1] + off);
+        count_ -= int(end - begin);
+        endRemoveRows();
+        end = begin;
+    }
+    for (std::size_t begin = 0; begin < p.inserted.size();) {
+        std::size_t end = begin + 1;
+        while (end < p.inserted.size() && p.inserted[end] == p.inserted[end - 1] + 1)
+            ++end;
+        beginInsertRows({}, p.inserted[begin] + off, p.inserted[end - 1] + off);
+        count_ += int(end - begin);
+        endInsertRows();
+        begin = end;
+    }
+    for (int i : p.updated)
+        emit dataChanged(index(i + off, 0), index(i + off, FL_COLUMNS - 1));
+}
+
 int FlModel::row_of(int index) const
 {
     if (index == -1)
@@ -158,6 +185,13 @@ QString FlModel::cell_text(const FileRecord& r, int column) const
 int FlModel::rowCount(const QModelIndex& parent) const
 {
     return parent.isValid() ? 0 : count_ + (parent_row_ ? 1 : 0);
+}
+
+QModelIndex FlModel::index(int row, int column, const QModelIndex& parent) const
+{
+    if (parent.isValid() || row < 0 || column < 0 || column >= FL_COLUMNS || row >= count_ + (parent_row_ ? 1 : 0))
+        return {};
+    return createIndex(row, column);
 }
 
 int FlModel::columnCount(const QModelIndex& parent) const

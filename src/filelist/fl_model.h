@@ -6,6 +6,7 @@
 #include <QIcon>
 #include <functional>
 
+#include "dirmodel/dir_patch.h"
 #include "dirmodel/dir_types.h"
 
 inline constexpr int FL_COLUMNS = 7;
@@ -38,6 +39,8 @@ public:
     // Rebuilds the rows: a reset, then the records' row fields point at their rows.
     void rebuild(bool parent_row);
     bool has_parent_row() const { return parent_row_; }
+    // Tells the view what a patch of the listing did, row by row.
+    void apply_patch(const DirPatchResult& patch);
     // Row of a record index (-1: the parent row), -1 when there is no such row.
     int row_of(int index) const;
     // Record index of a row; -1 for the parent row; -2 outside the rows.
@@ -63,6 +66,9 @@ public:
 
     int rowCount(const QModelIndex& parent = {}) const override;
     int columnCount(const QModelIndex& parent = {}) const override;
+    // The base class's asks rowCount and columnCount each time: the view asks for
+    // every row's index whenever rows come or go, a million times over.
+    QModelIndex index(int row, int column, const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
     QVariant headerData(int section, Qt::Orientation o, int role) const override;
     Qt::ItemFlags flags(const QModelIndex& index) const override;

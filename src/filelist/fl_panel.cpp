@@ -2,6 +2,7 @@
 
 // Before Qt: the reader's pool has a member named like a Qt keyword.
 #include "dirmodel/dir_read.h"
+#include "dirmodel/dir_patch.h"
 
 #include <QMainWindow>
 
@@ -407,6 +408,78 @@ void fl_refresh_keeping_selection()
 bool fl_refresh_is_quiet()
 {
     return sKeepSelection;
+}
+
+namespace {
+// Where the record at `index` went in a patch: less the removed rows before it,
+// plus the inserted rows that now come before it.
+int index_after_patch(int index, const DirPatchResult& p)
+{
+    int at = index - int(std::lower_bound(p.removed.begin(), p.removed.end(), index) - p.removed.begin());
+    for (int i : p.inserted) {
+        if (i > at)
+            break;
+        ++at;
+    }
+    return at;
+}
+}  // namespace
+
+bool fl_patch(const std::vector<DirChange>& changes)
+{
+    if (sRefreshing)
+        return false;
+    if (!sList || !sModel || gDir.path.empty())
+        return true;
+    sRefreshing = true;
+    sKeepSelection = true;
+    const int had_selected = gDir.selected;
+    QScrollBar* bar = sList->verticalScrollBar();
+    const int top_row = bar->value() > 0 ? sList->indexAt(QPoint(1, 1)).row() : -1;
+
+    DirReadEnv env;
+    env.hide_dot = DirReadEnv::hide_dot_from_options(gOptions);
+    env.folders_first = folders_first();
+    env.pump_events = [] { QApplication::processEvents(QEventLoop::ExcludeUserInputEvents); };
+    DirPatchResult patch;
+    const int rc = dir_patch(gDir, changes, sSortFunction, sSortOrder, env, patch);
+    sRefreshing = false;
+    sKeepSelection = false;
+    if (rc != 0 || sRefreshAgain) {
+        fl_refresh_keeping_selection();
+        return true;
+    }
+    if (patch.empty())
+        return true;
+
+    // Many rows at once are one reset; a few are told row by row.
+    if (patch.removed.size() + patch.inserted.size() > 256) {
+        fl_update();
+    } else {
+        if (sUpdateHook)
+            sUpdateHook();
+        {
+            FlSelectionHold hold;
+            sModel->apply_patch(patch);
+        }
+        fl_selection_from_records();
+        fl_notify();
+    }
+    // The rows in view stay in view, unless the list was at its top.
+    const int off = sModel->has_parent_row() ? 1 : 0;
+    if (top_row >= off) {
+        const int row = index_after_patch(top_row - off, patch) + off;
+        if (row < sModel->rowCount())
+            sList->scrollTo(sModel->index(row, 0), QAbstractItemView::PositionAtTop);
+    } else if (top_row < 0) {
+        bar->setValue(0);
+    }
+    // A selection that all went gives way to the entry after it, as a delete does.
+    if (had_selected > 0 && gDir.selected == 0)
+        fl_goto_index(gDir.current);
+    else
+        status_bar_update();
+    return true;
 }
 
 bool x_check_path(const char* path, std::string& out)

@@ -3,6 +3,7 @@
 // the key-find timer `ftimer`. Everything here runs on the GUI thread.
 #pragma once
 #include <string>
+#include <vector>
 
 #include "dirmodel/dir_types.h"
 
@@ -35,6 +36,10 @@ void fl_refresh();
 void fl_refresh_keeping_selection();
 // True during that read: nothing may take the focus from the window the user is in.
 bool fl_refresh_is_quiet();
+// For a few names another program changed: they alone are looked at again and
+// patched into the list, which keeps its selection, current row and scroll
+// position. False, doing nothing, while a read of the directory is running.
+bool fl_patch(const std::vector<DirChange>& changes);
 // 0 when the directory changed; -1 when the path failed the check or is the
 // current one.
 int fl_setpath(const char* path);

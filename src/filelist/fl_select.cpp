@@ -16,10 +16,7 @@ int sSync = 0;
 int sBatch = 0;
 bool sStatusPending = false;
 
-struct SyncGuard {
-    SyncGuard() { ++sSync; }
-    ~SyncGuard() { --sSync; }
-};
+using SyncGuard = FlSelectionHold;
 
 struct Batch {
     Batch() { ++sBatch; }
@@ -249,6 +246,16 @@ void fl_select_connect(QTreeView* list)
     });
 }
 
+FlSelectionHold::FlSelectionHold()
+{
+    ++sSync;
+}
+
+FlSelectionHold::~FlSelectionHold()
+{
+    --sSync;
+}
+
 void fl_selection_from_records()
 {
     QItemSelectionModel* sm = selection();
@@ -259,7 +266,7 @@ void fl_selection_from_records()
     // is one change of the selection model.
     QItemSelection sel;
     const int last = FL_COLUMNS - 1;
-    for (int i = 0; i < gDir.count;) {
+    for (int i = 0; gDir.selected > 0 && i < gDir.count;) {
         if (!(gDir[i].flags & DIR_F_SELECTED)) {
             ++i;
             continue;

@@ -24,3 +24,11 @@ void fl_selection_cb();
 // records' flags in the widget after a rebuild.
 void fl_select_connect(QTreeView* list);
 void fl_selection_from_records();
+// While one lives, what the widget's selection does is not taken for user input:
+// rows coming and going move its ranges, and the records are the truth.
+struct FlSelectionHold {
+    FlSelectionHold();
+    ~FlSelectionHold();
+    FlSelectionHold(const FlSelectionHold&) = delete;
+    FlSelectionHold& operator=(const FlSelectionHold&) = delete;
+};

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <unordered_map>
+#include <vector>
 
 #include "dirmodel/dir_watch.h"
 #include "dirmodel/es_path.h"
@@ -31,9 +33,34 @@ QPointer<QSocketNotifier> sNotifier;
 QPointer<QTimer> sLater;
 std::chrono::steady_clock::time_point sLastRead;
 long long sLastReadMs = 0;
+// What arrived since the last read or patch: each name once (a download reports
+// every write), whether it was a directory, and whether the kernel lost some.
+std::unordered_map<std::string, bool> sPending;
+bool sLost = false;
+
+// A few names are looked at again and patched into the list; many (most of the
+// directory, or more than the kernel kept) are read again whole.
+bool patch_will_do()
+{
+    return !sLost && sPending.size() <= std::max<std::size_t>(256, std::size_t(gDir.count) / 2);
+}
 
 void read_again()
 {
+    if (sPending.empty() && !sLost)
+        return;
+    if (patch_will_do()) {
+        std::vector<DirChange> changes;
+        changes.reserve(sPending.size());
+        for (auto& [name, was_dir] : sPending)
+            changes.push_back({name, was_dir});
+        if (!fl_patch(changes)) {
+            sLater->start(kCoalesceMs);  // a read is running: after it
+            return;
+        }
+        sPending.clear();
+        return;
+    }
     const auto since = std::chrono::steady_clock::now() - sLastRead;
     const auto wait = std::chrono::milliseconds(sLastReadMs * kReadCostFactor) - since;
     if (wait > std::chrono::milliseconds(0)) {
@@ -61,12 +88,17 @@ void leave_gone_directory()
 
 void events_arrived()
 {
-    const DirWatchEvents ev = sWatch->read();
+    DirWatchEvents ev = sWatch->read();
     if (ev.gone) {
         // Leaving may read the parent: not inside the notifier's own call.
         QTimer::singleShot(0, fl_list(), leave_gone_directory);
         return;
     }
+    sLost = sLost || ev.overflow;
+    for (DirChange& c : ev.names)
+        sPending[std::move(c.name)] = c.was_dir;
+    if (sPending.empty() && !sLost)
+        return;
     if (ev.listed || ev.overflow) {
         if (!sLater->isActive() || sLater->remainingTime() > kCoalesceMs)
             sLater->start(kCoalesceMs);
@@ -103,6 +135,8 @@ void fl_watch_read_starting(const std::string& path)
     }
     if (sLater)
         sLater->stop();
+    sPending.clear();
+    sLost = false;
 }
 
 void fl_watch_read_done(long long took_ms)

@@ -1,5 +1,5 @@
 // The directory reader over real directories: what is listed, flags and link texts,
-// record recycling, and the hooks it calls.
+// record recycling, the hooks it calls, and the patch of a few changed names.
 #include <algorithm>
 #include <dirent.h>
 #include <fnmatch.h>
@@ -9,6 +9,7 @@
 #include <tuple>
 
 #include "dir_test_util.h"
+#include "dirmodel/dir_patch.h"
 #include "tmpdir.h"
 
 namespace {
@@ -150,6 +151,110 @@ TEST(DirRead, MatchesPlainReference)
         EXPECT_EQ(got, want) << filter;
         EXPECT_EQ(l.total_size, total);
     }
+}
+
+// A patch for the names another program changed ends as a fresh read of the
+// directory would, in every order, and tells the rows it moved so that a view
+// replaying them holds the same names; selection and the current row stay.
+TEST(DirPatch, EndsAsAFullReadWould)
+{
+    const DirCmpFn orders[] = {dir_cmp_name, dir_cmp_size, dir_cmp_date};
+    int round = 0;
+    for (DirCmpFn order : orders)
+        for (bool folders_first : {false, true})
+            for (const char* filter : {"*", "*.c"}) {
+                SCOPED_TRACE(testing::Message() << "round " << round);
+                std::mt19937 rng(unsigned(++round));
+                TmpDir t;
+                std::vector<std::string> made;
+                auto make = [&](const std::string& n) {
+                    if (rng() % 6 == 0)
+                        ::mkdir((t / n).c_str(), 0755);
+                    else if (rng() % 7 == 0)
+                        (void)::symlink("nowhere", (t / n).c_str());
+                    else
+                        make_file(t / n, rng() % 300);
+                    made.push_back(n);
+                };
+                for (int i = 0; i < 300; ++i)
+                    make((rng() % 4 ? "e" : "") + std::to_string(rng() % 1000) + (rng() % 3 ? ".c" : ".txt"));
+                make("1");
+                make("01");
+
+                DirReadEnv env;
+                env.folders_first = folders_first;
+                DirListing l;
+                l.path = t.path();
+                l.filespec = filter;
+                ASSERT_EQ(dir_read(l, order, round % 2, env), 0);
+                for (int i = 0; i < l.count; i += 5)
+                    if (!(l[i].flags & DIR_F_SELECTED)) {
+                        l[i].flags |= DIR_F_SELECTED;
+                        l.selected++;
+                        l.selected_dirs += S_ISDIR(l[i].status.st_mode) ? 1 : 0;
+                    }
+                l.current = l.count / 2;
+                l[l.current].flags |= DIR_F_CURRENT;
+                const std::string current_name = l[l.current].name;
+                std::vector<std::string> shown = names_of(l);
+
+                // Removed, made, grown (moving in size order), a file become a directory.
+                std::vector<DirChange> changes;
+                for (int i = 0; i < 40; ++i) {
+                    const std::string& n = made[rng() % made.size()];
+                    struct stat st {};
+                    const bool there = ::lstat((t / n).c_str(), &st) == 0;
+                    const bool dir = there && S_ISDIR(st.st_mode), file = there && S_ISREG(st.st_mode);
+                    switch (rng() % 4) {
+                    case 0:
+                        dir ? (void)::rmdir((t / n).c_str()) : (void)::unlink((t / n).c_str());
+                        break;
+                    case 1:
+                        make("n" + std::to_string(i) + (i % 2 ? ".c" : ""));
+                        changes.push_back({made.back(), false});
+                        break;
+                    case 2:
+                        if (file)
+                            make_file(t / n, rng() % 3000);
+                        break;
+                    default:
+                        if (file && ::unlink((t / n).c_str()) == 0)
+                            ::mkdir((t / n).c_str(), 0755);
+                    }
+                    changes.push_back({n, dir});
+                }
+                DirPatchResult rows;
+                ASSERT_EQ(dir_patch(l, changes, order, round % 2, env, rows), 0);
+
+                DirListing fresh;
+                fresh.path = t.path();
+                fresh.filespec = filter;
+                ASSERT_EQ(dir_read(fresh, order, round % 2, env), 0);
+                std::vector<std::string> want = names_of(fresh);
+                ASSERT_EQ(names_of(l), want);
+                EXPECT_EQ(l.count, fresh.count);
+                EXPECT_EQ(l.dirs, fresh.dirs);
+                EXPECT_EQ(l.total_size, fresh.total_size);
+                int selected = 0;
+                for (int i = 0; i < l.count; ++i) {
+                    EXPECT_EQ(l[i].status.st_size, fresh[i].status.st_size) << l[i].name;
+                    EXPECT_EQ(l[i].flags & ~(DIR_F_SELECTED | DIR_F_CURRENT), fresh[i].flags) << l[i].name;
+                    EXPECT_STREQ(l[i].link_text(), fresh[i].link_text());
+                    selected += (l[i].flags & DIR_F_SELECTED) ? 1 : 0;
+                    EXPECT_EQ((l[i].flags & DIR_F_CURRENT) != 0, i == l.current) << l[i].name;
+                }
+                EXPECT_EQ(l.selected, selected);
+                ASSERT_GE(l.current, 0);
+                if (find_record(fresh, current_name)) {
+                    EXPECT_EQ(l[l.current].name, current_name);
+                }
+
+                for (auto it = rows.removed.rbegin(); it != rows.removed.rend(); ++it)
+                    shown.erase(shown.begin() + *it);
+                for (int i : rows.inserted)
+                    shown.insert(shown.begin() + i, l[i].name);
+                EXPECT_EQ(shown, want);
+            }
 }
 
 }  // namespace
