@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "dirmodel/dir_poll.h"
 #include "dirmodel/dir_watch.h"
 #include "dirmodel/es_path.h"
 #include "dirmodel/fname.h"
@@ -29,7 +30,9 @@ constexpr int kContentsMs = 1000;
 constexpr int kReadCostFactor = 4;
 
 std::unique_ptr<DirWatch> sWatch;
+std::unique_ptr<DirPoll> sPoll;
 QPointer<QSocketNotifier> sNotifier;
+QPointer<QSocketNotifier> sPollNotifier;
 QPointer<QTimer> sLater;
 std::chrono::steady_clock::time_point sLastRead;
 long long sLastReadMs = 0;
@@ -108,6 +111,19 @@ void events_arrived()
 }
 }  // namespace
 
+namespace {
+// The change time of a directory the kernel tells nothing of moved: it is read
+// again whole, as no names came with it.
+void poll_told()
+{
+    if (!sPoll->take())
+        return;
+    sLost = true;
+    if (!sLater->isActive())
+        sLater->start(kCoalesceMs);
+}
+}  // namespace
+
 void fl_watch_setup()
 {
     QTreeView* list = fl_list();
@@ -115,6 +131,13 @@ void fl_watch_setup()
         return;
     if (!sWatch)
         sWatch = std::make_unique<DirWatch>();
+    if (!sPoll)
+        sPoll = std::make_unique<DirPoll>();
+    delete sPollNotifier;
+    if (sPoll->fd() >= 0) {
+        sPollNotifier = new QSocketNotifier(sPoll->fd(), QSocketNotifier::Read, list);
+        QObject::connect(sPollNotifier, &QSocketNotifier::activated, list, poll_told);
+    }
     delete sNotifier;
     delete sLater;
     sLater = new QTimer(list);
@@ -129,9 +152,10 @@ void fl_watch_setup()
 void fl_watch_read_starting(const std::string& path)
 {
     if (sWatch) {
-        if (!path.empty())
-            sWatch->watch(path);
+        const bool events = !path.empty() && sWatch->watch(path) == 0;
         sWatch->drain();
+        if (sPoll && !path.empty())
+            sPoll->watch(path, events);
     }
     if (sLater)
         sLater->stop();
