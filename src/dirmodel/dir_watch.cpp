@@ -100,3 +100,54 @@ DirWatchEvents DirWatch::read()
             }
     return out;
 }
+
+DirWatchSet::DirWatchSet(int limit) : fd_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)), limit_(limit) {}
+
+DirWatchSet::~DirWatchSet()
+{
+    if (fd_ >= 0)
+        ::close(fd_);
+}
+
+int DirWatchSet::add(const std::string& path)
+{
+    std::lock_guard lk(m_);
+    if (fd_ < 0 || int(handles_.size()) >= limit_)
+        return -1;
+    const int wd = inotify_add_watch(fd_, path.c_str(), kListEvents | kGoneEvents | IN_ONLYDIR | IN_EXCL_UNLINK);
+    if (wd >= 0)
+        handles_.insert(wd);
+    return wd;
+}
+
+void DirWatchSet::remove(int handle)
+{
+    std::lock_guard lk(m_);
+    if (handles_.erase(handle))
+        inotify_rm_watch(fd_, handle);
+}
+
+std::vector<DirWatchSet::Event> DirWatchSet::read()
+{
+    std::vector<Event> out;
+    if (fd_ < 0)
+        return out;
+    alignas(inotify_event) char buf[kReadBuffer];
+    for (;;) {
+        const ssize_t n = ::read(fd_, buf, sizeof buf);
+        if (n <= 0)
+            break;
+        for (ssize_t off = 0; off + ssize_t(sizeof(inotify_event)) <= n;) {
+            const auto* ev = reinterpret_cast<const inotify_event*>(buf + off);
+            off += ssize_t(sizeof(inotify_event) + ev->len);
+            const bool gone = ev->mask & (kGoneEvents | IN_IGNORED);
+            if (gone) {
+                std::lock_guard lk(m_);
+                handles_.erase(ev->wd);
+            }
+            out.push_back({ev->wd, ev->len ? std::string(ev->name) : std::string(), (ev->mask & IN_ISDIR) != 0,
+                           (ev->mask & (IN_CREATE | IN_MOVED_TO)) != 0, gone});
+        }
+    }
+    return out;
+}

@@ -3,6 +3,8 @@
 // The descriptor is read by the GUI's event loop (a socket notifier); nothing here
 // blocks. GUI thread only.
 #pragma once
+#include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -47,4 +49,39 @@ private:
     int parent_wd_ = -1;
     std::string path_;
     std::string name_;
+};
+
+// Several directories at once, for what comes and goes in them (the bookmarks'
+// open branches, the Trash view), up to a bound so that a tree opened wide cannot
+// use up the user's inotify watches. add() may be called on any thread, since a
+// path on a dead mount may hang; the rest on the GUI thread.
+class DirWatchSet {
+public:
+    explicit DirWatchSet(int limit);
+    ~DirWatchSet();
+    DirWatchSet(const DirWatchSet&) = delete;
+    DirWatchSet& operator=(const DirWatchSet&) = delete;
+
+    // -1 when inotify could not be had.
+    int fd() const { return fd_; }
+    // A handle for `path` (the same one for a path watched already), or -1: the
+    // bound is reached or the kernel refused.
+    int add(const std::string& path);
+    void remove(int handle);
+
+    struct Event {
+        int handle;
+        std::string name;  // "" for the directory itself
+        bool is_dir;
+        bool came;         // created or moved in; else deleted, moved out or changed
+        bool gone;         // the directory itself went: its handle is void now
+    };
+    // Reads what has arrived without waiting.
+    std::vector<Event> read();
+
+private:
+    int fd_ = -1;
+    int limit_;
+    std::mutex m_;
+    std::set<int> handles_;
 };

@@ -11,6 +11,7 @@
 #include <QMimeData>
 #include <QMouseEvent>
 #include <QHash>
+#include <QSocketNotifier>
 #include <QTreeWidget>
 #include <cstdio>
 #include <dirent.h>
@@ -20,6 +21,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "dirmodel/dir_watch.h"
 #include "dirmodel/fname.h"
 #include "dirmodel/es_path.h"
 #include "filelist/fl_panel.h"
@@ -61,6 +63,16 @@ public:
     ~TreeItem() override { sItems.remove(this); }
 };
 
+// Open branches follow their directories: subdirectories made, deleted or renamed
+// there by anyone come and go in the tree. A bounded number of them.
+constexpr int kBranchWatches = 64;
+std::unique_ptr<DirWatchSet> sBranchWatch;
+struct Watched {
+    QTreeWidgetItem* item;
+    quint64 id;
+};
+QHash<int, Watched> sWatched;
+
 // The item an answer was asked for, or null when it has gone since.
 QTreeWidgetItem* still_there(QTreeWidgetItem* it, quint64 id)
 {
@@ -95,8 +107,58 @@ void forget(QTreeWidgetItem* it, bool with_item)
         sDragItem = nullptr;
 }
 
+// The watches of the branch at `it` and of every branch below it.
+void unwatch_under(QTreeWidgetItem* it)
+{
+    for (auto w = sWatched.begin(); w != sWatched.end();) {
+        if (!still_there(w->item, w->id) || is_under(w->item, it)) {
+            sBranchWatch->remove(w.key());
+            w = sWatched.erase(w);
+        } else {
+            ++w;
+        }
+    }
+}
+
+QTreeWidgetItem* child_named(QTreeWidgetItem* parent, const QString& label)
+{
+    for (int i = 0; i < parent->childCount(); ++i)
+        if (parent->child(i)->text(0) == label)
+            return parent->child(i);
+    return nullptr;
+}
+
+void branch_events()
+{
+    const bool dots = gOptions & kTreeOptDots;
+    for (const DirWatchSet::Event& ev : sBranchWatch->read()) {
+        const auto w = sWatched.constFind(ev.handle);
+        if (w == sWatched.cend())
+            continue;
+        QTreeWidgetItem* item = still_there(w->item, w->id);
+        if (!item || ev.gone || !item->isExpanded()) {
+            if (!ev.gone)
+                sBranchWatch->remove(ev.handle);
+            sWatched.remove(ev.handle);
+            continue;
+        }
+        if (!ev.is_dir || ev.name.empty() || (!dots && ev.name[0] == '.'))
+            continue;
+        const QString label = QString::fromUtf8(fname_decode(ev.name.c_str()));
+        QTreeWidgetItem* had = child_named(item, label);
+        if (ev.came && !had) {
+            x_add_item(sTree, item, label, gOptions & kTreeOptSorted);
+        } else if (!ev.came && had) {
+            unwatch_under(had);
+            forget(had, true);
+            delete had;
+        }
+    }
+}
+
 void tree_state_collapsed(QTreeWidgetItem* it)
 {
+    unwatch_under(it);
     forget(it, false);
     qDeleteAll(it->takeChildren());  // the next expansion reads the directory afresh
     if (it->data(0, kImageRole).toInt() == kOpen)
@@ -323,8 +385,12 @@ void x_tree_expand(QTreeWidgetItem* item)
     // Read on a worker: a directory on a mount that does not answer leaves the
     // branch empty instead of the window frozen.
     auto names = std::make_shared<std::vector<std::string>>();
+    auto watch = std::make_shared<int>(-1);
     const bool dots = gOptions & kTreeOptDots;
-    auto read = [names, dots, dirpath = std::string(fs)] {
+    // Watched before it is read, so that nothing made in between is missed; on the
+    // worker too, since the path may be on a mount that does not answer.
+    auto read = [names, watch, dots, dirpath = std::string(fs), set = sBranchWatch.get()] {
+        *watch = set ? set->add(dirpath) : -1;
         DIR* d = ::opendir(dirpath.c_str());
         if (!d)
             return;
@@ -344,10 +410,15 @@ void x_tree_expand(QTreeWidgetItem* item)
         ::closedir(d);
     };
     QTreeWidget* tree = item->treeWidget();
-    auto fill = [item, id = sItems.value(item), names, tree] {
+    auto fill = [item, id = sItems.value(item), names, watch, tree] {
         QTreeWidgetItem* it = still_there(item, id);
-        if (!it || !it->isExpanded() || it->childCount() != 0)
+        if (!it || !it->isExpanded() || it->childCount() != 0) {
+            if (*watch >= 0 && !sWatched.contains(*watch))
+                sBranchWatch->remove(*watch);
             return;
+        }
+        if (*watch >= 0)
+            sWatched.insert(*watch, {it, id});
         const bool sorted = gOptions & kTreeOptSorted;
         if (it->data(0, kImageRole).toInt() == kFile && !names->empty()) {  // read after its time-out
             set_image(it, kOpen);
@@ -477,6 +548,13 @@ void tree_setup(QTreeWidget* tree)
     tree->setSelectionMode(QAbstractItemView::SingleSelection);
     tree->viewport()->setAcceptDrops(true);
     tree->viewport()->installEventFilter(new TreeInput(tree));
+    if (!sBranchWatch)
+        sBranchWatch = std::make_unique<DirWatchSet>(kBranchWatches);
+    sWatched.clear();
+    if (sBranchWatch->fd() >= 0) {
+        auto* notifier = new QSocketNotifier(sBranchWatch->fd(), QSocketNotifier::Read, tree);
+        QObject::connect(notifier, &QSocketNotifier::activated, tree, branch_events);
+    }
     QObject::connect(tree, &QTreeWidget::itemExpanded, tree, tree_state_expanded);
     QObject::connect(tree, &QTreeWidget::itemCollapsed, tree, tree_state_collapsed);
     QObject::connect(tree, &QTreeWidget::itemSelectionChanged, tree, tree_selection_cb);

@@ -128,6 +128,19 @@ TEST_F(HotlistTest, ExpandsLazilySortedWithDotsAndSelectingShowsTheDirectory)
     top->setExpanded(true);
     ASSERT_TRUE(QTest::qWaitFor([&] { return top->childCount() == 4; }, 10000));
     EXPECT_EQ(labels(top), (QStringList{".d", "a", "b", "c"}));
+    // An open branch follows its directory: what others make, remove and rename there.
+    make_dir("top/ab");
+    std::filesystem::remove(dir / "top/b");
+    std::filesystem::rename(dir / "top/c", dir / "top/e");
+    make_file("top/not-a-dir");
+    EXPECT_TRUE(QTest::qWaitFor([&] { return labels(top) == QStringList({".d", "a", "ab", "e"}); }, 3000))
+        << labels(top).join(u',').toStdString();
+    std::filesystem::remove(dir / "top/ab");
+    std::filesystem::rename(dir / "top/e", dir / "top/b");
+    EXPECT_TRUE(QTest::qWaitFor([&] { return labels(top) == QStringList({".d", "a", "b"}); }, 3000))
+        << labels(top).join(u',').toStdString();
+    make_dir("top/c");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return top->childCount() == 4; }, 3000));
 
     tree()->setCurrentItem(top->child(1));  // a click selects: the list goes there
     EXPECT_EQ(gDir.path, dir / "top/a");
