@@ -9,16 +9,19 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QShortcut>
+#include <QSocketNotifier>
 #include <QTimer>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 #include <functional>
+#include <memory>
 #include <map>
 #include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "dirmodel/dir_watch.h"
 #include "dirmodel/es_path.h"
 #include "dirmodel/fname.h"
 #include "fileops/fop.h"
@@ -55,6 +58,8 @@ private:
     void start_per_trash(const QList<QTreeWidgetItem*>& rows, int kind);
     void restore();
     void empty();
+    // Something came to or left a Trash being shown: read again shortly after.
+    void trash_changed();
 
     QTreeWidget* list_;
     QLabel* status_;
@@ -70,6 +75,10 @@ private:
     // What this view started and is still under way ("Restoring…"): an empty
     // list is not an empty Trash while a restore waits on its question.
     QString working_;
+    // The Trashes shown, watched while the view is open (added on the threads
+    // that look at them: a top may be a dead mount).
+    std::shared_ptr<DirWatchSet> watch_ = std::make_shared<DirWatchSet>(32);
+    QTimer* later_;
 };
 
 QPointer<TrashView> sView;
@@ -130,7 +139,20 @@ TrashView::TrashView(QWidget* parent) : QDialog(parent)
     connect(close, &QPushButton::clicked, this, &QDialog::reject);
     auto* f5 = new QShortcut(QKeySequence(Qt::Key_F5), this);
     connect(f5, &QShortcut::activated, this, [this] { reread(); });
+    later_ = new QTimer(this);
+    later_->setSingleShot(true);
+    connect(later_, &QTimer::timeout, this, [this] { reread(); });
+    if (watch_->fd() >= 0) {
+        auto* notifier = new QSocketNotifier(watch_->fd(), QSocketNotifier::Read, this);
+        connect(notifier, &QSocketNotifier::activated, this, [this] { trash_changed(); });
+    }
     update_buttons();
+}
+
+void TrashView::trash_changed()
+{
+    if (!watch_->read().empty() && isVisible() && !later_->isActive())
+        later_->start(150);
 }
 
 void TrashView::reread()
@@ -143,8 +165,11 @@ void TrashView::reread()
     const int reading = ++reading_no_;
     status_->setText(QStringLiteral("Reading…"));
     QPointer<TrashView> self(this);
-    std::thread([self, reading] {
-        std::vector<TrashEntry> home = trash_list(trash_home());
+    std::thread([self, reading, watch = watch_] {
+        const std::string home_dir = trash_home();
+        for (const char* sub : {"", "/info"})
+            watch->add(home_dir + sub);
+        std::vector<TrashEntry> home = trash_list(home_dir);
         std::vector<std::string> tops = trash_mount_tops();
         post([self, reading, home = std::move(home), tops = std::move(tops)]() mutable {
             if (self)
@@ -171,12 +196,15 @@ void TrashView::home_read(int reading, std::vector<TrashEntry> entries, const st
             continue;
         }
         ++tops_waited_;
-        std::thread([self, reading, top, home] {
+        std::thread([self, reading, top, home, watch = watch_] {
             std::vector<TrashEntry> found;
-            for (const std::string& dir : trash_dirs_at(top))
-                if (dir != home)
-                    for (TrashEntry& e : trash_list(dir))
-                        found.push_back(std::move(e));
+            for (const std::string& dir : trash_dirs_at(top)) {
+                if (dir == home)
+                    continue;
+                watch->add(dir + "/info");
+                for (TrashEntry& e : trash_list(dir))
+                    found.push_back(std::move(e));
+            }
             post([self, reading, top, found = std::move(found)]() mutable {
                 sTopsOut.erase(top);
                 if (self)

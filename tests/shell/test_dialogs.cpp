@@ -277,4 +277,10 @@ TEST_F(DialogTest, TrashViewListsRestoresAndEmpties)
     EXPECT_TRUE(std::filesystem::is_empty(data / "Trash/info"));
     EXPECT_FALSE(w<QPushButton>(t, "trash_empty")->isEnabled());
     fop_set_done_delay_ms(1000);
+
+    // What another program puts in the Trash appears in the open view.
+    std::ofstream(data / "Trash/files/other") << "x";
+    std::ofstream(data / "Trash/info/other.trashinfo")
+        << "[Trash Info]\nPath=" << (dir / "other") << "\nDeletionDate=2026-01-01T00:00:00\n";
+    EXPECT_TRUE(QTest::qWaitFor([&] { return list->topLevelItemCount() == 1; }, 3000));
 }
