@@ -5,6 +5,8 @@
 #include <QApplication>
 #include <QHash>
 #include <QMimeDatabase>
+#include <QPointer>
+#include <QThreadPool>
 #include <QPalette>
 #include <array>
 #include <cstdio>
@@ -116,20 +118,79 @@ void FlModel::set_sort_marker(int column, bool ascending)
     emit headerDataChanged(Qt::Horizontal, 0, FL_COLUMNS - 1);
 }
 
-QIcon FlModel::type_icon(const QString& name)
+namespace {
+const QMimeDatabase& mime_db()
 {
-    // Only the name is asked: looking into a file is no work for the painting of a
-    // row (a FIFO, a dead mount).
     static const QMimeDatabase db;
+    return db;
+}
+
+QIcon icon_of_type(const QMimeType& type)
+{
     static QHash<QString, QIcon> cache;
-    const QMimeType type = db.mimeTypeForFile(name, QMimeDatabase::MatchExtension);
     if (!type.isValid() || type.isDefault())
-        return image(FL_IMG_FILE);
+        return FlModel::image(FL_IMG_FILE);
     auto it = cache.constFind(type.name());
     if (it == cache.constEnd())
         it = cache.insert(type.name(),
-                          QIcon::fromTheme(type.iconName(), QIcon::fromTheme(type.genericIconName(), image(FL_IMG_FILE))));
+                          QIcon::fromTheme(type.iconName(), QIcon::fromTheme(type.genericIconName(), FlModel::image(FL_IMG_FILE))));
     return *it;
+}
+
+// One thread for looking into files: one that hangs on a dead mount holds the
+// looks behind it, never the window.
+QThreadPool& sniffers()
+{
+    static QThreadPool* pool = [] {
+        auto* p = new QThreadPool;
+        p->setMaxThreadCount(1);
+        return p;
+    }();
+    return *pool;
+}
+}  // namespace
+
+QIcon FlModel::type_icon(const QString& name)
+{
+    // Only the name is asked here: looking into a file is no work for the painting
+    // of a row (a FIFO, a dead mount).
+    return icon_of_type(mime_db().mimeTypeForFile(name, QMimeDatabase::MatchExtension));
+}
+
+QIcon FlModel::file_icon(int i) const
+{
+    const FileRecord& r = (*dir_)[i];
+    const QString name = decoded(r.name.c_str());
+    const QMimeType by_name = mime_db().mimeTypeForFile(name, QMimeDatabase::MatchExtension);
+    if (by_name.isValid() && !by_name.isDefault())
+        return icon_of_type(by_name);
+    // A name that says nothing: a regular file with something in it is looked into
+    // on the sniffing thread, and its row shown again when the answer comes.
+    if (!S_ISREG(r.status.st_mode) || r.status.st_size == 0 || (r.flags & DIR_F_UNREADABLE))
+        return image(FL_IMG_FILE);
+    if (sniff_dir_ != dir_->path) {
+        sniffed_.clear();
+        sniff_dir_ = dir_->path;
+    }
+    const QByteArray key(r.name.data(), qsizetype(r.name.size()));
+    if (auto it = sniffed_.constFind(key); it != sniffed_.constEnd())
+        return it->isEmpty() ? image(FL_IMG_FILE) : icon_of_type(mime_db().mimeTypeForName(*it));
+    sniffed_.insert(key, QString());  // asked once
+    const QString path = QString::fromStdString(dir_->path + "/" + std::string(r.name.view()));
+    QPointer<FlModel> self(const_cast<FlModel*>(this));
+    const std::string dir = dir_->path;
+    sniffers().start([self, path, key, dir, i] {
+        const QString type = mime_db().mimeTypeForFile(path, QMimeDatabase::MatchContent).name();
+        QMetaObject::invokeMethod(qApp, [self, key, dir, type, i] {
+            if (!self || self->sniff_dir_ != dir || !self->sniffed_.contains(key))
+                return;
+            self->sniffed_.insert(key, type);
+            const int row = self->row_of(i);
+            if (row >= 0 && (*self->dir_)[i].name.view() == std::string_view(key.constData(), std::size_t(key.size())))
+                emit self->dataChanged(self->index(row, 0), self->index(row, 0), {Qt::DecorationRole});
+        }, Qt::QueuedConnection);
+    });
+    return image(FL_IMG_FILE);
 }
 
 int FlModel::image_of(const FileRecord& r) const
@@ -219,7 +280,7 @@ QVariant FlModel::data(const QModelIndex& index, int role) const
             return image(FL_IMG_PARENT);
         if (const int which = image_of((*dir_)[i]); which != FL_IMG_FILE)
             return image(which);  // folders, links, executables and cut marks keep their own
-        return type_icon(decoded((*dir_)[i].name.c_str()));
+        return file_icon(i);
     case Qt::BackgroundRole:
         if (index.row() == drop_row_)
             return QApplication::palette().highlight().color().lighter(160);

@@ -3,8 +3,10 @@
 // rebuild costs a reset and not a pass over every field. GUI thread only.
 #pragma once
 #include <QAbstractTableModel>
+#include <QHash>
 #include <QIcon>
 #include <functional>
+#include <string>
 
 #include "dirmodel/dir_patch.h"
 #include "dirmodel/dir_types.h"
@@ -61,6 +63,9 @@ public:
     // A plain file's icon: its type's from the shared MIME database (by name) and
     // the icon theme, else the program's own. Cached per type.
     static QIcon type_icon(const QString& name);
+    // Record i's icon as a plain file: its type's by name, else, for a regular file
+    // whose name says nothing, by its contents once the sniffing thread has looked.
+    QIcon file_icon(int i) const;
     // The text of column `column` (0-based) of a record, as the row format gives it.
     QString cell_text(const FileRecord& r, int column) const;
 
@@ -81,4 +86,7 @@ private:
     bool sort_ascending_ = true;
     std::function<bool(const FileRecord&)> cut_;
     int drop_row_ = -1;
+    // Types found by content for the directory sniff_dir_ ("": asked, not yet in).
+    mutable QHash<QByteArray, QString> sniffed_;
+    mutable std::string sniff_dir_;
 };

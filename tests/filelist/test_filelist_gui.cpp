@@ -52,9 +52,12 @@ TEST_F(FlGuiTest, RowsShowTheRecordFieldsAndImages)
     };
     make_file("p.png");
     make_file("s.html");
+    std::ofstream(dir / "noname") << "%PDF-1.4\n";  // a name that says nothing: looked into
     fl_refresh();
     EXPECT_EQ(shown("p.png"), "image-x-generic");  // the scripts install the theme
     EXPECT_EQ(shown("s.html"), "text-html");
+    EXPECT_TRUE(QTest::qWaitFor([&] { return shown("noname") == "x-office-document"; }, 3000))
+        << shown("noname").toStdString();
     EXPECT_TRUE(shown("run.sh").isEmpty());  // the program's own executable picture
     QIcon::setThemeName(theme);
     QIcon::setThemeSearchPaths(paths);
