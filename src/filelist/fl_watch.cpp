@@ -109,9 +109,7 @@ void events_arrived()
         sLater->start(kContentsMs);
     }
 }
-}  // namespace
 
-namespace {
 // The change time of a directory the kernel tells nothing of moved: it is read
 // again whole, as no names came with it.
 void poll_told()
