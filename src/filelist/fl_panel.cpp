@@ -431,8 +431,13 @@ bool fl_patch(const std::vector<DirChange>& changes)
         return false;
     if (!sList || !sModel || gDir.path.empty())
         return true;
+    // Quiet from start to end: what follows the patch (the window's own update
+    // included) must leave the focus and a path being typed where the user has them.
+    struct Quiet {
+        Quiet() { sKeepSelection = true; }
+        ~Quiet() { sKeepSelection = false; }
+    } quiet;
     sRefreshing = true;
-    sKeepSelection = true;
     const int had_selected = gDir.selected;
     QScrollBar* bar = sList->verticalScrollBar();
     const int top_row = bar->value() > 0 ? sList->indexAt(QPoint(1, 1)).row() : -1;
@@ -444,9 +449,8 @@ bool fl_patch(const std::vector<DirChange>& changes)
     DirPatchResult patch;
     const int rc = dir_patch(gDir, changes, sSortFunction, sSortOrder, env, patch);
     sRefreshing = false;
-    sKeepSelection = false;
     if (rc != 0 || sRefreshAgain) {
-        fl_refresh_keeping_selection();
+        fl_refresh();
         return true;
     }
     if (patch.empty())

@@ -173,6 +173,13 @@ TEST_F(CommandTest, TextKeysStayInThePathFieldAndTheSearch)
     QTest::keyClick(path, Qt::Key_Z, Qt::ControlModifier);
     EXPECT_TRUE(seen.empty());
     EXPECT_EQ(path->text(), "/tmp/-");
+
+    // Another program's change shown meanwhile leaves the typing and the focus alone.
+    make_file("g");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return gDir.count == 2; }, 3000));
+    QApplication::processEvents();
+    EXPECT_EQ(path->text(), "/tmp/-");
+    EXPECT_TRUE(path->hasFocus());
 }
 
 TEST_F(CommandTest, ContextMenuFollowsTheSelectionAndTheClipboard)
