@@ -2,7 +2,9 @@
 
 #include <QMainWindow>
 
+#include "assoc/as_apps.h"
 #include "assoc/as_launch.h"
+#include "dirmodel/es_path.h"
 #include "filelist/fl_find.h"
 #include "filelist/fl_panel.h"
 #include "filelist/fl_select.h"
@@ -12,6 +14,7 @@
 namespace {
 NavHistory sBack;
 NavHistory sForward;
+int (*sOpenWith)(const std::vector<std::string>& names) = nullptr;
 
 // The name as one shell word, so no file name can add shell syntax.
 std::string shell_quote(const std::string& name)
@@ -114,6 +117,23 @@ int fl_open(int index)
         wblock(gBase, 1);
         misc_run(("./" + shell_quote(r.name)).c_str());
         wblock(gBase, 0);
+        return 0;
     }
+    const std::string name = r.name.c_str();
+    const std::string path = es_join(gDir.path, name);
+    const std::string app = as_default_app(as_content_type(path, true));
+    if (app.empty()) {
+        if (sOpenWith)
+            sOpenWith({name});
+        return 0;
+    }
+    std::string error;
+    if (as_launch_app(app, {path}, &error) != 0)
+        wreport(gBase, "Error", "%s", error.c_str());
     return 0;
+}
+
+void fl_set_open_with_cb(int (*fn)(const std::vector<std::string>& names))
+{
+    sOpenWith = fn;
 }

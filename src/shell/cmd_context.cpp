@@ -9,6 +9,7 @@
 #include "hotlist/mgen.h"
 #include "shell/cmd_table.h"
 #include "shell/commands.h"
+#include "shell/open_with.h"
 
 namespace {
 Q_LOGGING_CATEGORY(lcMenu, "vell.menu", QtWarningMsg)
@@ -66,7 +67,13 @@ void lcm_setup(QMenu* menu)
     item("&View", "fm_view");
     item("&Edit", "fm_edit");
     if (on("fm_open_with")) {
-        add_item(menu, "Open &With", "fm_open_with");
+        // The applications for the files, then the dialog for any other.
+        QMenu* with = menu->addMenu(QStringLiteral("Open &With"));
+        with->menuAction()->setObjectName(QStringLiteral("lcm_open_with_menu"));
+        ow_add_apps(with);
+        if (!with->isEmpty())
+            with->addSeparator();
+        add_item(with, "&Other Application...", "fm_open_with");
         menu->addSeparator();
     }
     item("&Print", "fm_print");

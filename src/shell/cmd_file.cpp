@@ -1,13 +1,7 @@
 // The File menu's commands: new items and windows, opening, viewing, editing,
 // printing, the terminal and Inspect.
 #include <QCoreApplication>
-#include <QDialog>
-#include <QDialogButtonBox>
 #include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QTreeView>
-#include <QVBoxLayout>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
@@ -23,6 +17,7 @@
 #include "shell/kit/globals.h"
 #include "shell/kit/init_config.h"
 #include "shell/kit/w_utils.h"
+#include "shell/open_with.h"
 #include "shell/prop_dlg.h"
 
 namespace {
@@ -107,33 +102,7 @@ int fm_edit()
 
 int fm_open_with()
 {
-    QDialog dlg(cmd_base());
-    dlg.setObjectName(QStringLiteral("open_with"));
-    dlg.setWindowTitle(QStringLiteral("Open With"));
-    auto* layout = new QVBoxLayout(&dlg);
-    layout->addWidget(new QLabel(QStringLiteral("Command:"), &dlg));
-    auto* field = new QLineEdit(&dlg);
-    field->setObjectName(QStringLiteral("ow_command"));
-    field->setMinimumWidth(320);
-    layout->addWidget(field);
-    auto* buttons = new QDialogButtonBox(&dlg);
-    QPushButton* open = buttons->addButton(QStringLiteral("&Open"), QDialogButtonBox::AcceptRole);
-    open->setObjectName(QStringLiteral("ow_open"));
-    open->setDefault(true);
-    QPushButton* cancel = buttons->addButton(QStringLiteral("&Cancel"), QDialogButtonBox::RejectRole);
-    cancel->setObjectName(QStringLiteral("ow_cancel"));
-    layout->addWidget(buttons);
-    QObject::connect(buttons, &QDialogButtonBox::accepted, &dlg, &QDialog::accept);
-    QObject::connect(buttons, &QDialogButtonBox::rejected, &dlg, &QDialog::reject);
-    if (wexec(&dlg, fl_list()) != 0)
-        return 0;
-    const QByteArray cmd = field->text().toUtf8();
-    std::vector<std::string> names;
-    for (int i = 0; i < gDir.count; ++i)
-        if ((gDir[i].flags & DIR_F_SELECTED) && !S_ISDIR(gDir[i].status.st_mode))
-            names.push_back(gDir[i].name.c_str());
-    for (const std::string& n : names)
-        file_cmd(cmd.constData(), n.c_str());
+    ow_dialog(ow_selected_files());
     return 0;
 }
 

@@ -14,6 +14,7 @@
 
 #include "assoc/as_launch.h"
 #include "filelist/fl_keys.h"
+#include "filelist/fl_nav.h"
 #include "filelist/fl_panel.h"
 #include "filelist/small_dlg.h"
 #include "shell/cmd_table.h"
@@ -21,6 +22,7 @@
 #include "shell/kit/init_config.h"
 #include "shell/kit/kb_accel.h"
 #include "shell/kit/w_utils.h"
+#include "shell/open_with.h"
 
 namespace {
 KbTable sKeys;  // the accelerator registry: one empty "filelist" section
@@ -152,6 +154,7 @@ void cmd_setup(QWidget* base)
     fl_set_context_menu_cb(lcm_popup);
     // Return is the list's own key: it opens what is current even with nothing selected.
     fl_set_open_cb([] { return cmd_run("fm_open"); });
+    fl_set_open_with_cb(ow_dialog);
     as_set_listing(&gDir);
     connect_toolbar(base);
     init_actions();

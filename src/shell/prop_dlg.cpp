@@ -27,6 +27,7 @@
 #include <QPointer>
 #include <QTreeView>
 
+#include "assoc/as_apps.h"
 #include "assoc/as_run.h"
 #include "dirmodel/dir_read.h"
 #include "dirmodel/dir_sort.h"
@@ -301,13 +302,22 @@ void PropertyDlg::ask_filetype(const std::string& path, mode_t mode)
 {
     stop_filetype();
     ui_->pr_filetype->setText(QStringLiteral("-"));
+    ui_->pr_type->setText(QStringLiteral("-"));
     auto query = std::make_shared<PropTypeQuery>();
     if (query->cancel < 0)
         return;
     type_query_ = query;
     QPointer<QLabel> label(ui_->pr_filetype);
-    // The tool may hang on a dead mount: the dialog is shown meanwhile.
-    auto work = [query, label, path, mode] {
+    QPointer<QLabel> described(ui_->pr_type);
+    // The tool may hang on a dead mount: the dialog is shown meanwhile. So may the
+    // look into the file that the desktop's type takes when the name does not tell.
+    auto work = [query, label, described, path, mode] {
+        const std::string content = as_content_type(path, true);
+        const QString desc = QString::fromStdString(as_type_description(content) + " (" + content + ")");
+        QMetaObject::invokeMethod(qApp, [query, described, desc] {
+            if (described && !query->stopped)
+                described->setText(desc);
+        }, Qt::QueuedConnection);
         std::string line, type;
         if (!run_file_tool(path, query->cancel, line))
             return;
@@ -380,8 +390,8 @@ void PropertyDlg::x_prop_setup_multi()
         x_block_label(ui_->pr_size, true);
     }
     x_setup_permission_fields(uid, gid);
-    for (QLabel* l : {ui_->pr_filetype_title, ui_->pr_filetype, ui_->pr_modified_title,
-                      ui_->pr_modified, ui_->pr_symbolic_title, ui_->pr_symbolic})
+    for (QLabel* l : {ui_->pr_type_title, ui_->pr_type, ui_->pr_filetype_title, ui_->pr_filetype,
+                      ui_->pr_modified_title, ui_->pr_modified, ui_->pr_symbolic_title, ui_->pr_symbolic})
         x_block_label(l, true);
     ui_->pr_location->setText(shown(gDir.path.c_str()));
     _show_mode(all);

@@ -50,7 +50,9 @@ protected:
         apat.clear();
         messages.clear();
         old_data_home = qgetenv("XDG_DATA_HOME");
+        old_config_home = qgetenv("XDG_CONFIG_HOME");
         qputenv("XDG_DATA_HOME", QByteArray::fromStdString(data.path()));
+        qputenv("XDG_CONFIG_HOME", QByteArray::fromStdString(config.path()));
         undo_clear();
         // The histories outlive a window; each case starts with none.
         fl_back_history().clear();
@@ -63,10 +65,8 @@ protected:
     void TearDown() override
     {
         w_set_message_handler(old_handler);
-        if (old_data_home.isNull())
-            qunsetenv("XDG_DATA_HOME");
-        else
-            qputenv("XDG_DATA_HOME", old_data_home);
+        for (const auto& [name, old] : {std::pair("XDG_DATA_HOME", old_data_home), {"XDG_CONFIG_HOME", old_config_home}})
+            old.isNull() ? qunsetenv(name) : qputenv(name, old);
         if (window)
             window->session_saved = true;
         delete window;
@@ -136,8 +136,9 @@ protected:
 
     TmpDir dir;
     TmpDir cfgdir;
-    TmpDir data;  // $XDG_DATA_HOME: the Trash is data/Trash
-    QByteArray old_data_home;
+    TmpDir data;    // $XDG_DATA_HOME: the Trash is data/Trash, applications data/applications
+    TmpDir config;  // $XDG_CONFIG_HOME: the desktop's default applications
+    QByteArray old_data_home, old_config_home;
     LaunchRecorder launches;
     BaseWindow* window = nullptr;
     QStringList messages;

@@ -1,12 +1,14 @@
 // The file list panel driven through its widgets: rows and images, the status bar,
 // sorting by header clicks, selection both ways, type-ahead, navigation, opening.
 #include <QAbstractItemModelTester>
+#include <QDialog>
 #include <QIcon>
 #include <QTimer>
 
 #include "filelist/fl_find.h"
 #include "filelist/fl_nav.h"
 #include "filelist/fl_select.h"
+#include "dialogs.h"
 #include "fl_gui_fixture.h"
 
 TEST_F(FlGuiTest, RowsShowTheRecordFieldsAndImages)
@@ -269,8 +271,16 @@ TEST_F(FlGuiTest, ReturnAndDoubleClickOpen)
     QTest::keyClick(list(), Qt::Key_Return);
     EXPECT_EQ(launches.commands(1), std::vector<std::string>({"./'tool'"}));
     launches.clear();
+    // Nothing takes an empty file, not even an application of the desktop: the
+    // user is asked for one.
     fl_goto_index(index_named("plain"));
+    bool asked = false;
+    when_shown("open_with", [&](QDialog* d) {
+        asked = true;
+        d->reject();
+    });
     QTest::keyClick(list(), Qt::Key_Return);
+    EXPECT_TRUE(asked);
     EXPECT_TRUE(launches.commands(1, 300).empty());
 
     fl_goto_index(index_named("inner"));

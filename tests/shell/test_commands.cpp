@@ -1,13 +1,17 @@
 // The main window's commands: every hotkey, the enabling of the menus, the file
 // list's context menu, and the handlers with rules of their own.
+#include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
 #include <QDialog>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QMenu>
+#include <QPushButton>
 #include <QTimer>
 
 #include "../filelist/fl_gui_fixture.h"
+#include "assoc/as_apps.h"
 #include "clipboard/clip.h"
 #include "dialogs.h"
 #include "filelist/fl_select.h"
@@ -234,6 +238,49 @@ TEST_F(CommandTest, EachLetterOfAMenuChoosesOneItem)
     QMenu* cmenu = window->findChild<QMenu*>("list_cmenu");
     lcm_setup(cmenu);
     letters_unique(cmenu);
+}
+
+// The desktop's applications for the files' type, in the context menu and the Open
+// With dialog: choosing one starts it on the files, "Use as default" makes it the
+// type's default for every program, and Open of a file that no association takes
+// starts that default.
+TEST_F(CommandTest, OpenWithOffersTheDesktopsApplicationsForTheType)
+{
+    // GIO reads the fixture's directories at its first call in the process.
+    const std::string apps = data / "applications";
+    std::filesystem::create_directories(apps);
+    for (const std::string id : {"vt-one", "vt-two"})
+        std::ofstream(apps + "/" + id + ".desktop") << "[Desktop Entry]\nType=Application\nMimeType=text/plain;\nName="
+                                                    << id << "\nExec=" << launches.bin() << "/rec " << id << " %f\n";
+    ASSERT_EQ(std::system(("update-desktop-database " + apps).c_str()), 0);
+    make_file("a b.txt", 1);
+    open();
+    const std::vector<std::vector<std::string>> one = {{"vt-one", dir / "a b.txt"}};
+    select({"a b.txt"});
+    QMenu* cmenu = window->findChild<QMenu*>("list_cmenu");
+    const auto submenu = [&] {
+        lcm_setup(cmenu);
+        return cmenu->findChild<QAction*>("lcm_open_with_menu")->menu()->actions();
+    };
+    EXPECT_EQ(submenu().back()->text(), "&Other Application...");
+    cmenu->findChild<QAction*>("lcm_app_vt-two.desktop")->trigger();
+    EXPECT_EQ(launches.wait("rec", 1), (std::vector<std::vector<std::string>>{{"vt-two", dir / "a b.txt"}}));
+    launches.clear();
+
+    when_shown("open_with", [](QDialog* d) {
+        auto* list = w<QListWidget>(d, "ow_apps");
+        list->setCurrentItem(list->findItems("vt-one", Qt::MatchExactly).value(0));
+        w<QCheckBox>(d, "ow_default")->setChecked(true);
+        w<QPushButton>(d, "ow_open")->click();
+    });
+    fm_open_with();
+    EXPECT_EQ(launches.wait("rec", 1), one);
+    launches.clear();
+    EXPECT_EQ(as_default_app("text/plain"), "vt-one.desktop");
+    EXPECT_EQ(submenu().value(0)->text(), "vt-one");
+    EXPECT_TRUE(submenu().value(0)->font().bold());
+    fl_open(index_named("a b.txt"));
+    EXPECT_EQ(launches.wait("rec", 1), one);
 }
 
 TEST_F(CommandTest, CtrlHShowsAndHidesDotFilesAsPreferencesDo)

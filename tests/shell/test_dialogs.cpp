@@ -213,6 +213,10 @@ TEST_F(DialogTest, PropertiesRenameChangeOnlyTheBitsTouchedAndOpenWithoutWaiting
         EXPECT_EQ(type->text(), "-");
         EXPECT_FALSE(w<QLabel>(p.dialog(), "pr_symbolic")->isEnabled());
         tool_pid();
+        // The desktop's name for the type comes meanwhile, from a look into the file.
+        auto* described = w<QLabel>(p.dialog(), "pr_type");
+        EXPECT_TRUE(QTest::qWaitFor([&] { return described->text() == "plain text document (text/plain)"; }, 10000))
+            << described->text().toStdString();
         std::ofstream{go};
         EXPECT_TRUE(QTest::qWaitFor([&] { return type->text() == "ASCII text"; }, 10000));
     }
