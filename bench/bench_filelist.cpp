@@ -22,6 +22,7 @@
 
 #include "clipboard/clip.h"
 #include "dirmodel/dir_sort.h"
+#include "bench_window.h"
 #include "filelist/fl_model.h"
 #include "filelist/fl_panel.h"
 #include "filelist/fl_select.h"
@@ -62,24 +63,10 @@ int main(int argc, char** argv)
     dir_read(plain, dir_cmp_name, 1, env);
     const double read_ms = ms(t);
 
-    QMainWindow w;
-    auto* central = new QWidget;
-    auto* lay = new QVBoxLayout(central);
-    auto* list = new QTreeView;
-    list->setObjectName("filelist");
-    auto* s1 = new QLabel;
-    s1->setObjectName("status1");
-    auto* s2 = new QLabel;
-    s2->setObjectName("status2");
-    lay->addWidget(list);
-    lay->addWidget(s1);
-    lay->addWidget(s2);
-    w.setCentralWidget(central);
-    w.resize(800, 600);
-    fl_setup(list);
+    BenchWindow w;
+    QTreeView* list = w.list;
     clip_setup(list);
     w.show();
-    gBase = &w;
 
     t.restart();
     fl_setpath(root.c_str());

@@ -26,6 +26,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "bench_window.h"
 #include "filelist/fl_model.h"
 #include "filelist/fl_panel.h"
 #include "shell/kit/globals.h"
@@ -132,23 +133,10 @@ int main(int argc, char** argv)
     const std::string big_path = big_dir("one", big);
     const std::string burst_path = big_dir("burst", burst_in);
 
-    QMainWindow w;
-    auto* central = new QWidget;
-    auto* lay = new QVBoxLayout(central);
-    auto* list = new QTreeView;
-    list->setObjectName("filelist");
-    auto* s1 = new QLabel;
-    s1->setObjectName("status1");
-    auto* s2 = new QLabel;
-    s2->setObjectName("status2");
-    lay->addWidget(list);
-    lay->addWidget(s1);
-    lay->addWidget(s2);
-    w.setCentralWidget(central);
-    w.resize(800, 600);
-    fl_setup(list);
+    BenchWindow w;
     w.show();
-    gBase = &w;
+    QLabel* s1 = w.status1;
+    QTreeView* list = w.list;
 
     // One file in the big directory, the view scrolled to its middle.
     QElapsedTimer t;

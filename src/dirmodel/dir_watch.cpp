@@ -13,6 +13,23 @@ constexpr uint32_t kEntryEvents = kListEvents | IN_ATTRIB | IN_CLOSE_WRITE | IN_
 constexpr uint32_t kGoneEvents = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT;
 // Room for many events a read; a name is at most NAME_MAX bytes.
 constexpr std::size_t kReadBuffer = 64 * 1024;
+
+// Hands each event waiting on `fd` to `fn`, without waiting for more.
+template <class Fn>
+void for_each_event(int fd, Fn&& fn)
+{
+    alignas(inotify_event) char buf[kReadBuffer];
+    for (;;) {
+        const ssize_t n = ::read(fd, buf, sizeof buf);
+        if (n <= 0)
+            return;
+        for (ssize_t off = 0; off + ssize_t(sizeof(inotify_event)) <= n;) {
+            const auto* ev = reinterpret_cast<const inotify_event*>(buf + off);
+            off += ssize_t(sizeof(inotify_event) + ev->len);
+            fn(*ev);
+        }
+    }
+}
 }  // namespace
 
 DirWatch::DirWatch() : fd_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
@@ -54,43 +71,35 @@ DirWatchEvents DirWatch::read()
     DirWatchEvents out;
     if (fd_ < 0)
         return out;
-    alignas(inotify_event) char buf[kReadBuffer];
-    for (;;) {
-        const ssize_t n = ::read(fd_, buf, sizeof buf);
-        if (n <= 0)
-            break;
-        for (ssize_t off = 0; off + ssize_t(sizeof(inotify_event)) <= n;) {
-            const auto* ev = reinterpret_cast<const inotify_event*>(buf + off);
-            off += ssize_t(sizeof(inotify_event) + ev->len);
-            if (ev->mask & IN_Q_OVERFLOW) {
-                out.overflow = true;
-                continue;
-            }
-            if (ev->wd == parent_wd_ && parent_wd_ >= 0) {
-                if ((ev->mask & kGoneEvents) || (ev->len && name_ == ev->name))
-                    out.gone = true;
-                continue;
-            }
-            if (ev->wd != wd_)
-                continue;  // of the directory watched before
-            if (ev->mask & (kGoneEvents | IN_IGNORED)) {
-                out.gone = true;
-                continue;
-            }
-            if (ev->mask & kListEvents)
-                out.listed = true;
-            else if (ev->mask & kEntryEvents)
-                out.changed = true;
-            else
-                continue;
-            if (ev->len == 0)
-                continue;  // the directory's own attributes
-            if (out.names.size() < DirWatchEvents::kMaxNames)
-                out.names.push_back({ev->name, (ev->mask & IN_ISDIR) != 0});
-            else
-                out.overflow = true;
+    for_each_event(fd_, [&](const inotify_event& ev) {
+        if (ev.mask & IN_Q_OVERFLOW) {
+            out.overflow = true;
+            return;
         }
-    }
+        if (ev.wd == parent_wd_ && parent_wd_ >= 0) {
+            if ((ev.mask & kGoneEvents) || (ev.len && name_ == ev.name))
+                out.gone = true;
+            return;
+        }
+        if (ev.wd != wd_)
+            return;  // of the directory watched before
+        if (ev.mask & (kGoneEvents | IN_IGNORED)) {
+            out.gone = true;
+            return;
+        }
+        if (ev.mask & kListEvents)
+            out.listed = true;
+        else if (ev.mask & kEntryEvents)
+            out.changed = true;
+        else
+            return;
+        if (ev.len == 0)
+            return;  // the directory's own attributes
+        if (out.names.size() < DirWatchEvents::kMaxNames)
+            out.names.push_back({ev.name, (ev.mask & IN_ISDIR) != 0});
+        else
+            out.overflow = true;
+    });
     // Gone: the next watch() of any path, this one made anew included, starts afresh.
     if (out.gone)
         for (int* wd : {&wd_, &parent_wd_})
@@ -132,22 +141,14 @@ std::vector<DirWatchSet::Event> DirWatchSet::read()
     std::vector<Event> out;
     if (fd_ < 0)
         return out;
-    alignas(inotify_event) char buf[kReadBuffer];
-    for (;;) {
-        const ssize_t n = ::read(fd_, buf, sizeof buf);
-        if (n <= 0)
-            break;
-        for (ssize_t off = 0; off + ssize_t(sizeof(inotify_event)) <= n;) {
-            const auto* ev = reinterpret_cast<const inotify_event*>(buf + off);
-            off += ssize_t(sizeof(inotify_event) + ev->len);
-            const bool gone = ev->mask & (kGoneEvents | IN_IGNORED);
-            if (gone) {
-                std::lock_guard lk(m_);
-                handles_.erase(ev->wd);
-            }
-            out.push_back({ev->wd, ev->len ? std::string(ev->name) : std::string(), (ev->mask & IN_ISDIR) != 0,
-                           (ev->mask & (IN_CREATE | IN_MOVED_TO)) != 0, gone});
+    for_each_event(fd_, [&](const inotify_event& ev) {
+        const bool gone = ev.mask & (kGoneEvents | IN_IGNORED);
+        if (gone) {
+            std::lock_guard lk(m_);
+            handles_.erase(ev.wd);
         }
-    }
+        out.push_back({ev.wd, ev.len ? std::string(ev.name) : std::string(), (ev.mask & IN_ISDIR) != 0,
+                       (ev.mask & (IN_CREATE | IN_MOVED_TO)) != 0, gone});
+    });
     return out;
 }
