@@ -10,7 +10,7 @@
 #include <QMainWindow>
 #include <QScrollBar>
 #include <QTimer>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 #include <QVBoxLayout>
 #include <algorithm>
 #include <cstdio>
@@ -64,7 +64,7 @@ int main(int argc, char** argv)
     const double read_ms = ms(t);
 
     BenchWindow w;
-    QTreeView* list = w.list;
+    FlView* list = w.list;
     clip_setup(list);
     w.show();
 

@@ -14,7 +14,7 @@
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QMainWindow>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 #include <QVBoxLayout>
 #include <algorithm>
 #include <cstring>
@@ -136,7 +136,7 @@ int main(int argc, char** argv)
     BenchWindow w;
     w.show();
     QLabel* s1 = w.status1;
-    QTreeView* list = w.list;
+    FlView* list = w.list;
 
     // One file in the big directory, the view scrolled to its middle.
     QElapsedTimer t;

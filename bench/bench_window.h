@@ -3,7 +3,7 @@
 #pragma once
 #include <QLabel>
 #include <QMainWindow>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 #include <QVBoxLayout>
 
 #include "filelist/fl_panel.h"
@@ -11,7 +11,7 @@
 
 struct BenchWindow {
     QMainWindow window;
-    QTreeView* list = new QTreeView;
+    FlView* list = new FlView;
     QLabel* status1 = new QLabel;
     QLabel* status2 = new QLabel;
 

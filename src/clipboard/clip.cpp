@@ -7,7 +7,7 @@
 #include <QMimeData>
 #include <QPointer>
 #include <QTimer>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 #include <cstring>
 
 #include "dirmodel/es_path.h"
@@ -153,7 +153,7 @@ void publish_rest()
 
 void refresh_marks()
 {
-    if (QTreeView* list = fl_list())
+    if (FlView* list = fl_list())
         list->viewport()->update();
 }
 
@@ -357,7 +357,7 @@ int file_uncut(const std::string& dir, const std::string& name)
     return 1;
 }
 
-void clip_setup(QTreeView* list)
+void clip_setup(FlView* list)
 {
     if (!sPublishTimer) {
         sPublishTimer = new QTimer(qApp);

@@ -11,7 +11,7 @@
 
 class QDrag;
 class QMimeData;
-class QTreeView;
+class FlView;
 
 // Clipboard formats of the packed record: to be copied, to be moved (the cut list).
 inline constexpr char kMimeFiles[] = "application/x-vell-files";
@@ -28,7 +28,7 @@ extern int dnd_active;
 // Hooks the clipboard into the list (cut marks, the reload before each redraw,
 // drag and drop) and into the engine (the reload before each operation,
 // file_uncut after each moved or deleted item). The commands own the keys.
-void clip_setup(QTreeView* list);
+void clip_setup(FlView* list);
 
 FileTransf fl_pack_transf();
 
@@ -58,7 +58,7 @@ int clip_check(std::span<const FileTransf> groups, const char* title, const char
 // for. kind: FOP_MOVE, or FOP_COPY with Ctrl. Returns 0 when one was started,
 // -1 when the drop was ignored or refused.
 int fl_drop(const QMimeData* data, int row, int kind);
-void fl_dnd_install(QTreeView* list);
+void fl_dnd_install(FlView* list);
 // Runs in place of QDrag::exec while set (a test records the drag); nullptr
 // restores exec.
 void fl_set_drag_exec(std::function<void(QDrag*)> fn);

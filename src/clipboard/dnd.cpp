@@ -8,7 +8,7 @@
 #include <QMainWindow>
 #include <QMimeData>
 #include <QMouseEvent>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 #include <chrono>
 #include <cstring>
 #include <functional>
@@ -36,7 +36,7 @@ int64_t now_ms()
 
 // What a drop at `pos` lands on: -1 the ".." row, a directory record's index, or
 // -2 the list itself.
-int target_at(QTreeView* list, const QPoint& pos)
+int target_at(FlView* list, const QPoint& pos)
 {
     const QModelIndex at = list->indexAt(pos);
     if (!at.isValid())
@@ -67,7 +67,7 @@ Qt::DropAction action_for(const QDropEvent* e)
 
 class DndFilter : public QObject {
 public:
-    explicit DndFilter(QTreeView* list) : QObject(list), list_(list) {}
+    explicit DndFilter(FlView* list) : QObject(list), list_(list) {}
 
 protected:
     bool eventFilter(QObject*, QEvent* ev) override
@@ -233,7 +233,7 @@ private:
         QApplication::sendEvent(list_->viewport(), &release);
     }
 
-    QTreeView* list_;
+    FlView* list_;
     bool armed_ = false;
     bool on_selection_ = false;  // the left button went down on a selected row
     bool in_list_drag_ = false;  // a drag started on the selection is running
@@ -293,7 +293,7 @@ void fl_set_drag_exec(std::function<void(QDrag*)> fn)
     sDragExec = std::move(fn);
 }
 
-void fl_dnd_install(QTreeView* list)
+void fl_dnd_install(FlView* list)
 {
     list->setAcceptDrops(true);
     list->viewport()->setAcceptDrops(true);

@@ -4,7 +4,7 @@
 #include <QLabel>
 #include <QMouseEvent>
 #include <QTimer>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 
 #include "assoc/as_launch.h"
 #include "assoc/as_run.h"
@@ -18,7 +18,7 @@
 namespace {
 InterpState sInterp;
 int sLastInputEntry = -2;
-void (*sContextMenu)(QTreeView*, QPoint) = nullptr;
+void (*sContextMenu)(FlView*, QPoint) = nullptr;
 int (*sOpen)() = nullptr;
 
 class ListAdapter : public InterpList {
@@ -31,7 +31,7 @@ public:
     void run_command(const char* line) override { misc_run(0, 1, line); }
 };
 
-QLabel* status1(QTreeView* list)
+QLabel* status1(FlView* list)
 {
     return list->window()->findChild<QLabel*>("status1");
 }
@@ -70,7 +70,7 @@ uint32_t key_cap(const QKeyEvent& e)
 class ListFilter : public QObject {
 public:
     using QObject::QObject;
-    QTreeView* list = nullptr;
+    FlView* list = nullptr;
 
 protected:
     bool eventFilter(QObject* obj, QEvent* ev) override
@@ -187,7 +187,7 @@ KeyEvent fl_key_event(const QKeyEvent& e)
     return k;
 }
 
-void fl_keys_install(QTreeView* list)
+void fl_keys_install(FlView* list)
 {
     auto* f = new ListFilter(list);
     f->list = list;
@@ -205,7 +205,7 @@ int fl_last_input_entry()
     return sLastInputEntry;
 }
 
-void fl_set_context_menu_cb(void (*fn)(QTreeView* list, QPoint global))
+void fl_set_context_menu_cb(void (*fn)(FlView* list, QPoint global))
 {
     sContextMenu = fn;
 }

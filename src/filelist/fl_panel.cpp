@@ -14,7 +14,7 @@
 #include <QScrollBar>
 #include <QStyle>
 #include <QTimer>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 #include <algorithm>
 #include <chrono>
 #include <unordered_set>
@@ -48,7 +48,7 @@ const char* const kFlHeaderNames[7] = {"fh_filename", "fh_size",        "fh_date
 
 namespace {
 // Guarded: a test may close one main window and open another.
-QPointer<QTreeView> sList;
+QPointer<FlView> sList;
 QPointer<FlModel> sModel;
 QPointer<QLabel> sStatus1;
 QPointer<QLabel> sStatus2;
@@ -225,7 +225,7 @@ int fl_header_column(const char* name)
     return 0;
 }
 
-QTreeView* fl_list()
+FlView* fl_list()
 {
     return sList;
 }
@@ -235,7 +235,7 @@ FlModel* fl_model()
     return sModel;
 }
 
-void fl_setup(QTreeView* list)
+void fl_setup(FlView* list)
 {
     sList = list;
     QWidget* top = list->window();
@@ -254,7 +254,6 @@ void fl_setup(QTreeView* list)
     list->setModel(sModel);
     if (old && old != sModel && old->parent() == list)
         delete old;
-    list->setUniformRowHeights(true);
     list->setIconSize(QSize(16, 16));
     QHeaderView* h = list->header();
     h->setSectionsClickable(true);
@@ -522,7 +521,7 @@ int fl_setpath(const char* path)
     return 0;
 }
 
-int fl_newpath(QTreeView*, const char* path)
+int fl_newpath(FlView*, const char* path)
 {
     const std::string previous = gDir.path;
     if (fl_setpath(path) == -1)

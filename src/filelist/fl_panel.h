@@ -7,7 +7,7 @@
 
 #include "dirmodel/dir_types.h"
 
-class QTreeView;
+class FlView;
 class FlModel;
 
 // The listing of the current directory.
@@ -23,8 +23,8 @@ int fl_header_column(const char* name);
 
 // Builds the model and its images into the list, takes the list's font from the
 // settings, and finds the status labels and `ftimer` in the list's window.
-void fl_setup(QTreeView* list);
-QTreeView* fl_list();
+void fl_setup(FlView* list);
+FlView* fl_list();
 FlModel* fl_model();
 
 void fl_update();
@@ -44,7 +44,7 @@ bool fl_patch(const std::vector<DirChange>& changes);
 // current one.
 int fl_setpath(const char* path);
 // fl_setpath plus the back/forward histories: every user-made change of directory.
-int fl_newpath(QTreeView* list, const char* path);
+int fl_newpath(FlView* list, const char* path);
 // null or "" means "*". -1 without reading when the pattern is the current one.
 int fl_setspec(const char* pattern);
 // A cleaned copy of the path when it names an accessible directory other than the
@@ -80,6 +80,6 @@ void fl_timer_set();
 void fl_timer_disable();
 void fl_timer_cb();
 
-using FlNotifyFn = void (*)(QTreeView* list);
+using FlNotifyFn = void (*)(FlView* list);
 void fl_set_notify_cb(FlNotifyFn fn);
 void fl_notify();

@@ -1,7 +1,7 @@
 #include "filelist/fl_select.h"
 
 #include <QItemSelectionModel>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 
 #include "filelist/fl_find.h"
 #include "filelist/fl_model.h"
@@ -39,7 +39,7 @@ void status_changed()
 
 QItemSelectionModel* selection()
 {
-    QTreeView* l = fl_list();
+    FlView* l = fl_list();
     return l ? l->selectionModel() : nullptr;
 }
 
@@ -128,7 +128,7 @@ void fl_select_all()
     status_changed();
 }
 
-void fl_unselect_all(QTreeView*)
+void fl_unselect_all(FlView*)
 {
     fl_unselect_all(gDir);
     if (QItemSelectionModel* sm = selection()) {
@@ -160,7 +160,7 @@ int fl_goto_index(int index)
     if (index >= gDir.count)
         index = gDir.count - 1;
     fl_unselect_all();
-    QTreeView* list = fl_list();
+    FlView* list = fl_list();
     QItemSelectionModel* sm = selection();
     FlModel* m = fl_model();
     // Without a parent row the top row is a record: it becomes current, but a
@@ -227,7 +227,7 @@ void fl_selection_cb()
         take_current(m->index_of(cur.row()));
 }
 
-void fl_select_connect(QTreeView* list)
+void fl_select_connect(FlView* list)
 {
     QItemSelectionModel* sm = list->selectionModel();
     QObject::connect(sm, &QItemSelectionModel::selectionChanged, list, [] {

@@ -4,7 +4,7 @@
 #include <QPointer>
 #include <QSocketNotifier>
 #include <QTimer>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 #include <algorithm>
 #include <chrono>
 #include <memory>
@@ -124,7 +124,7 @@ void poll_told()
 
 void fl_watch_setup()
 {
-    QTreeView* list = fl_list();
+    FlView* list = fl_list();
     if (!list)
         return;
     if (!sWatch)

@@ -1,7 +1,7 @@
 #include <QComboBox>
 #include <QDialog>
 #include <QMainWindow>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 
 #include "dirmodel/fname.h"
 #include "filelist/fl_find.h"

@@ -6,7 +6,7 @@
 
 #include <QDialog>
 #include <QMainWindow>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 
 #include "dirmodel/fname.h"
 #include "filelist/fl_panel.h"

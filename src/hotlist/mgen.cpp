@@ -8,7 +8,7 @@
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMenu>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 
 #include "clipboard/clip.h"
 #include "dirmodel/es_path.h"

@@ -10,7 +10,7 @@
 #include <QSplitter>
 #include <QTimer>
 #include <QToolButton>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 #include <QTreeWidget>
 
 #include "clipboard/clip.h"
@@ -130,7 +130,7 @@ void base_setup(BaseWindow* w, int phase)
             else
                 QCoreApplication::exit(0);
         });
-        fl_set_notify_cb([](QTreeView*) { base_update(); });
+        fl_set_notify_cb([](FlView*) { base_update(); });
         base_set_divider_metrics(*gConfig);
     } else {
         // The first directory is read with redrawing held, so it appears at once.

@@ -3,7 +3,7 @@
 #include <QAction>
 #include <QLoggingCategory>
 #include <QMenu>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 
 #include "filelist/small_dlg.h"
 #include "hotlist/mgen.h"
@@ -29,7 +29,7 @@ void lcm_set_menu(QMenu* menu)
     sListMenu = menu;
 }
 
-void lcm_popup(QTreeView*, QPoint at)
+void lcm_popup(FlView*, QPoint at)
 {
     if (!sListMenu)
         return;

@@ -7,7 +7,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QShortcut>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 #include <cstdlib>
 #include <cstring>
 #include <sys/stat.h>

@@ -11,7 +11,7 @@
 class QAction;
 class QMenu;
 class QPoint;
-class QTreeView;
+class FlView;
 class QWidget;
 
 // What the user has when a rule is asked. The selection counts are read at once;
@@ -73,4 +73,4 @@ std::string cmd_undo_label();
 
 // The list's context menu: the menu lcm_setup fills, and its popup at a point.
 void lcm_set_menu(QMenu* menu);
-void lcm_popup(QTreeView* list, QPoint at);
+void lcm_popup(FlView* list, QPoint at);

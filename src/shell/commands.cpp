@@ -10,7 +10,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QTimer>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 
 #include "assoc/as_launch.h"
 #include "filelist/fl_keys.h"
@@ -142,7 +142,7 @@ void init_kb_defaults() {}
 void init_link()
 {
     x_add_section(sKeys, "filelist");
-    if (QTreeView* list = fl_list())
+    if (FlView* list = fl_list())
         ac_link_widget(sKeys, list, "filelist");
 }
 

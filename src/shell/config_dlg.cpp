@@ -7,7 +7,7 @@
 #include <QFontDialog>
 #include <QMainWindow>
 #include <QTreeWidget>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 
 #include "filelist/fl_panel.h"
 #include "shell/kit/globals.h"
@@ -151,7 +151,7 @@ void ConfigDlg::config_apply()
     const QByteArray list_font = ui_->clist_font->text().toUtf8();
     if (list_font.toStdString() != rec.filelist_font()) {
         rec.set_str(kFilelistFont, kFontLen, list_font.toStdString());
-        if (QTreeView* list = fl_list())
+        if (FlView* list = fl_list())
             list->setFont(w_font(ui_->clist_font->text()));
     }
 

@@ -9,7 +9,7 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QPushButton>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 #include <QVBoxLayout>
 #include <algorithm>
 #include <sys/stat.h>

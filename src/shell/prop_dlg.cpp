@@ -25,7 +25,7 @@
 #include <QMainWindow>
 #include <QPalette>
 #include <QPointer>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 
 #include "assoc/as_apps.h"
 #include "assoc/as_run.h"

@@ -8,7 +8,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QTest>
-#include <QTreeView>
+#include "filelist/fl_view.h"
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -85,7 +85,7 @@ protected:
     }
     void make_dir(const std::string& name) { std::filesystem::create_directories(dir / name); }
 
-    QTreeView* list() { return window->ui->filelist; }
+    FlView* list() { return window->ui->filelist; }
     FlModel* model() { return fl_model(); }
     QString status1() { return window->ui->status1->text(); }
     QString status2() { return window->ui->status2->text(); }
