@@ -3,6 +3,9 @@
 // the floor (readdir + fstatat + sort by name), the resident memory per entry of
 // the first listing, and the records made by the re-reads.
 // bench_dirmodel --make DIR N: fills DIR with N empty files first.
+// bench_dirmodel --floor DIR [RUNS]: the machine's floor for listing DIR, as the median
+// ms of a plain program: readdir, then fstatat of every entry split across all cores,
+// then a strcmp sort of the names. Also the cores and one getppid call's cost.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -14,6 +17,8 @@
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <sys/syscall.h>
+#include <thread>
 #include <vector>
 
 #include "dirmodel/dir_read.h"
@@ -67,6 +72,52 @@ std::size_t floor_read(const char* path)
     return entries.size();
 }
 
+// The floor with the status calls on every core, as a program that does nothing else
+// would do it; the milliseconds it took.
+double floor_all_cores(const char* path)
+{
+    const auto t = std::chrono::steady_clock::now();
+    DIR* d = ::opendir(path);
+    if (!d)
+        return -1;
+    std::vector<std::string> names;
+    while (const dirent* e = ::readdir(d))
+        if (std::strcmp(e->d_name, ".") && std::strcmp(e->d_name, ".."))
+            names.emplace_back(e->d_name);
+    const int fd = ::dirfd(d);
+    std::vector<struct stat> st(names.size());
+    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+    std::vector<std::thread> workers;
+    for (unsigned c = 0; c < cores; ++c)
+        workers.emplace_back([&, c] {
+            for (std::size_t i = c; i < names.size(); i += cores)
+                ::fstatat(fd, names[i].c_str(), &st[i], AT_SYMLINK_NOFOLLOW);
+        });
+    for (std::thread& w : workers)
+        w.join();
+    ::closedir(d);
+    std::sort(names.begin(), names.end(), [](const std::string& a, const std::string& b) {
+        return std::strcmp(a.c_str(), b.c_str()) < 0;
+    });
+    return ms_since(t);
+}
+
+int floor_only(const char* dir, int runs)
+{
+    floor_all_cores(dir);  // the cache warm
+    std::vector<double> ms;
+    for (int r = 0; r < runs; ++r)
+        ms.push_back(floor_all_cores(dir));
+    constexpr int kCalls = 1000000;
+    const auto t = std::chrono::steady_clock::now();
+    for (int i = 0; i < kCalls; ++i)
+        ::syscall(SYS_getppid);
+    std::printf("cores: %u\n", std::max(1u, std::thread::hardware_concurrency()));
+    std::printf("one getppid: %.2f us\n", ms_since(t) * 1000 / kCalls);
+    std::printf("floor ms (readdir, fstatat on all cores, sort):\n%.1f\n", median(ms));
+    return 0;
+}
+
 int make(const char* dir, long n)
 {
     ::mkdir(dir, 0755);
@@ -89,8 +140,10 @@ int main(int argc, char** argv)
 {
     if (argc == 4 && !std::strcmp(argv[1], "--make"))
         return make(argv[2], std::atol(argv[3]));
+    if (argc >= 3 && !std::strcmp(argv[1], "--floor"))
+        return floor_only(argv[2], argc > 3 ? std::max(1, std::atoi(argv[3])) : 5);
     if (argc < 2) {
-        std::fprintf(stderr, "usage: bench_dirmodel DIR [RUNS] | --make DIR N\n");
+        std::fprintf(stderr, "usage: bench_dirmodel DIR [RUNS] | --make DIR N | --floor DIR [RUNS]\n");
         return 2;
     }
     const char* dir = argv[1];

@@ -3,7 +3,10 @@
 # launches the real program on it under Xvfb and prints, as medians of RUNS (5) runs:
 # launch to first paint (the window's image no longer compresses like one colour), launch to idle
 # (the CPU time stops growing for 0.5 s; taken at its last change) and peak resident memory.
-# Also runs it on an empty directory, so the bytes per entry above that are printed last.
+# Also runs it on an empty directory (launch, L) and the floor of the machine for the big one
+# (F: bench_dirmodel --floor, readdir + fstatat on all cores + sort, in the same run), and
+# prints first paint and idle beyond L as ratios to F, then the bytes per entry above the
+# empty directory.
 set -eu
 n=${1:?usage: open_big.sh N [VELL] [RUNS]}
 top=$(cd "$(dirname "$0")/.." && pwd)
@@ -65,7 +68,18 @@ measure() {  # dir label
     peak=$(printf '%s\n' "${out[@]}" | cut -d' ' -f3 | median)
     echo "$2: first paint $paint ms, idle $idle ms, peak RSS $peak kB"
 }
+floor_bin=$(dirname "$vell")/bench/bench_dirmodel
 measure "$work/fs/empty" "empty directory"
 base_peak=$peak
+launch=$idle
 measure "$work/fs/big" "$n entries"
+if [ -x "$floor_bin" ]; then
+    "$floor_bin" --floor "$work/fs/big" "$runs" | tee "$work/floor.txt" | head -2
+    floor=$(tail -1 "$work/floor.txt")
+    echo "floor F: $floor ms, launch L: $launch ms"
+    awk -v p="$paint" -v i="$idle" -v l="$launch" -v f="$floor" 'BEGIN {
+        printf "first paint: L + %.2f F (target 0.4), idle: L + %.2f F (target 1.2)\n", (p - l) / f, (i - l) / f }'
+else
+    echo "(no $floor_bin: no floor)"
+fi
 echo "bytes per entry above the empty directory: $(( (peak - base_peak) * 1024 / n ))"
