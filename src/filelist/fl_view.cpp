@@ -1,9 +1,28 @@
 #include "filelist/fl_view.h"
 
 #include <QEvent>
+#include <QPaintEvent>
 #include <QHeaderView>
+#include <QPainter>
 #include <QScrollBar>
+#include <QStyleOptionFocusRect>
+#include <QStyledItemDelegate>
 #include <algorithm>
+
+namespace {
+// Cells draw no focus of their own: the row has it.
+class RowFocusDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        option->state &= ~QStyle::State_HasFocus;
+    }
+};
+}  // namespace
 
 FlView::FlView(QWidget* parent) : QTableView(parent)
 {
@@ -19,7 +38,26 @@ FlView::FlView(QWidget* parent) : QTableView(parent)
     verticalHeader()->setMinimumSectionSize(1);
     horizontalHeader()->setHighlightSections(false);
     horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    setItemDelegate(new RowFocusDelegate(this));
     fit_rows();
+}
+
+void FlView::paintEvent(QPaintEvent* e)
+{
+    QTableView::paintEvent(e);
+    const QModelIndex cur = currentIndex();
+    if (!cur.isValid() || !hasFocus())
+        return;
+    QStyleOptionFocusRect o;
+    o.initFrom(this);
+    o.rect = QRect(0, rowViewportPosition(cur.row()), viewport()->width(), rowHeight(cur.row()));
+    if (!o.rect.intersects(e->rect()))
+        return;
+    const bool selected = selectionModel() && selectionModel()->isRowSelected(cur.row(), rootIndex());
+    o.backgroundColor = palette().color(selected ? QPalette::Highlight : QPalette::Base);
+    o.state |= QStyle::State_KeyboardFocusChange | QStyle::State_HasFocus;
+    QPainter p(viewport());
+    style()->drawPrimitive(QStyle::PE_FrameFocusRect, &o, &p, this);
 }
 
 void FlView::fit_rows()
@@ -33,6 +71,14 @@ void FlView::changeEvent(QEvent* e)
     QTableView::changeEvent(e);
     if (e->type() == QEvent::FontChange || e->type() == QEvent::StyleChange)
         fit_rows();
+}
+
+void FlView::currentChanged(const QModelIndex& current, const QModelIndex& previous)
+{
+    QTableView::currentChanged(current, previous);
+    for (const QModelIndex& i : {previous, current})
+        if (i.isValid())
+            viewport()->update(QRect(0, rowViewportPosition(i.row()), viewport()->width(), rowHeight(i.row())));
 }
 
 QModelIndex FlView::moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers)

@@ -19,6 +19,9 @@ public:
 protected:
     QModelIndex moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) override;
     void changeEvent(QEvent* e) override;
+    // The focus is drawn around the current row, not one of its cells.
+    void paintEvent(QPaintEvent* e) override;
+    void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
 
 private:
     // Rows as high as the font and the icons need, as a list's are.
