@@ -14,5 +14,6 @@ bool dir_hidden_name(const char* name, bool hide_dot);
 FileRecord* dir_take_record(DirListing& l, FileRecord* hand);
 // Entry i of the batch into the record: status, link text, the texts of an
 // unreadable entry, and the name. False, with the name left alone, when the entry
-// is a non-directory that `filespec` (null: all) does not match.
+// is gone since it was listed, or is a non-directory that `filespec` (null: all)
+// does not match.
 bool dir_fill_entry(FileRecord* r, const DirStatBatch& b, std::size_t i, bool answered, const char* filespec);

@@ -153,6 +153,31 @@ TEST(DirRead, MatchesPlainReference)
     }
 }
 
+// An entry that goes or changes type between the listing and its status call shows
+// as a read made after the change shows it: gone, or as what it is now.
+TEST(DirRead, EntriesThatChangeAfterTheListingShowAsAReadAfterTheChange)
+{
+    TmpDir t;
+    for (const char* n : {"keep", "vanish", "becomes_dir"})
+        make_file(t / n, 3);
+    DirReadEnv env;
+    env.stat_fn = [&](int fd, const char* n, struct stat* st, int fl) {
+        if (!std::strcmp(n, "vanish"))
+            ::unlink((t / n).c_str());
+        if (!std::strcmp(n, "becomes_dir") && ::unlink((t / n).c_str()) == 0)
+            ::mkdir((t / n).c_str(), 0755);
+        return ::fstatat(fd, n, st, fl);
+    };
+    DirListing raced, after;
+    ASSERT_EQ(read_dir(raced, t.path(), "*", env), 0);
+    ASSERT_EQ(read_dir(after, t.path()), 0);
+    ASSERT_EQ(names_of(raced), names_of(after));
+    for (int i = 0; i < after.count; ++i) {
+        EXPECT_EQ(raced[i].status.st_mode, after[i].status.st_mode) << after[i].name;
+        EXPECT_EQ(raced[i].flags, after[i].flags) << after[i].name;
+    }
+}
+
 // A patch for the names another program changed ends as a fresh read of the
 // directory would, in every order, and tells the rows it moved so that a view
 // replaying them holds the same names; selection and the current row stay.
