@@ -172,13 +172,9 @@ int dir_patch(DirListing& l, const std::vector<DirChange>& changes, DirCmpFn pri
     Plan plan;
     for (std::size_t i = 0; i < todo.size(); ++i) {
         const bool answered = pool.wait(*batch, i, env.pump_events, last_pump, env.pump_every);
-        const DirStatSlot& s = batch->entries[i];
-        const bool vanished =
-            answered && (s.bits & DIR_SB_LSTAT_FAILED) && (s.err == ENOENT || s.err == ENOTDIR);
         const int o = old_at[i];
+        // dir_fill_entry says no to an entry that is gone or that the filter leaves out.
         if (o < 0) {
-            if (vanished)
-                continue;
             FileRecord* r = dir_take_record(l, nullptr);
             if (dir_fill_entry(r, *batch, i, answered, filespec)) {
                 count_in(l, r, +1);
@@ -190,12 +186,10 @@ int dir_patch(DirListing& l, const std::vector<DirChange>& changes, DirCmpFn pri
         }
         FileRecord* r = l.records[std::size_t(o)];
         count_in(l, r, -1);
-        if (!vanished) {
-            r->flags &= DIR_F_SELECTED | DIR_F_CURRENT;
-            if (r->link)
-                r->link[0] = '\0';
-        }
-        if (vanished || !dir_fill_entry(r, *batch, i, answered, filespec)) {
+        r->flags &= DIR_F_SELECTED | DIR_F_CURRENT;
+        if (r->link)
+            r->link[0] = '\0';
+        if (!dir_fill_entry(r, *batch, i, answered, filespec)) {
             plan.removed.push_back(o);
             plan.spare.push_back(r);
             continue;

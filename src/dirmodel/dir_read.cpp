@@ -371,7 +371,7 @@ bool dir_fill_entry(FileRecord* r, const DirStatBatch& b, std::size_t i, bool an
     const int err = fill_status(r, b, i, answered);
     // Gone between the listing and its status call: a read a moment later would not
     // list it either.
-    if (answered && (b.entries[i].bits & DIR_SB_LSTAT_FAILED) && err == ENOENT)
+    if (answered && (b.entries[i].bits & DIR_SB_LSTAT_FAILED) && (err == ENOENT || err == ENOTDIR))
         return false;
     if (filespec && !S_ISDIR(r->status.st_mode) && es_strcmp(b.name(i), filespec) != 0)
         return false;

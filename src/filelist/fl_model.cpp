@@ -150,13 +150,6 @@ QThreadPool& sniffers()
 }
 }  // namespace
 
-QIcon FlModel::type_icon(const QString& name)
-{
-    // Only the name is asked here: looking into a file is no work for the painting
-    // of a row (a FIFO, a dead mount).
-    return icon_of_type(mime_db().mimeTypeForFile(name, QMimeDatabase::MatchExtension));
-}
-
 QIcon FlModel::file_icon(int i) const
 {
     const FileRecord& r = (*dir_)[i];

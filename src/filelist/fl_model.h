@@ -60,11 +60,10 @@ public:
 
     static const QIcon& image(int which);
     int image_of(const FileRecord& r) const;
-    // A plain file's icon: its type's from the shared MIME database (by name) and
-    // the icon theme, else the program's own. Cached per type.
-    static QIcon type_icon(const QString& name);
-    // Record i's icon as a plain file: its type's by name, else, for a regular file
-    // whose name says nothing, by its contents once the sniffing thread has looked.
+    // Record i's icon as a plain file: its type's from the shared MIME database by
+    // name, else, for a regular file whose name says nothing, by its contents once
+    // the sniffing thread has looked; the icon from the theme, cached per type, else
+    // the program's own.
     QIcon file_icon(int i) const;
     // The text of column `column` (0-based) of a record, as the row format gives it.
     QString cell_text(const FileRecord& r, int column) const;

@@ -107,7 +107,7 @@ struct KeptView {
                     found[k] = i;
         }
         gDir.current = found[0] >= 0 ? found[0] : found[1];
-        if (gDir.current > 0)
+        if (gDir.current >= 0)
             gDir[gDir.current].flags |= DIR_F_CURRENT;
         return gDir.selected > 0 || selected.empty();
     }
