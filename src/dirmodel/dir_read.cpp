@@ -88,42 +88,54 @@ std::shared_ptr<DirStatBatch> read_batch(DIR* d, bool hide_dot)
 }
 
 // The names of the live records, for the duplicate check: open addressing over
-// one array, so the whole table goes back to the system when the read ends.
+// one array of record indexes (plus one; 0 is a free slot), so the whole table
+// goes back to the system when the read ends.
 class NameSet {
 public:
-    // False when a record of the same name is already in.
-    bool insert(const FileRecord* r)
+    explicit NameSet(const DirListing& l) : l_(l) {}
+    // False when a record of the same name is already in. `index` is where the
+    // record named `n` is (or is about to be) in the listing; the records before it
+    // stay where they are.
+    bool insert(std::string_view n, uint32_t index)
     {
         if ((used_ + 1) * 2 > slots_.size())
             rehash(std::max<std::size_t>(1024, slots_.size() * 2));
-        return place(r);
+        return place(n, index);
+    }
+
+    void release()
+    {
+        std::vector<uint32_t>().swap(slots_);
+        used_ = 0;
     }
 
 private:
-    bool place(const FileRecord* r)
+    std::string_view name(uint32_t index) const { return l_.records[index]->name.view(); }
+    bool place(std::string_view n, uint32_t index)
     {
         const std::size_t mask = slots_.size() - 1;
-        for (std::size_t i = std::hash<std::string_view>{}(r->name.view()) & mask;; i = (i + 1) & mask) {
+        for (std::size_t i = std::hash<std::string_view>{}(n) & mask;; i = (i + 1) & mask) {
             if (!slots_[i]) {
-                slots_[i] = r;
+                slots_[i] = index + 1;
                 ++used_;
                 return true;
             }
-            if (slots_[i]->name == r->name)
+            if (name(slots_[i] - 1) == n)
                 return false;
         }
     }
     void rehash(std::size_t n)
     {
-        std::vector<const FileRecord*> old(n, nullptr);
+        std::vector<uint32_t> old(n, 0);
         old.swap(slots_);
         used_ = 0;
-        for (const FileRecord* r : old)
-            if (r)
-                place(r);
+        for (uint32_t s : old)
+            if (s)
+                place(name(s - 1), s - 1);
     }
 
-    std::vector<const FileRecord*> slots_;
+    const DirListing& l_;
+    std::vector<uint32_t> slots_;
     std::size_t used_ = 0;
 };
 
@@ -435,7 +447,7 @@ FileRecord* read_entries(DirListing& l, DIR* dir, DirStatPool& pool, NameSet& se
             if (!dir_fill_entry(r, *b, i, answered, match_all ? nullptr : l.filespec.c_str()))
                 continue;
 
-            if (!seen.insert(r))
+            if (!seen.insert(r->name.view(), static_cast<uint32_t>(l.count)))
                 continue;
 
             append_record(l, r);
@@ -467,6 +479,237 @@ void put_back(DirListing& l, FileRecord* hand)
 
 }  // namespace
 
+namespace {
+
+// --- The read in name order: names first, shown in order, then their status.
+
+// The type bits of st_mode for a d_type; 0 when the stream does not say.
+mode_t mode_of_dtype(unsigned char t)
+{
+    return t == DT_UNKNOWN ? 0 : DTTOIF(t);
+}
+
+void count_records(DirListing& l)
+{
+    l.dirs = 0;
+    l.total_size = 0;
+    for (int i = 0; i < l.count; ++i) {
+        const FileRecord& r = l[i];
+        if (S_ISDIR(r.status.st_mode))
+            ++l.dirs;
+        l.total_size += static_cast<uint64_t>(r.status.st_size);
+    }
+}
+
+// A batch of pending records handed to the status workers: their listing indexes.
+struct InFlight {
+    std::shared_ptr<DirStatBatch> batch;
+    std::vector<uint32_t> at;
+};
+
+// A batch of the records at the listing indexes `next()` gives (-1 at the end), up
+// to kBatchEntries of them; empty at the end.
+template <class Next>
+InFlight make_batch(const DirListing& l, Next&& next)
+{
+    InFlight f{std::make_shared<DirStatBatch>(), {}};
+    f.at.reserve(kBatchEntries);
+    f.batch->offsets.reserve(kBatchEntries);
+    while (f.at.size() < kBatchEntries) {
+        const int64_t i = next();
+        if (i < 0)
+            break;
+        const RecName& n = l[static_cast<int>(i)].name;
+        f.at.push_back(static_cast<uint32_t>(i));
+        f.batch->offsets.push_back(static_cast<uint32_t>(f.batch->names.size()));
+        f.batch->names.append(n.data(), n.size() + 1);
+    }
+    return f;
+}
+
+// Waits for a batch's entries and fills their records. The indexes of records that
+// are not to be listed after all (gone since the listing, or refused by the
+// filespec) go to `drop`. True when a record turned out to be a directory or not,
+// against what the stream said.
+bool harvest(DirListing& l, DirStatPool& pool, InFlight& f, const DirReadEnv& env, std::vector<uint32_t>& drop,
+             std::chrono::steady_clock::time_point& last_pump)
+{
+    const bool match_all = l.filespec.empty() || l.filespec == "*";
+    bool retyped = false;
+    for (std::size_t k = 0; k < f.at.size(); ++k) {
+        const bool answered = pool.wait(*f.batch, k, env.pump_events, last_pump, env.pump_every);
+        FileRecord* r = l.records[f.at[k]];
+        const bool listed_dir = S_ISDIR(r->status.st_mode);
+        r->flags &= ~DIR_F_PENDING;
+        if (!dir_fill_entry(r, *f.batch, k, answered, match_all ? nullptr : l.filespec.c_str()))
+            drop.push_back(f.at[k]);
+        else if (S_ISDIR(r->status.st_mode) != listed_dir)
+            retyped = true;
+    }
+    return retyped;
+}
+
+// Lists the stream's names as pending records, with the type the stream gives. A
+// non-directory the filespec does not take is left out at once. A link, or an
+// entry of no given type, goes to `ask_first`: its status decides its place and
+// whether it is listed at all. Meanwhile `early` (a worker on a core the listing
+// leaves free) fills what it keeps up with; the rest waits for the names' order.
+void list_names(DirListing& l, DIR* dir, DirStatPool& early, const DirReadEnv& env, std::vector<uint32_t>& ask_first,
+                std::vector<uint32_t>& drop)
+{
+    using clock = std::chrono::steady_clock;
+    const bool match_all = l.filespec.empty() || l.filespec == "*";
+    auto last_pump = clock::now();
+    std::deque<InFlight> ahead;
+    int handed = 0;  // records [0, handed) went to `early` or were passed over
+    auto hand_over = [&] {
+        if (ahead.size() >= 2) {
+            handed = l.count;  // it is behind: these wait for the order
+            return;
+        }
+        int i = handed;
+        InFlight f = make_batch(l, [&]() -> int64_t { return i < l.count ? i++ : -1; });
+        handed = l.count;
+        early.submit(f.batch);
+        ahead.push_back(std::move(f));
+    };
+    while (const struct dirent* e = ::readdir(dir)) {
+        if (dir_hidden_name(e->d_name, env.hide_dot))
+            continue;
+        const unsigned char t = e->d_type;
+        const bool typed = t != DT_UNKNOWN && t != DT_LNK;
+        if (!match_all && typed && t != DT_DIR && es_strcmp(e->d_name, l.filespec.c_str()) != 0)
+            continue;
+        FileRecord* r = dir_take_record(l, nullptr);
+        r->name.assign(e->d_name);
+        r->status = FileStatus{};
+        r->status.st_mode = mode_of_dtype(t);
+        r->flags = DIR_F_PENDING;
+        if (!typed)
+            ask_first.push_back(static_cast<uint32_t>(l.count));
+        append_record(l, r);
+        if (l.count - handed < static_cast<int>(kBatchEntries))
+            continue;
+        while (!ahead.empty() && early.ready(*ahead.front().batch, ahead.front().at.size() - 1)) {
+            harvest(l, early, ahead.front(), env, drop, last_pump);
+            ahead.pop_front();
+        }
+        hand_over();
+        if (env.pump_events && clock::now() - last_pump >= env.pump_every) {
+            env.pump_events();
+            last_pump = clock::now();
+        }
+    }
+    for (InFlight& f : ahead)
+        harvest(l, early, f, env, drop, last_pump);
+}
+
+// Asks the status of the pending records at the listing indexes `next()` gives (in
+// ascending order, -1 at the end), a few batches ahead of this thread, and fills
+// them in; see harvest.
+template <class Next>
+bool fill_pending(DirListing& l, DirStatPool& pool, const DirReadEnv& env, Next next, std::vector<uint32_t>& drop)
+{
+    std::deque<InFlight> ahead;
+    bool at_end = false;
+    bool retyped = false;
+    auto last_pump = std::chrono::steady_clock::now();
+    auto fill_ahead = [&] {
+        while (!at_end && ahead.size() < kBatchesAhead) {
+            InFlight f = make_batch(l, next);
+            if (f.at.size() < kBatchEntries)
+                at_end = true;
+            if (f.at.empty())
+                break;
+            pool.submit(f.batch);
+            ahead.push_back(std::move(f));
+        }
+    };
+    fill_ahead();
+    while (!ahead.empty()) {
+        InFlight f = std::move(ahead.front());
+        ahead.pop_front();
+        fill_ahead();
+        retyped |= harvest(l, pool, f, env, drop, last_pump);
+    }
+    return retyped;
+}
+
+// Takes the records at the ascending indexes `at` out of the live ones, keeping the
+// order of the rest; they become spares.
+void drop_records(DirListing& l, std::vector<uint32_t>& at)
+{
+    if (at.empty())
+        return;
+    std::vector<FileRecord*> dropped;
+    dropped.reserve(at.size());
+    std::size_t k = 0;
+    int kept = 0;
+    for (int i = 0; i < l.count; ++i) {
+        FileRecord* r = l.records[static_cast<std::size_t>(i)];
+        if (k < at.size() && at[k] == static_cast<uint32_t>(i)) {
+            dropped.push_back(r);
+            ++k;
+        } else {
+            l.records[static_cast<std::size_t>(kept++)] = r;
+        }
+    }
+    for (int s = 0; s < l.spare; ++s)
+        l.records[static_cast<std::size_t>(kept + s)] = l.records[static_cast<std::size_t>(l.count + s)];
+    for (std::size_t d = 0; d < dropped.size(); ++d)
+        l.records[static_cast<std::size_t>(kept + l.spare) + d] = dropped[d];
+    l.spare += static_cast<int32_t>(dropped.size());
+    l.count = kept;
+    at.clear();
+}
+
+// The read when the order is by name: the names are listed and sorted first and
+// handed to env.listed, then the status calls fill the records in the order shown,
+// from the top.
+void read_names_first(DirListing& l, DIR* dir, DirStatPool& pool, DirCmpFn primary, int ascending,
+                      const DirReadEnv& env)
+{
+    std::vector<uint32_t> first, drop;
+    {
+        const unsigned cores = std::thread::hardware_concurrency();
+        DirStatPool early(::dirfd(dir), env.stat_fn, cores > 2 ? int(cores) - 1 : 1, env.stat_timeout);
+        list_names(l, dir, early, env, first, drop);
+    }
+
+    std::size_t f = 0;
+    fill_pending(l, pool, env, [&]() -> int64_t {
+        while (f < first.size() && !(l[static_cast<int>(first[f])].flags & DIR_F_PENDING))
+            ++f;
+        return f < first.size() ? int64_t{first[f++]} : -1;
+    }, drop);
+    std::vector<uint32_t>().swap(first);
+    std::sort(drop.begin(), drop.end());
+    drop_records(l, drop);
+
+    dir_sort(l, primary, ascending, env.folders_first);
+    // A name the stream gave twice (renamed while it was read): the sort put the two
+    // side by side.
+    for (int i = 1; i < l.count; ++i)
+        if (l[i].name == l[i - 1].name)
+            drop.push_back(static_cast<uint32_t>(i));
+    drop_records(l, drop);
+    count_records(l);
+    env.listed();
+
+    int i = 0;
+    const bool retyped = fill_pending(l, pool, env, [&]() -> int64_t {
+        while (i < l.count && !(l[i].flags & DIR_F_PENDING))
+            ++i;
+        return i < l.count ? i++ : -1;
+    }, drop);
+    drop_records(l, drop);
+    if (retyped && env.folders_first)
+        dir_sort(l, primary, ascending, env.folders_first);
+    count_records(l);
+}
+
+}  // namespace
+
 int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& env)
 {
     if (env.show_status)
@@ -485,14 +728,16 @@ int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& e
     const int threads = env.stat_threads > 0 ? env.stat_threads : default_threads();
     DirStatPool pool(::dirfd(dir.get()), env.stat_fn, threads, env.stat_timeout);
 
-    NameSet seen;
-    FileRecord* hand = read_entries(l, dir.get(), pool, seen, env);
-
-    dir.reset();
-    put_back(l, hand);
-
-    seen = NameSet();  // its table goes before the sort's
-    dir_sort(l, primary, ascending, env.folders_first);
+    if (env.listed && primary == dir_cmp_name) {
+        read_names_first(l, dir.get(), pool, primary, ascending, env);
+    } else {
+        NameSet seen(l);
+        FileRecord* hand = read_entries(l, dir.get(), pool, seen, env);
+        dir.reset();
+        put_back(l, hand);
+        seen.release();  // its table goes before the sort's
+        dir_sort(l, primary, ascending, env.folders_first);
+    }
 
     if (env.timer_trigger)
         env.timer_trigger();

@@ -30,6 +30,14 @@ struct DirReadEnv {
     std::function<void()> timer_trigger;
     std::function<void()> timer_detach;
 
+    // Set: a read in name order lists and sorts the names first and calls this
+    // once, before the status calls are made; the records are then in their final
+    // order (but for entries found gone or of another type by their status call),
+    // and those flagged DIR_F_PENDING have a name and the type the directory gave,
+    // nothing else yet. The reader then fills them in the order shown, pumping
+    // events as it goes.
+    std::function<void()> listed;
+
     // A status call not back within this time marks its entry as timed out.
     std::chrono::milliseconds stat_timeout{10000};
     // The status call (null: fstatat), made on the status workers, several at once,

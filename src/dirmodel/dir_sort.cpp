@@ -115,25 +115,25 @@ namespace {
 // the rest by bytes), so the algorithm is part of the result: this one keeps every
 // listing's order as it was.
 
-// Merges the sorted runs b[0, n1) and b[n1, n1 + n2) through tmp.
+// Merges the sorted runs b[0, n1) and b[n1, n1 + n2), n1 <= n2, through tmp, which
+// holds the left run only: the merge fills b from the front and never overtakes
+// the right run's next element.
 template <class T, class Cmp>
 void merge(T* b, T* tmp, std::size_t n1, std::size_t n2, const Cmp& cmp)
 {
-    const std::size_t n = n1 + n2;
-    T* b1 = b;
-    T* b2 = b + n1;
-    T* t = tmp;
-    while (n1 > 0 && n2 > 0) {
-        if (cmp(*b1, *b2) <= 0) {
-            *t++ = *b1++;
-            --n1;
-        } else {
-            *t++ = *b2++;
-            --n2;
-        }
+    std::copy(b, b + n1, tmp);
+    const T* l = tmp;
+    const T* const l_end = tmp + n1;
+    T* r = b + n1;
+    T* const r_end = r + n2;
+    T* out = b;
+    while (l != l_end && r != r_end) {
+        if (cmp(*l, *r) <= 0)
+            *out++ = *l++;
+        else
+            *out++ = *r++;
     }
-    std::copy(b1, b1 + n1, t);
-    std::copy(tmp, tmp + (n - n2), b);
+    std::copy(l, l_end, out);
 }
 
 template <class T, class Cmp>
@@ -148,19 +148,21 @@ void msort(T* b, T* tmp, std::size_t n, const Cmp& cmp)
 }
 
 // Both halves at once on two threads where there are two cores; the result is
-// the same as one thread's, since each half is sorted and merged as before.
+// the same as one thread's, since each half is sorted and merged as before. The
+// buffer is half the elements: a million of them are sorted at once.
 template <class T, class Cmp>
 void msort_top(T* b, std::size_t n, const Cmp& cmp, bool may_split)
 {
     if (n <= 1)
         return;
-    std::unique_ptr<T[]> tmp(new T[n]);
     const std::size_t n1 = n / 2;
+    const std::size_t left_room = (n1 + 1) / 2;
+    std::unique_ptr<T[]> tmp(new T[left_room + (n - n1 + 1) / 2 + 1]);
     bool split = false;
     if (may_split && n >= 32768 && std::thread::hardware_concurrency() >= 2) {
         try {
             std::thread left([&] { msort(b, tmp.get(), n1, cmp); });
-            msort(b + n1, tmp.get() + n1, n - n1, cmp);
+            msort(b + n1, tmp.get() + left_room, n - n1, cmp);
             left.join();
             split = true;
         } catch (const std::system_error&) {
@@ -174,17 +176,20 @@ void msort_top(T* b, std::size_t n, const Cmp& cmp, bool may_split)
 }
 
 // The name order without chasing every record: the first eight bytes of the name
-// as one big-endian number, and three bits in the pointer's spare low bits.
+// as one big-endian number, then the record's index and three bits. Twelve bytes,
+// since a million are made at once.
+#pragma pack(push, 4)
 struct NameKey {
     uint64_t prefix;
-    uintptr_t tagged;
+    uint32_t tagged;  // index << 3 | bits
 
-    static constexpr uintptr_t kDigits = 1, kDir = 2, kShort = 4, kBits = 7;
-    const FileRecord* record() const { return reinterpret_cast<const FileRecord*>(tagged & ~kBits); }
+    static constexpr uint32_t kDigits = 1, kDir = 2, kShort = 4, kBits = 7;
+    uint32_t index() const { return tagged >> 3; }
 };
-static_assert(alignof(FileRecord) >= 8);
+#pragma pack(pop)
+static_assert(sizeof(NameKey) == 12);
 
-NameKey name_key(const FileRecord* r)
+NameKey name_key(const FileRecord* r, uint32_t index)
 {
     const std::size_t len = r->name.size();
     unsigned char bytes[8] = {};
@@ -192,18 +197,19 @@ NameKey name_key(const FileRecord* r)
     uint64_t prefix = 0;
     for (unsigned char c : bytes)
         prefix = prefix << 8 | c;
-    uintptr_t bits = 0;
+    uint32_t bits = 0;
     if (all_digits_fast(r->name))
         bits |= NameKey::kDigits;
     if (S_ISDIR(r->status.st_mode))
         bits |= NameKey::kDir;
     if (len < 8)
         bits |= NameKey::kShort;
-    return {prefix, reinterpret_cast<uintptr_t>(r) | bits};
+    return {prefix, index << 3 | bits};
 }
 
 // dir_cmp_name on keys, then the direction; directories first regardless of it.
 struct NameKeyCmp {
+    FileRecord* const* recs;
     bool folders_first;
     int direction;
 
@@ -216,17 +222,39 @@ struct NameKeyCmp {
         }
         int r;
         if (a.tagged & b.tagged & NameKey::kDigits) {
-            r = dir_cmp_name(a.record(), b.record());
+            r = dir_cmp_name(recs[a.index()], recs[b.index()]);
         } else if (a.prefix != b.prefix) {
             r = a.prefix < b.prefix ? -1 : 1;
         } else if (a.tagged & NameKey::kShort) {
             r = 0;  // the terminator is inside the prefix: the names are equal
         } else {
-            r = std::strcmp(a.record()->name.c_str() + 8, b.record()->name.c_str() + 8);
+            r = std::strcmp(recs[a.index()]->name.c_str() + 8, recs[b.index()]->name.c_str() + 8);
         }
         return static_cast<int>(static_cast<unsigned>(r) * static_cast<unsigned>(direction));
     }
 };
+
+// recs[i] = recs[keys[i].index()] for every i, following the permutation's cycles
+// instead of copying the array; each key is pointed at itself once its slot is set.
+void permute(FileRecord** recs, NameKey* keys, std::size_t n)
+{
+    for (std::size_t i = 0; i < n; ++i) {
+        if (keys[i].index() == i)
+            continue;
+        FileRecord* first = recs[i];
+        std::size_t j = i;
+        for (;;) {
+            const std::size_t from = keys[j].index();
+            keys[j].tagged = static_cast<uint32_t>(j) << 3;
+            if (from == i) {
+                recs[j] = first;
+                break;
+            }
+            recs[j] = recs[from];
+            j = from;
+        }
+    }
+}
 
 }  // namespace
 
@@ -245,16 +273,15 @@ void dir_sort(DirListing& listing, DirCmpFn primary, int ascending, bool folders
     dir_sort_set(primary, ascending, folders_first);
     const auto n = static_cast<std::size_t>(listing.count);
     FileRecord** recs = listing.records.data();
-    if (primary != dir_cmp_name) {
+    if (primary != dir_cmp_name || n >= (std::size_t(1) << 29)) {  // past what a key's index holds
         msort_top(recs, n, [](FileRecord* a, FileRecord* b) { return _qsort_cmp(&a, &b); }, false);
         return;
     }
     std::unique_ptr<NameKey[]> keys(new NameKey[n]);
     for (std::size_t i = 0; i < n; ++i)
-        keys[i] = name_key(recs[i]);
-    msort_top(keys.get(), n, NameKeyCmp{folders_first, s_sort_direction}, true);
-    for (std::size_t i = 0; i < n; ++i)
-        recs[i] = const_cast<FileRecord*>(keys[i].record());
+        keys[i] = name_key(recs[i], static_cast<uint32_t>(i));
+    msort_top(keys.get(), n, NameKeyCmp{recs, folders_first, s_sort_direction}, true);
+    permute(recs, keys.get(), n);
 }
 
 void dir_get_permissions(mode_t mode, char* out, int which)

@@ -222,6 +222,11 @@ void DirStatPool::submit(const std::shared_ptr<DirStatBatch>& batch)
     job_->work_cv.notify_all();
 }
 
+bool DirStatPool::ready(const DirStatBatch& batch, std::size_t i) const
+{
+    return !inline_ && batch.entries[i].state.load(std::memory_order_acquire) == kDone;
+}
+
 bool DirStatPool::wait(DirStatBatch& batch, std::size_t i, const std::function<void()>& pump,
                        std::chrono::steady_clock::time_point& last_pump,
                        std::chrono::milliseconds pump_every)

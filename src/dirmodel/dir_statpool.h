@@ -63,6 +63,9 @@ public:
     bool wait(DirStatBatch& batch, std::size_t i, const std::function<void()>& pump,
               std::chrono::steady_clock::time_point& last_pump, std::chrono::milliseconds pump_every);
 
+    // True when entry i's result is in its slot already; never waits.
+    bool ready(const DirStatBatch& batch, std::size_t i) const;
+
 private:
     bool may_start() const;
     bool spawn_worker();

@@ -18,6 +18,7 @@ inline constexpr uint32_t DIR_F_CURRENT = 0x01;
 inline constexpr uint32_t DIR_F_SELECTED = 0x02;
 inline constexpr uint32_t DIR_F_LINK = 0x04;        // `link` holds the link column's text
 inline constexpr uint32_t DIR_F_UNREADABLE = 0x10;
+inline constexpr uint32_t DIR_F_PENDING = 0x20;     // status not read yet: name and type only
 
 // The part of a file's status the program reads. `st_mtim` keeps the seconds only,
 // but under the C library's spelling, so st_mtime works on it as on a struct stat.

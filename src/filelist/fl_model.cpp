@@ -207,6 +207,8 @@ int FlModel::image_of(const FileRecord& r) const
 QString FlModel::cell_text(const FileRecord& r, int column) const
 {
     char buf[128];
+    if (column != 0 && (r.flags & DIR_F_PENDING))
+        return {};  // its status is on the way
     switch (column) {
     case 0:
         return decoded(r.name.c_str());

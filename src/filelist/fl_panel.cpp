@@ -7,6 +7,7 @@
 #include <QMainWindow>
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLoggingCategory>
@@ -352,9 +353,36 @@ void fl_refresh()
             if (!keeping)
                 set_status(sStatus1, QString::fromUtf8(text));
         };
-        env.pump_events = [keeping] {
+        // A read in name order shows the names as soon as they are in order, then
+        // fills the other columns as their status calls come back.
+        bool shown = false;
+        QElapsedTimer since_paint;
+        env.pump_events = [keeping, &shown, &since_paint] {
+            if (shown && since_paint.hasExpired(100)) {
+                sList->viewport()->repaint();
+                since_paint.restart();
+            }
             QApplication::processEvents(keeping ? QEventLoop::ExcludeUserInputEvents : QEventLoop::AllEvents);
+            // What was drawn goes to the display only when the event loop would
+            // block, which it does not while the read goes on.
+            QGuiApplication::sync();
         };
+        if (!keeping) {
+            env.listed = [&shown, &since_paint] {
+                const bool parent_row =
+                    (gOptions & FL_OPT_PARENT_ROW) && !gDir.path.empty() && gDir.path != "/";
+                sModel->rebuild(parent_row);
+                sList->scrollToTop();
+                // The first directory is read with the window's drawing held.
+                if (QWidget* w = sList->window(); !w->updatesEnabled())
+                    w->setUpdatesEnabled(true);
+                shown = true;
+                since_paint.start();
+                QApplication::processEvents(QEventLoop::AllEvents);
+                sList->window()->repaint();
+                QGuiApplication::sync();
+            };
+        }
         env.timer_attach = [](int ms) {
             if (sStatus2)
                 wtimer_attach(sStatus2, ms, progress_tick, nullptr);

@@ -102,7 +102,9 @@ TEST(DirRead, NamesThatAreNotUtf8StayBytes)
     EXPECT_EQ(find_record(l, broken)->status.st_size, 6);
 }
 
-// Many batches through the status workers against a plain readdir + stat + fnmatch.
+// Many batches through the status workers against a plain readdir + stat + fnmatch,
+// read both ways: each entry filled as it is listed, and names first (shown in their
+// final order before their status is in).
 TEST(DirRead, MatchesPlainReference)
 {
     TmpDir t;
@@ -112,44 +114,60 @@ TEST(DirRead, MatchesPlainReference)
         if (const int kind = rng() % 5; kind == 0)
             ::mkdir((t / n).c_str(), 0755);
         else if (kind == 1)
-            (void)::symlink(rng() % 2 ? "e1.c" : "nowhere", (t / n).c_str());
+            (void)::symlink(rng() % 2 ? "e1.c" : (rng() % 2 ? "." : "nowhere"), (t / n).c_str());
         else
             make_file(t / n, rng() % 5000);
     }
     // Each record shows its own entry's link flags and text, also right after an
     // entry the filter left out.
     using Shown = std::tuple<int64_t, uint32_t, std::string>;
-    for (const char* filter : {"*.c"}) {
-        std::map<std::string, Shown> want, got;
-        for (const std::string& n : stream_order(t.path())) {
-            struct stat st {};
-            uint32_t flags = 0;
-            char link[1024] = {};
-            if (::lstat((t / n).c_str(), &st) == 0 && S_ISLNK(st.st_mode)) {
-                flags = DIR_F_LINK;
-                (void)::readlink((t / n).c_str(), link, sizeof link - 1);
-            }
-            if (::stat((t / n).c_str(), &st) != 0) {
-                ::lstat((t / n).c_str(), &st);
-                flags |= DIR_F_UNREADABLE;
-            }
-            if (S_ISDIR(st.st_mode) || fnmatch(filter, n.c_str(), 0) == 0)
-                want[n] = {st.st_size, flags, link};
+    const char* filter = "*.c";
+    std::map<std::string, Shown> want;
+    for (const std::string& n : stream_order(t.path())) {
+        struct stat st {};
+        uint32_t flags = 0;
+        char link[1024] = {};
+        if (::lstat((t / n).c_str(), &st) == 0 && S_ISLNK(st.st_mode)) {
+            flags = DIR_F_LINK;
+            (void)::readlink((t / n).c_str(), link, sizeof link - 1);
         }
-        DirListing l;
-        DirReadEnv env;
-        env.stat_threads = 3;
-        ASSERT_EQ(read_dir(l, t.path(), filter, env), 0);
-        uint64_t total = 0;
-        for (int i = 0; i < l.count; ++i) {
-            got[l[i].name] = {l[i].status.st_size, l[i].flags, l[i].link_text()};
-            total += static_cast<uint64_t>(l[i].status.st_size);
-            if (i) {
-                EXPECT_LE(dir_cmp_name(&l[i - 1], &l[i]), 0);
+        if (::stat((t / n).c_str(), &st) != 0) {
+            ::lstat((t / n).c_str(), &st);
+            flags |= DIR_F_UNREADABLE;
+        }
+        if (S_ISDIR(st.st_mode) || fnmatch(filter, n.c_str(), 0) == 0)
+            want[n] = {st.st_size, flags, link};
+    }
+    for (bool folders_first : {false, true}) {
+        std::vector<std::string> order;
+        for (bool names_first : {false, true}) {
+            SCOPED_TRACE(testing::Message() << "folders first " << folders_first << ", names first " << names_first);
+            DirListing l;
+            DirReadEnv env;
+            env.stat_threads = 3;
+            env.folders_first = folders_first;
+            std::vector<std::string> listed;
+            if (names_first)
+                env.listed = [&] { listed = names_of(l); };
+            ASSERT_EQ(read_dir(l, t.path(), filter, env), 0);
+            std::map<std::string, Shown> got;
+            uint64_t total = 0;
+            int dirs = 0;
+            for (int i = 0; i < l.count; ++i) {
+                got[l[i].name] = {l[i].status.st_size, l[i].flags, l[i].link_text()};
+                total += static_cast<uint64_t>(l[i].status.st_size);
+                dirs += S_ISDIR(l[i].status.st_mode) ? 1 : 0;
+            }
+            EXPECT_EQ(got, want);
+            EXPECT_EQ(l.total_size, total);
+            EXPECT_EQ(l.dirs, dirs);
+            if (names_first) {
+                EXPECT_EQ(names_of(l), order);
+                EXPECT_EQ(listed, order);
+            } else {
+                order = names_of(l);
             }
         }
-        EXPECT_EQ(got, want) << filter;
-        EXPECT_EQ(l.total_size, total);
     }
 }
 
@@ -158,23 +176,35 @@ TEST(DirRead, MatchesPlainReference)
 TEST(DirRead, EntriesThatChangeAfterTheListingShowAsAReadAfterTheChange)
 {
     TmpDir t;
-    for (const char* n : {"keep", "vanish", "becomes_dir"})
+    for (const char* n : {"keep", "vanish", "then_a_dir"})
         make_file(t / n, 3);
     DirReadEnv env;
     env.stat_fn = [&](int fd, const char* n, struct stat* st, int fl) {
         if (!std::strcmp(n, "vanish"))
             ::unlink((t / n).c_str());
-        if (!std::strcmp(n, "becomes_dir") && ::unlink((t / n).c_str()) == 0)
+        if (!std::strcmp(n, "then_a_dir") && ::unlink((t / n).c_str()) == 0)
             ::mkdir((t / n).c_str(), 0755);
         return ::fstatat(fd, n, st, fl);
     };
-    DirListing raced, after;
-    ASSERT_EQ(read_dir(raced, t.path(), "*", env), 0);
-    ASSERT_EQ(read_dir(after, t.path()), 0);
-    ASSERT_EQ(names_of(raced), names_of(after));
-    for (int i = 0; i < after.count; ++i) {
-        EXPECT_EQ(raced[i].status.st_mode, after[i].status.st_mode) << after[i].name;
-        EXPECT_EQ(raced[i].flags, after[i].flags) << after[i].name;
+    for (bool names_first : {false, true}) {
+        for (const char* n : {"vanish", "then_a_dir"}) {
+            ::rmdir((t / n).c_str());
+            make_file(t / n, 3);
+        }
+        env.folders_first = names_first;
+        if (names_first)
+            env.listed = [] {};
+        DirListing raced, after;
+        ASSERT_EQ(read_dir(raced, t.path(), "*", env), 0);
+        DirReadEnv plain;
+        plain.folders_first = env.folders_first;
+        ASSERT_EQ(read_dir(after, t.path(), "*", plain), 0);
+        ASSERT_EQ(names_of(raced), names_of(after));
+        for (int i = 0; i < after.count; ++i) {
+            EXPECT_EQ(raced[i].status.st_mode, after[i].status.st_mode) << after[i].name;
+            EXPECT_EQ(raced[i].flags, after[i].flags) << after[i].name;
+        }
+        EXPECT_EQ(raced.dirs, 1);
     }
 }
 
