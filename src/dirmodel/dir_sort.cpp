@@ -2,6 +2,8 @@
 #include "dirmodel/dir_sort.h"
 
 #include <algorithm>
+#include <string>
+#include <utility>
 #include <cstdio>
 #include <memory>
 #include <system_error>
@@ -234,18 +236,20 @@ struct NameKeyCmp {
     }
 };
 
-// recs[i] = recs[keys[i].index()] for every i, following the permutation's cycles
-// instead of copying the array; each key is pointed at itself once its slot is set.
-void permute(FileRecord** recs, NameKey* keys, std::size_t n)
+// recs[i] = recs[index of keys[i]] for every i, the index being the key's tag
+// shifted right by `shift`: by the permutation's cycles instead of a copy of the
+// array, each key pointed at itself once its slot is set.
+template <class Key>
+void permute(FileRecord** recs, Key* keys, std::size_t n, int shift)
 {
     for (std::size_t i = 0; i < n; ++i) {
-        if (keys[i].index() == i)
+        if ((keys[i].tagged >> shift) == i)
             continue;
         FileRecord* first = recs[i];
         std::size_t j = i;
         for (;;) {
-            const std::size_t from = keys[j].index();
-            keys[j].tagged = static_cast<uint32_t>(j) << 3;
+            const std::size_t from = keys[j].tagged >> shift;
+            keys[j].tagged = static_cast<uint32_t>(j) << shift;
             if (from == i) {
                 recs[j] = first;
                 break;
@@ -254,6 +258,148 @@ void permute(FileRecord** recs, NameKey* keys, std::size_t n)
             j = from;
         }
     }
+}
+
+}  // namespace
+
+namespace {
+
+// The order of one column's values without chasing records: the value as a number
+// and the record's index with its directory bit. Only the column is compared; the
+// names' order comes from the order the keys start in (the sort is stable).
+#pragma pack(push, 4)
+struct ValueKey {
+    uint64_t value;
+    uint32_t tagged;  // index << 1 | is a directory
+};
+#pragma pack(pop)
+
+struct ValueKeyCmp {
+    bool folders_first;
+    int direction;
+    bool date;  // dates compare as dir_cmp_date does: by the difference as 32 bits
+
+    int operator()(const ValueKey& a, const ValueKey& b) const
+    {
+        if (folders_first) {
+            const bool da = a.tagged & 1, db = b.tagged & 1;
+            if (da != db)
+                return da ? -1 : 1;
+        }
+        int r;
+        if (date)
+            r = static_cast<int32_t>(static_cast<uint32_t>(a.value) - static_cast<uint32_t>(b.value));
+        else
+            r = a.value < b.value ? -1 : a.value > b.value ? 1 : 0;
+        return static_cast<int>(static_cast<unsigned>(r > 0) - static_cast<unsigned>(r < 0)) * direction;
+    }
+};
+
+// Each owner's (or group's) place among their names in byte order: equal names
+// share a place. Few distinct ids in any directory, so a small sorted table; empty
+// when there are too many.
+template <class NameOf>
+std::vector<std::pair<uint32_t, uint32_t>> name_ranks(FileRecord* const* recs, std::size_t n, NameOf name_of)
+{
+    std::vector<uint32_t> ids{name_of.id(recs[0])};
+    for (std::size_t i = 1; i < n; ++i) {
+        const uint32_t id = name_of.id(recs[i]);
+        if (id == ids.back())
+            continue;  // runs of one owner are the rule
+        if (std::find(ids.begin(), ids.end(), id) == ids.end()) {
+            ids.push_back(id);
+            if (ids.size() > 64)
+                return {};  // too many to rank cheaply
+        }
+    }
+    std::vector<std::pair<std::string, uint32_t>> named;
+    for (uint32_t id : ids) {
+        char buf[16];
+        name_of.name(id, buf);
+        named.emplace_back(buf, id);
+    }
+    std::sort(named.begin(), named.end());
+    std::vector<std::pair<uint32_t, uint32_t>> rank;  // id, place
+    uint32_t place = 0;
+    for (std::size_t k = 0; k < named.size(); ++k) {
+        if (k && named[k].first != named[k - 1].first)
+            ++place;
+        rank.emplace_back(named[k].second, place);
+    }
+    std::sort(rank.begin(), rank.end());
+    return rank;
+}
+
+struct UserOf {
+    static uint32_t id(const FileRecord* r) { return static_cast<uint32_t>(r->status.st_uid); }
+    static void name(uint32_t id, char* out) { dir_get_username(static_cast<uid_t>(id), out); }
+};
+struct GroupOf {
+    static uint32_t id(const FileRecord* r) { return static_cast<uint32_t>(r->status.st_gid); }
+    static void name(uint32_t id, char* out) { dir_get_groupname(static_cast<gid_t>(id), out); }
+};
+
+// True when records[0, n) are in the order dir_sort by name would leave them.
+bool in_name_order(FileRecord* const* recs, std::size_t n)
+{
+    for (std::size_t i = 1; i < n; ++i)
+        if (_qsort_cmp(&recs[i - 1], &recs[i]) > 0)
+            return false;
+    return true;
+}
+
+void sort_by_name(FileRecord** recs, std::size_t n, bool folders_first)
+{
+    std::unique_ptr<NameKey[]> keys(new NameKey[n]);
+    for (std::size_t i = 0; i < n; ++i)
+        keys[i] = name_key(recs[i], static_cast<uint32_t>(i));
+    msort_top(keys.get(), n, NameKeyCmp{recs, folders_first, s_sort_direction}, true);
+    permute(recs, keys.get(), n, 3);
+}
+
+// Sorts by a column whose values are numbers (size, date, permissions) or that rank
+// as numbers (owner, group): first by name in the same direction, unless the
+// records are in that order already, then stably by the column's value alone. The
+// same order as the comparison of the column then the name, without a record read
+// per comparison. False, with nothing done, for a column this cannot take.
+bool sort_by_value(FileRecord** recs, std::size_t n, DirCmpFn primary, bool folders_first)
+{
+    std::vector<std::pair<uint32_t, uint32_t>> rank;
+    if (primary == dir_cmp_user || primary == dir_cmp_group) {
+        rank = primary == dir_cmp_user ? name_ranks(recs, n, UserOf{}) : name_ranks(recs, n, GroupOf{});
+        if (rank.empty())
+            return false;
+    } else if (primary != dir_cmp_size && primary != dir_cmp_date && primary != dir_cmp_permissions) {
+        return false;
+    }
+    // The names' order in this direction, then the column's.
+    const DirCmpFn column = s_primary_cmp;
+    s_primary_cmp = dir_cmp_name;
+    s_secondary_cmp = nullptr;
+    if (!in_name_order(recs, n))
+        sort_by_name(recs, n, folders_first);
+    s_primary_cmp = column;
+    s_secondary_cmp = dir_cmp_name;
+
+    std::unique_ptr<ValueKey[]> keys(new ValueKey[n]);
+    for (std::size_t i = 0; i < n; ++i) {
+        const FileStatus& st = recs[i]->status;
+        uint64_t v;
+        if (primary == dir_cmp_size)  // the larger first
+            v = ~(static_cast<uint64_t>(st.st_size) ^ (uint64_t(1) << 63));
+        else if (primary == dir_cmp_date)
+            v = static_cast<uint32_t>(st.st_mtime);
+        else if (primary == dir_cmp_permissions)
+            v = static_cast<uint64_t>(st.st_mode);
+        else {
+            const uint32_t id = primary == dir_cmp_user ? UserOf::id(recs[i]) : GroupOf::id(recs[i]);
+            v = std::lower_bound(rank.begin(), rank.end(), std::make_pair(id, uint32_t(0)))->second;
+        }
+        keys[i] = {v, static_cast<uint32_t>(i) << 1 | (S_ISDIR(st.st_mode) ? 1u : 0u)};
+    }
+    msort_top(keys.get(), n, ValueKeyCmp{folders_first, s_sort_direction, primary == dir_cmp_date}, true);
+    permute(recs, keys.get(), n, 1);
+    return true;
 }
 
 }  // namespace
@@ -273,15 +419,14 @@ void dir_sort(DirListing& listing, DirCmpFn primary, int ascending, bool folders
     dir_sort_set(primary, ascending, folders_first);
     const auto n = static_cast<std::size_t>(listing.count);
     FileRecord** recs = listing.records.data();
-    if (primary != dir_cmp_name || n >= (std::size_t(1) << 29)) {  // past what a key's index holds
+    if (n >= (std::size_t(1) << 29)) {  // past what a key's index holds
         msort_top(recs, n, [](FileRecord* a, FileRecord* b) { return _qsort_cmp(&a, &b); }, false);
         return;
     }
-    std::unique_ptr<NameKey[]> keys(new NameKey[n]);
-    for (std::size_t i = 0; i < n; ++i)
-        keys[i] = name_key(recs[i], static_cast<uint32_t>(i));
-    msort_top(keys.get(), n, NameKeyCmp{recs, folders_first, s_sort_direction}, true);
-    permute(recs, keys.get(), n);
+    if (primary == dir_cmp_name)
+        sort_by_name(recs, n, folders_first);
+    else if (!sort_by_value(recs, n, primary, folders_first))
+        msort_top(recs, n, [](FileRecord* a, FileRecord* b) { return _qsort_cmp(&a, &b); }, false);
 }
 
 void dir_get_permissions(mode_t mode, char* out, int which)

@@ -36,6 +36,7 @@ struct RecDef {
     std::string name;
     int64_t size;
     mode_t mode;
+    time_t mtime = 0;
 };
 
 // A listing owning its records, sorted and read back as names.
@@ -43,8 +44,10 @@ struct Listing {
     DirListing l;
     explicit Listing(const std::vector<RecDef>& defs)
     {
-        for (const auto& x : defs)
+        for (const auto& x : defs) {
             l.records.push_back(new FileRecord(rec(x.name, x.size, x.mode)));
+            l.records.back()->status.st_mtim.tv_sec = x.mtime;
+        }
         l.count = l.capacity = static_cast<int>(defs.size());
     }
     std::vector<std::string> sorted(DirCmpFn f, int asc, bool folders = false)
@@ -107,16 +110,17 @@ TEST(DirSort, MatchesReferenceOverGeneratedListings)
             for (int k = 0, len = 1 + int(rng() % (round == 0 ? 12 : 6)); k < len; ++k)
                 name += "abcXYZ._-"[rng() % 9];
             const bool dir = rng() % 4 == 0;
-            // Few distinct sizes, so that many tie and the name decides.
+            // Few distinct sizes, dates and modes, so that many tie and the name decides.
             const int64_t size = rng() % 2 ? sizes[rng() % std::size(sizes)] : int64_t(rng() % 10000);
-            recs.push_back({name, size, mode_t(dir ? S_IFDIR : S_IFREG)});
+            const mode_t mode = mode_t(dir ? S_IFDIR : S_IFREG) | mode_t(rng() % 2 ? 0644 : 0755);
+            recs.push_back({name, size, mode, time_t(1700000000 + int64_t(rng() % 5) * 86400)});
         }
         std::sort(recs.begin(), recs.end(), [](auto& a, auto& b) { return a.name < b.name; });
         recs.erase(std::unique(recs.begin(), recs.end(), [](auto& a, auto& b) { return a.name == b.name; }),
                    recs.end());
         std::shuffle(recs.begin(), recs.end(), rng);
         Listing x(recs);
-        for (DirCmpFn f : {dir_cmp_name, dir_cmp_size})
+        for (DirCmpFn f : {dir_cmp_name, dir_cmp_size, dir_cmp_date, dir_cmp_name, dir_cmp_permissions})
             for (int asc : {1, 0})
                 for (bool folders : {false, true}) {
                     std::vector<RecDef> want = recs;
@@ -127,13 +131,17 @@ TEST(DirSort, MatchesReferenceOverGeneratedListings)
                         const auto& [p, q] = asc ? std::tie(a, b) : std::tie(b, a);
                         if (f == dir_cmp_size && p.size != q.size)
                             return p.size > q.size;
+                        if (f == dir_cmp_date && p.mtime != q.mtime)
+                            return p.mtime < q.mtime;
+                        if (f == dir_cmp_permissions && p.mode != q.mode)
+                            return p.mode < q.mode;
                         return p.name < q.name;
                     });
                     std::vector<std::string> names;
                     for (const RecDef& r : want)
                         names.push_back(r.name);
                     ASSERT_EQ(x.sorted(f, asc, folders), names)
-                        << "round " << round << (f == dir_cmp_size ? " size" : " name") << " asc " << asc
+                        << "round " << round << " column " << (f == dir_cmp_name ? "name" : "other") << " asc " << asc
                         << " folders " << folders;
                 }
     }
