@@ -242,7 +242,7 @@ bool Walker::open_node(DirNode& n)
     if (fd < 0 && (!n.parent || errno == EMFILE || errno == ENFILE))
         fd = ::open(n.path.c_str(), n.parent ? flags : (flags & ~O_NOFOLLOW));
     if (fd < 0) {
-        if (errno != ENOENT)
+        if (errno != ENOENT || !n.parent)  // gone since it was listed: nothing to say
             add_trouble(s, {n.path, errno, false, false});
         return false;
     }
@@ -499,11 +499,12 @@ int FindSearch::start()
     root->path = s.q.root;
     if (root->path.size() > 1 && root->path.back() == '/')
         root->path.pop_back();
-    // The root is opened here, so a root that does not exist is said at once.
-    const int fd = ::open(root->path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0)
+    // Not even the root is looked at here: it may be on a mount that does not
+    // answer. A root that cannot be opened is the search's one trouble.
+    if (root->path.empty() || root->path[0] != '/') {
+        errno = EINVAL;
         return -1;
-    ::close(fd);
+    }
     std::lock_guard lock(s.mu);
     s.stack.push_back(std::move(root));
     s.outstanding = 1;

@@ -75,7 +75,8 @@ public:
     FindSearch(const FindSearch&) = delete;
     FindSearch& operator=(const FindSearch&) = delete;
 
-    // Starts the workers. -1 with errno when the root cannot be opened.
+    // Starts the workers; -1 (EINVAL) when the root is not a full path. A root that
+    // cannot be opened is reported as a trouble, as any folder would be.
     int start();
     // Ends the search at once: what was found stays, take() reports it done.
     void stop();

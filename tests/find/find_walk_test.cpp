@@ -186,7 +186,10 @@ TEST(FindWalk, NamesKindsAndDotFiles)
     q.kinds = FIND_FILES;
     EXPECT_EQ(run(q).paths, (Set{"one.txt", "a/two.txt", "caf\xe9.txt", ".hid/four.txt", ".five.txt"}));
 
-    EXPECT_NE(FindSearch(query(t / "missing")).start(), 0);
+    Found missing = run(query(t / "missing"));
+    EXPECT_TRUE(missing.ended && missing.paths.empty());
+    ASSERT_EQ(missing.troubles.size(), 1u);
+    EXPECT_EQ(missing.troubles[0].err, ENOENT);
 }
 
 TEST(FindWalk, SizeAndDateBounds)
