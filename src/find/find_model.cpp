@@ -18,7 +18,8 @@ FindModel::FindModel(QObject* parent) : QAbstractTableModel(parent) {}
 void FindModel::clear()
 {
     beginResetModel();
-    rows_.clear();
+    hits_.clear();
+    order_.clear();
     folders_.clear();
     endResetModel();
 }
@@ -40,42 +41,62 @@ bool FindModel::less(const FindHit& a, const FindHit& b) const
     return ascending_ ? c < 0 : c > 0;
 }
 
-void FindModel::add(FindBatch& b)
+void FindModel::move_persistent(const std::function<int(int)>& moved)
 {
-    std::move(b.folders.begin(), b.folders.end(), std::back_inserter(folders_));
-    if (b.hits.empty())
-        return;
-    const int n = int(rows_.size()), k = int(b.hits.size());
-    if (sort_column_ < 0) {
-        beginInsertRows({}, n, n + k - 1);
-        std::move(b.hits.begin(), b.hits.end(), std::back_inserter(rows_));
-        endInsertRows();
-        return;
-    }
-    // Sorted: the batch is merged in, and the rows the view holds on to (current,
-    // selection) are told where theirs went.
-    auto by = [this](const FindHit& x, const FindHit& y) { return less(x, y); };
-    std::stable_sort(b.hits.begin(), b.hits.end(), by);
-    emit layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
-    std::vector<FindHit> merged;
-    merged.reserve(std::size_t(n + k));
-    std::vector<int> moved(static_cast<std::size_t>(n));
-    std::size_t i = 0, j = 0;
-    while (i < rows_.size() || j < b.hits.size()) {
-        if (j == b.hits.size() || (i < rows_.size() && !by(b.hits[j], rows_[i]))) {
-            moved[i] = int(merged.size());
-            merged.push_back(std::move(rows_[i++]));
-        } else {
-            merged.push_back(std::move(b.hits[j++]));
-        }
-    }
-    rows_.swap(merged);
     const QModelIndexList from = persistentIndexList();
     QModelIndexList to;
     to.reserve(from.size());
     for (const QModelIndex& x : from)
-        to.push_back(index(moved[std::size_t(x.row())], x.column()));
+        to.push_back(index(moved(x.row()), x.column()));
     changePersistentIndexList(from, to);
+}
+
+void FindModel::add(FindBatch& b)
+{
+    std::move(b.folders.begin(), b.folders.end(), std::back_inserter(folders_));
+    b.folders.clear();
+    if (b.hits.empty())
+        return;
+    struct Consumed {
+        FindBatch& b;
+        ~Consumed() { b.hits.clear(); }
+    } consumed{b};
+    const std::size_t n = hits_.size(), k = b.hits.size();
+    if (sort_column_ < 0) {
+        beginInsertRows({}, int(n), int(n + k - 1));
+        std::move(b.hits.begin(), b.hits.end(), std::back_inserter(hits_));
+        endInsertRows();
+        return;
+    }
+    // Sorted: the batch's indices are sorted and each finds its place in the order
+    // by a binary search from the previous one's, so a batch costs k log n
+    // comparisons and one copy of the indices, not a pass over every row's text.
+    std::move(b.hits.begin(), b.hits.end(), std::back_inserter(hits_));
+    std::vector<uint32_t> fresh(k);
+    for (std::size_t i = 0; i < k; ++i)
+        fresh[i] = uint32_t(n + i);
+    auto by = [this](uint32_t x, uint32_t y) { return less_at(x, y); };
+    std::stable_sort(fresh.begin(), fresh.end(), by);
+    std::vector<std::size_t> places(k);  // rows of order_ each goes before
+    auto from = order_.begin();
+    for (std::size_t i = 0; i < k; ++i) {
+        from = std::upper_bound(from, order_.end(), fresh[i], by);
+        places[i] = std::size_t(from - order_.begin());
+    }
+    emit layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
+    std::vector<uint32_t> merged;
+    merged.reserve(order_.size() + k);
+    std::size_t copied = 0;
+    for (std::size_t i = 0; i < k; ++i) {
+        merged.insert(merged.end(), order_.begin() + long(copied), order_.begin() + long(places[i]));
+        copied = places[i];
+        merged.push_back(fresh[i]);
+    }
+    merged.insert(merged.end(), order_.begin() + long(copied), order_.end());
+    order_.swap(merged);
+    move_persistent([&](int r) {
+        return r + int(std::upper_bound(places.begin(), places.end(), std::size_t(r)) - places.begin());
+    });
     emit layoutChanged({}, QAbstractItemModel::VerticalSortHint);
 }
 
@@ -83,42 +104,58 @@ void FindModel::remove_rows(std::vector<int> rows)
 {
     std::sort(rows.begin(), rows.end());
     rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+    std::vector<bool> dead(hits_.size());
     for (std::size_t end = rows.size(); end > 0;) {
         std::size_t begin = end - 1;
         while (begin > 0 && rows[begin - 1] == rows[begin] - 1)
             --begin;
-        beginRemoveRows({}, rows[begin], rows[end - 1]);
-        rows_.erase(rows_.begin() + rows[begin], rows_.begin() + rows[end - 1] + 1);
+        const int first = rows[begin], last = rows[end - 1];
+        beginRemoveRows({}, first, last);
+        if (sort_column_ < 0) {
+            hits_.erase(hits_.begin() + first, hits_.begin() + last + 1);
+        } else {
+            for (int r = first; r <= last; ++r)
+                dead[order_[std::size_t(r)]] = true;
+            order_.erase(order_.begin() + first, order_.begin() + last + 1);
+        }
         endRemoveRows();
         end = begin;
     }
+    if (sort_column_ < 0)
+        return;
+    // The dead are no row any more: out of the deque, and the order renumbered.
+    std::vector<uint32_t> renumbered(hits_.size());
+    std::deque<FindHit> kept;
+    for (std::size_t i = 0; i < hits_.size(); ++i)
+        if (!dead[i]) {
+            renumbered[i] = uint32_t(kept.size());
+            kept.push_back(std::move(hits_[i]));
+        }
+    hits_.swap(kept);
+    for (uint32_t& i : order_)
+        i = renumbered[i];
 }
 
 void FindModel::sort(int column, Qt::SortOrder order)
 {
     if (column < 0 || column >= FIND_COLUMNS)
         return;
+    emit layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
+    std::vector<uint32_t> before;
+    before.swap(order_);
+    if (sort_column_ < 0) {
+        before.resize(hits_.size());
+        for (std::size_t i = 0; i < before.size(); ++i)
+            before[i] = uint32_t(i);
+    }
     sort_column_ = column;
     ascending_ = order == Qt::AscendingOrder;
-    emit layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
-    std::vector<int> perm(rows_.size());
-    for (std::size_t i = 0; i < perm.size(); ++i)
-        perm[i] = int(i);
-    std::stable_sort(perm.begin(), perm.end(), [this](int a, int b) { return less(rows_[std::size_t(a)], rows_[std::size_t(b)]); });
-    std::vector<FindHit> sorted;
-    sorted.reserve(rows_.size());
-    std::vector<int> moved(rows_.size());
-    for (std::size_t i = 0; i < perm.size(); ++i) {
-        moved[std::size_t(perm[i])] = int(i);
-        sorted.push_back(std::move(rows_[std::size_t(perm[i])]));
-    }
-    rows_.swap(sorted);
-    const QModelIndexList from = persistentIndexList();
-    QModelIndexList to;
-    to.reserve(from.size());
-    for (const QModelIndex& x : from)
-        to.push_back(index(moved[std::size_t(x.row())], x.column()));
-    changePersistentIndexList(from, to);
+    order_ = before;
+    std::stable_sort(order_.begin(), order_.end(), [this](uint32_t a, uint32_t b) { return less_at(a, b); });
+    std::vector<int> row_of(hits_.size());
+    for (std::size_t r = 0; r < order_.size(); ++r)
+        row_of[order_[r]] = int(r);
+    move_persistent([&](int r) { return row_of[before[std::size_t(r)]]; });
     emit layoutChanged({}, QAbstractItemModel::VerticalSortHint);
 }
 
@@ -142,7 +179,7 @@ QIcon FindModel::icon_of(const FindHit& h) const
 
 int FindModel::rowCount(const QModelIndex& parent) const
 {
-    return parent.isValid() ? 0 : int(rows_.size());
+    return parent.isValid() ? 0 : int(hits_.size());
 }
 
 int FindModel::columnCount(const QModelIndex& parent) const
@@ -152,9 +189,9 @@ int FindModel::columnCount(const QModelIndex& parent) const
 
 QVariant FindModel::data(const QModelIndex& index, int role) const
 {
-    if (!index.isValid() || index.row() >= int(rows_.size()))
+    if (!index.isValid() || index.row() >= int(hits_.size()))
         return {};
-    const FindHit& h = rows_[std::size_t(index.row())];
+    const FindHit& h = hit(index.row());
     const int col = index.column();
     switch (role) {
     case Qt::DisplayRole:

@@ -1,8 +1,13 @@
 // The item model of Find Files' results: the file list's columns and its texts,
-// then the folder each entry was found in. Batches from the search are added as
-// they come; while sorted, each is merged in at its places. GUI thread only.
+// then the folder each entry was found in. Batches from the search are appended as
+// they come (a deque: a million rows are never moved to make room); while sorted,
+// rows are shown through an order of their indices, into which each batch is
+// merged. GUI thread only.
 #pragma once
 #include <QAbstractTableModel>
+#include <cstdint>
+#include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,13 +23,14 @@ public:
     explicit FindModel(QObject* parent = nullptr);
 
     void clear();
-    // Adds a batch: its new folders first, then its hits.
+    // Adds a batch: its new folders first, then its hits; both are taken out of it.
     void add(FindBatch& b);
     // Removes the rows (any order).
     void remove_rows(std::vector<int> rows);
 
-    const FindHit& hit(int row) const { return rows_[std::size_t(row)]; }
-    const std::string& folder_of(int row) const { return folders_[rows_[std::size_t(row)].folder]; }
+    bool sorted() const { return sort_column_ >= 0; }
+    const FindHit& hit(int row) const { return hits_[at(row)]; }
+    const std::string& folder_of(int row) const { return folders_[hit(row).folder]; }
     std::string path_of(int row) const;
 
     int rowCount(const QModelIndex& parent = {}) const override;
@@ -36,9 +42,14 @@ public:
 
 private:
     bool less(const FindHit& a, const FindHit& b) const;
+    bool less_at(uint32_t a, uint32_t b) const { return less(hits_[a], hits_[b]); }
+    std::size_t at(int row) const { return sort_column_ < 0 ? std::size_t(row) : order_[std::size_t(row)]; }
+    // The persistent indices (current row, selection) of old row r move to moved(r).
+    void move_persistent(const std::function<int(int)>& moved);
     QIcon icon_of(const FindHit& h) const;
 
-    std::vector<FindHit> rows_;
+    std::deque<FindHit> hits_;     // in the order they were found
+    std::vector<uint32_t> order_;  // while sorted: hits_'s indices in row order
     std::vector<std::string> folders_;
     int sort_column_ = -1;  // -1: in the order they were found
     bool ascending_ = true;
