@@ -209,7 +209,7 @@ FindWindow::FindWindow(const std::string& dir) : QWidget(nullptr, Qt::Window)
     named(max_size_, "fd_max_size");
     for (QLineEdit* e : {min_size_, max_size_})
         e->setPlaceholderText(QStringLiteral("e.g. 10K, 5M"));
-    label("Size at &least:", min_size_);
+    label("Si&ze at least:", min_size_);
     form->addWidget(min_size_, row, 1);
     label("at &most:", max_size_, 2)->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     form->addWidget(max_size_, row++, 3);
@@ -303,7 +303,7 @@ FindWindow::FindWindow(const std::string& dir) : QWidget(nullptr, Qt::Window)
     view_->setContextMenuPolicy(Qt::CustomContextMenu);
     // The folder goes beside the name, where it is read with it.
     view_->horizontalHeader()->moveSection(FIND_COL_FOLDER, 1);
-    const int widths[FIND_COLUMNS] = {200, 70, 140, 70, 70, 90, 120, 240};
+    const int widths[FIND_COLUMNS] = {200, 70, 180, 70, 70, 90, 120, 240};
     for (int c = 0; c < FIND_COLUMNS; ++c)
         view_->setColumnWidth(c, widths[c] * view_->fontMetrics().averageCharWidth() / 7);
     view_->on_return = [this] { open_chosen(); };
@@ -669,6 +669,8 @@ void find_set_shell(FindShell shell)
 QWidget* find_open(const std::string& dir)
 {
     auto* w = new FindWindow(dir);
+    if (gBase)
+        wcenter(gBase, w);
     w->show();
     w->raise();
     w->activateWindow();
