@@ -24,6 +24,7 @@
 #include <QTimer>
 #include <QVBoxLayout>
 #include <cerrno>
+#include <deque>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -50,10 +51,11 @@ FindShell sShell;
 // Batches are taken this often: a million hits come in a few dozen model
 // updates, and the first within a frame or three of Start.
 constexpr int kTakeMs = 60;
-// Sorted rows cost a few dozen comparisons a hit to merge, each a likely cache
-// miss among a million rows, and the view lays out its rows again after each
-// merge: while sorted, one piece goes to the model per tick, the rest waits.
-constexpr std::size_t kFeedPiece = 8192;
+// Rows go to the model a piece per tick, the rest waits for the next: appended
+// rows cost the view a little each, sorted ones a few dozen comparisons to merge
+// (each a likely cache miss among a million rows) and a new layout of the rows.
+constexpr std::size_t kFeedAppend = 65536;
+constexpr std::size_t kFeedSorted = 8192;
 
 QString shown(const std::string& bytes)
 {
@@ -152,8 +154,7 @@ private:
     std::unique_ptr<FindSearch> search_;
     FindBatch batch_;
     FindBatch piece_;
-    std::vector<FindHit> pending_;  // taken, not yet rows: pending_[fed_, size)
-    std::size_t fed_ = 0;
+    std::deque<FindHit> pending_;  // taken, not yet rows (a deque: never moved whole)
     std::vector<FindTrouble> troubles_;
     bool stopped_ = false;
 };
@@ -393,7 +394,6 @@ void FindWindow::start()
     stop();
     model_->clear();
     pending_.clear();
-    fed_ = 0;
     troubles_.clear();
     stopped_ = false;
     search_ = std::make_unique<FindSearch>(std::move(q));
@@ -424,35 +424,27 @@ void FindWindow::take()
         search_->take(batch_);
         piece_.folders.swap(batch_.folders);
         model_->add(piece_);  // the folders alone: hits name them by index
-        if (pending_.empty()) {
-            pending_.swap(batch_.hits);
-            fed_ = 0;
-        } else {
-            std::move(batch_.hits.begin(), batch_.hits.end(), std::back_inserter(pending_));
-        }
+        std::move(batch_.hits.begin(), batch_.hits.end(), std::back_inserter(pending_));
+        batch_.hits.clear();
         troubles_.insert(troubles_.end(), batch_.troubles.begin(), batch_.troubles.end());
         if (batch_.done)
             ended();
     }
     feed();
     show_status();
-    if (!search_ && fed_ == pending_.size())
+    if (!search_ && pending_.empty())
         timer_.stop();
 }
 
 void FindWindow::feed()
 {
-    if (fed_ < pending_.size()) {
-        const std::size_t n = std::min(pending_.size() - fed_, model_->sorted() ? kFeedPiece : pending_.size());
-        piece_.hits.clear();
-        std::move(pending_.begin() + long(fed_), pending_.begin() + long(fed_ + n), std::back_inserter(piece_.hits));
-        fed_ += n;
-        model_->add(piece_);
-    }
-    if (fed_ == pending_.size()) {
-        pending_.clear();
-        fed_ = 0;
-    }
+    if (pending_.empty())
+        return;
+    const std::size_t n = std::min(pending_.size(), model_->sorted() ? kFeedSorted : kFeedAppend);
+    piece_.hits.clear();
+    std::move(pending_.begin(), pending_.begin() + long(n), std::back_inserter(piece_.hits));
+    pending_.erase(pending_.begin(), pending_.begin() + long(n));
+    model_->add(piece_);
 }
 
 void FindWindow::ended()
