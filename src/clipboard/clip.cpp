@@ -61,21 +61,27 @@ bool owned()
 // One entry of the record, the other format present and empty, and for other
 // programs the same files as URIs (and as paths for text fields). Those are made
 // only when a program asks: QMimeData would parse a URI list given to it into
-// URLs, a cost that a selection of 100,000 files would pay on every Copy.
+// URLs, a cost that a selection of 100,000 files would pay on every Copy. Files of
+// several directories (Find Files' results) have no record: they go as URIs only,
+// which Paste takes as it takes another program's.
 class TransfMime : public QMimeData {
 public:
-    TransfMime(FileTransf t, bool cut) : t_(std::move(t)), cut_(cut)
+    TransfMime(FileTransf t, bool cut) : cut_(cut)
     {
-        if (t_.count)
-            packed_ = bytes(transf_pack(t_));
+        if (t.count)
+            packed_ = bytes(transf_pack(t));
+        groups_.push_back(std::move(t));
     }
+    TransfMime(std::vector<FileTransf> groups, bool cut) : groups_(std::move(groups)), cut_(cut), several_(true) {}
     const QByteArray& packed() const { return packed_; }
     QStringList formats() const override
     {
-        QStringList f{kMimeFiles, kMimeMvFiles};
-        if (t_.count)
+        QStringList f;
+        if (!several_)
+            f << kMimeFiles << kMimeMvFiles;
+        if (any())
             f << kUriList << kGnome << QStringLiteral("text/plain");
-        if (t_.count && cut_)
+        if (any() && cut_)
             f << kKdeCut;
         return f;
     }
@@ -84,30 +90,44 @@ public:
 protected:
     QVariant retrieveData(const QString& format, QMetaType) const override
     {
-        if (format == kMimeFiles)
+        if (format == kMimeFiles && !several_)
             return cut_ ? QByteArray() : packed_;
-        if (format == kMimeMvFiles)
+        if (format == kMimeMvFiles && !several_)
             return cut_ ? packed_ : QByteArray();
-        if (!t_.count)
+        if (!any())
             return {};
-        if (format == kUriList)
-            return bytes(transf_uri_list(t_));
-        if (format == kGnome)
-            return bytes(transf_gnome_list(t_, cut_));
-        if (format == kKdeCut && cut_)
-            return QByteArray("1");
-        if (format == QLatin1String("text/plain")) {
-            std::string paths;
-            for (const std::string& n : t_.names)
-                (paths.empty() ? paths : paths += '\n') += es_join(t_.srcdir, n);
-            return bytes(paths);
+        std::string out;
+        if (format == kUriList) {
+            for (const FileTransf& t : groups_)
+                out += transf_uri_list(t);
+        } else if (format == kGnome) {
+            out = cut_ ? "cut" : "copy";
+            for (const FileTransf& t : groups_)
+                for (const std::string& n : t.names)
+                    out += "\n" + uri_from_path(es_join(t.srcdir, n));
+        } else if (format == kKdeCut && cut_) {
+            out = "1";
+        } else if (format == QLatin1String("text/plain")) {
+            for (const FileTransf& t : groups_)
+                for (const std::string& n : t.names)
+                    (out.empty() ? out : out += '\n') += es_join(t.srcdir, n);
+        } else {
+            return {};
         }
-        return {};
+        return bytes(out);
     }
 
 private:
-    FileTransf t_;
+    bool any() const
+    {
+        for (const FileTransf& t : groups_)
+            if (t.count)
+                return true;
+        return false;
+    }
+    std::vector<FileTransf> groups_;
     bool cut_;
+    bool several_ = false;
     QByteArray packed_;
 };
 
@@ -189,6 +209,35 @@ void paste_foreign(const QMimeData* m)
         clipboard()->clear();
 }
 }  // namespace
+
+QMimeData* clip_mime(std::vector<FileTransf> groups, bool cut)
+{
+    if (groups.size() == 1)
+        return new TransfMime(std::move(groups[0]), cut);
+    return new TransfMime(std::move(groups), cut);
+}
+
+void clip_put(std::vector<FileTransf> groups, bool cut)
+{
+    if (groups.size() == 1) {
+        const bool had_cut = !sCut.empty();
+        publish(std::move(groups[0]), cut);
+        if (cut || had_cut)
+            fl_update();
+        return;
+    }
+    const bool had_cut = sCutLive;
+    sCutLive = false;
+    sCut.clear();
+    sCutBytes.clear();
+    auto* m = clip_mime(std::move(groups), cut);
+    sPublishing = true;
+    clipboard()->setMimeData(m);
+    sPublishing = false;
+    sOurs = m;
+    if (had_cut)
+        refresh_marks();
+}
 
 FileTransf fl_pack_transf()
 {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "clipboard/transf.h"
 
@@ -31,6 +32,12 @@ extern int dnd_active;
 void clip_setup(FlView* list);
 
 FileTransf fl_pack_transf();
+
+// Files of one or more directories as clipboard or drag data: one group as Copy
+// and Cut of the list make it, several as URIs and the desktop's formats only.
+QMimeData* clip_mime(std::vector<FileTransf> groups, bool cut);
+// Puts them on the clipboard (a cut of one group marks its files as the list's Cut does).
+void clip_put(std::vector<FileTransf> groups, bool cut);
 
 int em_copy();
 int em_cut();

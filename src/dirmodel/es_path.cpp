@@ -20,30 +20,98 @@ std::string lowered(const char* s)
 
 int es_strcmp(const char* name, const char* pattern)
 {
-    std::string pat;
-    std::string folded;
     try {
-        if (pattern[0] == '^') {
-            pat = lowered(pattern + 1);
-            folded = lowered(name);
-            name = folded.c_str();
-        } else {
-            pat = pattern;
-        }
+        return EsPattern(pattern).match(name) ? 0 : 1;
     } catch (...) {
-        return 1;  // no room for the folded copies: no match
+        return 1;  // no room for the pattern's parts: no match
     }
-    int r = 1;
+}
+
+EsPattern::EsPattern(std::string_view pattern)
+{
+    if (!pattern.empty() && pattern[0] == '^') {
+        fold_ = true;
+        pattern.remove_prefix(1);
+    }
+    std::string pat(pattern);
+    if (fold_)
+        pat = lowered(pat.c_str());
     std::size_t start = 0;
     for (;;) {
-        std::size_t bar = pat.find('|', start);
-        std::size_t end = bar == std::string::npos ? pat.size() : bar;
-        pat[end] = '\0';
-        r = fnmatch(pat.c_str() + start, name, 0);
-        if (r == 0 || bar == std::string::npos)
-            return r;
+        const std::size_t bar = pat.find('|', start);
+        const std::size_t end = bar == std::string::npos ? pat.size() : bar;
+        std::string alt = pat.substr(start, end - start);
+        // fnmatch without flags: "*" takes any bytes, "/" and a leading "." too, so
+        // a "*" at an end is a prefix, suffix or substring test on the bytes.
+        const std::size_t inner_begin = alt.starts_with('*') ? 1 : 0;
+        const std::size_t inner_end = alt.size() > inner_begin && alt.ends_with('*') ? alt.size() - 1 : alt.size();
+        const std::string inner = alt.substr(inner_begin, inner_end - inner_begin);
+        const bool plain = inner.find_first_of("*?[\\") == std::string::npos;
+        if (alt == "*")
+            any_ = true;
+        if (!plain)
+            alts_.push_back({Kind::Glob, std::move(alt)});
+        else if (inner_begin && inner_end < alt.size())
+            alts_.push_back({Kind::Contains, inner});
+        else if (inner_begin)
+            alts_.push_back({Kind::Suffix, inner});
+        else if (inner_end < alt.size())
+            alts_.push_back({Kind::Prefix, inner});
+        else
+            alts_.push_back({Kind::Exact, inner});
+        if (bar == std::string::npos)
+            break;
         start = end + 1;
     }
+}
+
+bool EsPattern::match(std::string_view name) const
+{
+    if (any_)
+        return true;
+    if (!fold_)
+        return match_folded(name);
+    char small[256];
+    std::string big;
+    char* low = small;
+    if (name.size() >= sizeof small) {
+        big.resize(name.size() + 1);
+        low = big.data();
+    }
+    for (std::size_t i = 0; i < name.size(); ++i)
+        low[i] = static_cast<char>(std::tolower(static_cast<unsigned char>(name[i])));
+    low[name.size()] = '\0';
+    return match_folded({low, name.size()});
+}
+
+// `name` is NUL-terminated where fnmatch needs it: every caller's name is.
+bool EsPattern::match_folded(std::string_view name) const
+{
+    for (const Alt& a : alts_) {
+        switch (a.kind) {
+        case Kind::Exact:
+            if (name == a.text)
+                return true;
+            break;
+        case Kind::Prefix:
+            if (name.starts_with(a.text))
+                return true;
+            break;
+        case Kind::Suffix:
+            if (name.ends_with(a.text))
+                return true;
+            break;
+        case Kind::Contains:
+            if (name.find(a.text) != std::string_view::npos)
+                return true;
+            break;
+        case Kind::Glob:
+            if (fnmatch(a.text.c_str(), name.data(), 0) == 0)
+                return true;
+            break;
+        }
+    }
+    return false;
 }
 
 std::string es_join(std::string_view dir, std::string_view name)

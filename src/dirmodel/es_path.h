@@ -4,10 +4,33 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // 0 when `name` matches `pattern`: alternatives separated by "|", each an fnmatch
 // pattern with no flags; a leading "^" ignores case. Non-zero otherwise.
 int es_strcmp(const char* name, const char* pattern);
+
+// The same pattern taken apart once, for matching many names: an alternative that
+// is a plain text, or one with a "*" only at its start, end or both, is compared
+// without fnmatch. Gives es_strcmp's answer for every name. Any thread; match() is
+// const and keeps no state.
+class EsPattern {
+public:
+    explicit EsPattern(std::string_view pattern = "*");
+    bool match(std::string_view name) const;
+    bool any() const { return any_; }
+
+private:
+    enum class Kind : unsigned char { Exact, Prefix, Suffix, Contains, Glob };
+    struct Alt {
+        Kind kind;
+        std::string text;  // the literal part, or the whole pattern for Glob
+    };
+    bool match_folded(std::string_view name) const;
+    std::vector<Alt> alts_;
+    bool fold_ = false;
+    bool any_ = false;  // an alternative is "*": every name matches
+};
 
 // Joins dir and name with one "/" where neither brings one, then drops trailing
 // slashes while at least 3 characters remain. `out` holds strlen(dir)+strlen(name)+2.

@@ -1,10 +1,15 @@
 #include "filelist/fl_nav.h"
 
 #include <QMainWindow>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
 
 #include "assoc/as_apps.h"
 #include "assoc/as_launch.h"
 #include "dirmodel/es_path.h"
+#include "dirmodel/fname.h"
 #include "filelist/fl_find.h"
 #include "filelist/fl_panel.h"
 #include "filelist/fl_select.h"
@@ -111,20 +116,41 @@ int fl_open(int index)
         gDir.current = index;
         return fl_down();
     }
-    if (as_open_file(gDir.path.c_str(), r.name.c_str()) == 0)
+    return fl_open_path(gDir.path, r.name.c_str(), r.status.st_mode);
+}
+
+int fl_open_path(const std::string& dir, const char* name, mode_t mode)
+{
+    if (S_ISDIR(mode))
+        return fl_newpath(fl_list(), es_join(dir, name).c_str());
+    // Commands run in the program's directory, the shown one: a file of another
+    // directory is opened from its own, as the list there would open it.
+    const bool away = dir != gDir.path;
+    if (away && ::chdir(dir.c_str()) != 0) {
+        wreport(gBase, "Error", "Unable to open '%s'\n%s", fname_decode(dir.c_str()), strerror(errno));
+        return -1;
+    }
+    struct Back {
+        bool away;
+        ~Back()
+        {
+            if (away && ::chdir(gDir.path.c_str()) != 0)
+                std::fprintf(stderr, "VELL error: cannot return to %s\n", gDir.path.c_str());
+        }
+    } back{away};
+    if (as_open_file(dir.c_str(), name) == 0)
         return 0;
-    if (r.status.st_mode & 0100) {
+    if (mode & 0100) {
         wblock(gBase, 1);
-        misc_run(("./" + shell_quote(r.name)).c_str());
+        misc_run(("./" + shell_quote(name)).c_str());
         wblock(gBase, 0);
         return 0;
     }
-    const std::string name = r.name.c_str();
-    const std::string path = es_join(gDir.path, name);
+    const std::string path = es_join(dir, name);
     const std::string app = as_default_app(as_content_type(path, true));
     if (app.empty()) {
         if (sOpenWith)
-            sOpenWith({name});
+            sOpenWith({away ? path : std::string(name)});
         return 0;
     }
     std::string error;

@@ -89,13 +89,14 @@ void lcm_setup(QMenu* menu)
         QAction* link = menu->addAction(QStringLiteral("&Symlink"), [] { fm_symlink(); });
         link->setObjectName(QStringLiteral("lcm_fm_symlink"));
     }
-    if (n == 0 && !on("em_paste"))
-        return;
     menu->addSeparator();
-    if (n == 0)
+    if (n == 0) {
+        item("Find &Files...", "fm_find");
         return;
+    }
     if (mgen_work_insert(menu))
         menu->addSeparator();
     item("&Inspect", "fm_inspect");
     menu->addSeparator();
+    item("Find &Files...", "fm_find");
 }

@@ -10,7 +10,10 @@
 #include "assoc/as_run.h"
 #include "dirmodel/es_path.h"
 #include "filelist/fl_nav.h"
+#include "filelist/fl_find.h"
 #include "filelist/fl_panel.h"
+#include "filelist/fl_select.h"
+#include "find/find_dlg.h"
 #include "filelist/small_dlg.h"
 #include "shell/cmd_table.h"
 #include "shell/commands.h"
@@ -144,6 +147,29 @@ int fm_print_directory()
 int fm_inspect()
 {
     return gDir.selected >= 1 ? em_properties() : 0;
+}
+
+int fm_find()
+{
+    static const bool hooked = [] {
+        find_set_shell({[](const std::vector<std::string>& paths) { ow_dialog(paths); },
+                        [](QMenu* menu, const std::vector<std::string>& paths) { ow_add_apps(menu, paths); },
+                        [](const std::string& dir, const std::vector<std::string>& names) {
+                            // Properties work on the list's selection: the entries are
+                            // shown there, selected, first.
+                            find_show_in_folder(dir, names[0]);
+                            if (gDir.path != dir)
+                                return;
+                            for (const std::string& n : names)
+                                fl_select(n.c_str(), FIND_EXACT);
+                            fl_update();
+                            em_properties();
+                        }});
+        return true;
+    }();
+    (void)hooked;
+    find_open(gDir.path);
+    return 0;
 }
 
 void fm_setup(QMenu*)

@@ -126,6 +126,7 @@ const Cmd kCommands[] = {
     {"fm_print", "&Print", "Ctrl+P", fm_print, files_only},
     {"fm_print_directory", "Print Dire&ctory", "", fm_print_directory, never},
     {"fm_inspect", "&Inspect...", "F9", fm_inspect, some},
+    {"fm_find", "Find &Files...", "Ctrl+F", fm_find, nullptr},
     {"fm_exit", "E&xit", "Alt+X", fm_exit, nullptr},
     {"em_undo", "U&ndo", "Ctrl+Z", em_undo, can_undo},
     {"em_cut", "Cu&t", "Ctrl+X", em_cut, some},

@@ -48,7 +48,7 @@ void fill_menu_bar(QWidget* base)
     if (QMenu* m = cmd_named_menu("file_menu")) {
         cmd_fill(m, {">fm_new &New", "fm_new_file", "fm_new_folder", "fm_new_window", "<", "-", "fm_open",
                      "fm_open_another", "fm_view", "fm_edit", "fm_open_with", "-", "fm_open_shellwin", "-",
-                     "fm_refresh", "-", "fm_print", "fm_print_directory", "-", "fm_inspect", "-", "fm_exit"});
+                     "fm_refresh", "-", "fm_find", "-", "fm_print", "fm_print_directory", "-", "fm_inspect", "-", "fm_exit"});
         QObject::connect(m, &QMenu::aboutToShow, m, [m] { fm_setup(m); });
     }
     if (QMenu* m = cmd_named_menu("edit_menu")) {

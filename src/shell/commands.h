@@ -38,6 +38,8 @@ int fm_refresh();
 int fm_print();
 int fm_print_directory();
 int fm_inspect();
+// File > Find Files...: a new Find Files window looking in the shown directory.
+int fm_find();
 int em_select_all();
 int em_unselect_all();
 int em_invert_selection();

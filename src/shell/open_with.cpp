@@ -24,13 +24,19 @@
 
 namespace {
 
+// A name of the shown directory, or a full path (Find Files' results).
+std::string full_path(const std::string& n)
+{
+    return !n.empty() && n[0] == '/' ? n : es_join(gDir.path, n);
+}
+
 // The distinct types of the files; one file alone is also looked into, as Open
 // does, since its name may not tell (a README, a script without a suffix).
 std::vector<std::string> types_of(const std::vector<std::string>& names)
 {
     std::vector<std::string> types;
     for (const std::string& n : names) {
-        std::string t = as_content_type(es_join(gDir.path, n), names.size() == 1);
+        std::string t = as_content_type(full_path(n), names.size() == 1);
         if (std::find(types.begin(), types.end(), t) == types.end())
             types.push_back(std::move(t));
     }
@@ -50,7 +56,7 @@ void launch(const std::string& id, const std::vector<std::string>& names)
 {
     std::vector<std::string> paths;
     for (const std::string& n : names)
-        paths.push_back(es_join(gDir.path, n));
+        paths.push_back(full_path(n));
     std::string error;
     if (as_launch_app(id, paths, &error) != 0)
         wreport(cmd_base(), "Error", "%s", error.c_str());
@@ -69,7 +75,11 @@ std::vector<std::string> ow_selected_files()
 
 void ow_add_apps(QMenu* menu)
 {
-    const std::vector<std::string> names = ow_selected_files();
+    ow_add_apps(menu, ow_selected_files());
+}
+
+void ow_add_apps(QMenu* menu, const std::vector<std::string>& names)
+{
     for (const DesktopApp& a : as_apps_for_types(types_of(names))) {
         // An "&" in a name is shown, not taken for a mnemonic.
         const QString label = QString::fromStdString(a.name).replace(u'&', QStringLiteral("&&"));

@@ -33,12 +33,12 @@ pick tu
 got=$(menu_items)
 shot context_menu root
 keys key Escape
-[ "$got" = "&New|&Open|Open &With|-|&Print|-|Cu&t|Cop&y|P&aste|&Delete|Delete Permanent&ly|&Rename|&Symlink|-|&Copy To|&Move To|-|&Inspect|-" ] ||
+[ "$got" = "&New|&Open|Open &With|-|&Print|-|Cu&t|Cop&y|P&aste|&Delete|Delete Permanent&ly|&Rename|&Symlink|-|&Copy To|&Move To|-|&Inspect|-|Find &Files..." ] ||
     fail "file menu: $got"
 pick sub
 got=$(menu_items)
 keys key Escape
-[ "$got" = "&New|&Open|Open In &Window|-|Cu&t|Cop&y|P&aste|&Delete|Delete Permanent&ly|&Rename|&Symlink|-|&Copy To|&Move To|-|&Inspect|-" ] ||
+[ "$got" = "&New|&Open|Open In &Window|-|Cu&t|Cop&y|P&aste|&Delete|Delete Permanent&ly|&Rename|&Symlink|-|&Copy To|&Move To|-|&Inspect|-|Find &Files..." ] ||
     fail "directory menu: $got"
 echo "context menus: a file's and a directory's items"
 

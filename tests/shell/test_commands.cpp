@@ -193,14 +193,14 @@ TEST_F(CommandTest, ContextMenuFollowsTheSelectionAndTheClipboard)
     make_file("f");
     open();
     fl_unselect_all();
-    EXPECT_EQ(context(), QStringList{"&New"});
+    EXPECT_EQ(context(), (QStringList{"&New", "-", "Find &Files..."}));
     select({"f"});
     em_copy();
     fl_unselect_all();
-    EXPECT_EQ(context(), (QStringList{"&New", "P&aste", "-"}));
+    EXPECT_EQ(context(), (QStringList{"&New", "P&aste", "-", "Find &Files..."}));
     QGuiApplication::clipboard()->clear();
 
-    const QStringList tail = {"-", "&Copy To", "&Move To", "-", "&Inspect", "-"};
+    const QStringList tail = {"-", "&Copy To", "&Move To", "-", "&Inspect", "-", "Find &Files..."};
     select({"f"});  // no association
     EXPECT_EQ(context(), QStringList({"&New", "Open &With", "-", "&Print", "-", "Cu&t", "Cop&y", "&Delete",
                                       "Delete Permanent&ly", "&Rename", "&Symlink"}) + tail);
