@@ -19,7 +19,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "find/find_walk.h"
+#include "dirmodel/find_walk.h"
 
 namespace {
 

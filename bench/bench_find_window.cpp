@@ -15,7 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "find/find_dlg.h"
+#include "shell/find_dlg.h"
 
 int main(int argc, char** argv)
 {

@@ -150,13 +150,20 @@ QThreadPool& sniffers()
 }
 }  // namespace
 
+QIcon FlModel::icon_by_name(const QString& name)
+{
+    const QMimeType by_name = mime_db().mimeTypeForFile(name, QMimeDatabase::MatchExtension);
+    if (by_name.isValid() && !by_name.isDefault())
+        return icon_of_type(by_name);
+    return {};
+}
+
 QIcon FlModel::file_icon(int i) const
 {
     const FileRecord& r = (*dir_)[i];
     const QString name = decoded(r.name.c_str());
-    const QMimeType by_name = mime_db().mimeTypeForFile(name, QMimeDatabase::MatchExtension);
-    if (by_name.isValid() && !by_name.isDefault())
-        return icon_of_type(by_name);
+    if (QIcon icon = icon_by_name(name); !icon.isNull())
+        return icon;
     // A name that says nothing: a regular file with something in it is looked into
     // on the sniffing thread, and its row shown again when the answer comes.
     if (!S_ISREG(r.status.st_mode) || r.status.st_size == 0 || (r.flags & DIR_F_UNREADABLE))

@@ -65,6 +65,8 @@ public:
     // the sniffing thread has looked; the icon from the theme, cached per type, else
     // the program's own.
     QIcon file_icon(int i) const;
+    // A plain file's icon by its name's type alone; null when the name says nothing.
+    static QIcon icon_by_name(const QString& name);
     // The text of column `column` (0-based) of a record, as the row format gives it.
     QString cell_text(const FileRecord& r, int column) const;
 

@@ -13,7 +13,7 @@
 #include "filelist/fl_find.h"
 #include "filelist/fl_panel.h"
 #include "filelist/fl_select.h"
-#include "find/find_dlg.h"
+#include "shell/find_dlg.h"
 #include "filelist/small_dlg.h"
 #include "shell/cmd_table.h"
 #include "shell/commands.h"

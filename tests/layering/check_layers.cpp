@@ -14,11 +14,10 @@
 namespace fs = std::filesystem;
 
 namespace {
-// Lowest first. Find Files' window and the shell's top are the only folders that
-// include the subsystems' widgets; the shell opens Find Files.
+// Lowest first. The shell's top is the only folder that includes the subsystems' widgets.
 const std::map<std::string, int> kRanks = {
     {"dirmodel", 0}, {"shell/kit", 1}, {"fileops", 2}, {"assoc", 3},
-    {"filelist", 4}, {"clipboard", 5}, {"hotlist", 6}, {"find", 7}, {"shell", 8},
+    {"filelist", 4}, {"clipboard", 5}, {"hotlist", 6}, {"shell", 7},
 };
 
 std::string rel(const fs::path& p, const fs::path& src)

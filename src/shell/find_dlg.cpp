@@ -2,7 +2,7 @@
 // takes its batches on a timer, so the GUI thread only ever adds rows; the results'
 // actions reuse the file list's opening, the clipboard, the engine and the shell's
 // dialogs.
-#include "find/find_dlg.h"
+#include "shell/find_dlg.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -32,6 +32,7 @@
 
 #include "clipboard/clip.h"
 #include "dirmodel/es_path.h"
+#include "dirmodel/find_walk.h"
 #include "dirmodel/fname.h"
 #include "fileops/fop_gui.h"
 #include "filelist/fl_find.h"
@@ -39,8 +40,7 @@
 #include "filelist/fl_panel.h"
 #include "filelist/fl_select.h"
 #include "filelist/tb_path.h"
-#include "find/find_model.h"
-#include "find/find_walk.h"
+#include "shell/find_model.h"
 #include "shell/kit/cl_history.h"
 #include "shell/kit/globals.h"
 #include "shell/kit/w_utils.h"

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "filelist/fl_model.h"
-#include "find/find_walk.h"
+#include "dirmodel/find_walk.h"
 
 inline constexpr int FIND_COL_FOLDER = FL_COLUMNS;
 inline constexpr int FIND_COLUMNS = FL_COLUMNS + 1;

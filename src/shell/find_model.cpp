@@ -1,7 +1,5 @@
-#include "find/find_model.h"
+#include "shell/find_model.h"
 
-#include <QHash>
-#include <QMimeDatabase>
 #include <algorithm>
 
 #include "dirmodel/dir_sort.h"
@@ -164,17 +162,8 @@ QIcon FindModel::icon_of(const FindHit& h) const
     if (const int which = texts_.image_of(h.rec); which != FL_IMG_FILE)
         return FlModel::image(which);
     // Plain files by their type's icon from the name, as the list gives them.
-    static const QMimeDatabase db;
-    static QHash<QString, QIcon> cache;
-    const QMimeType type =
-        db.mimeTypeForFile(QString::fromUtf8(fname_decode(h.rec.name.c_str())), QMimeDatabase::MatchExtension);
-    if (!type.isValid() || type.isDefault())
-        return FlModel::image(FL_IMG_FILE);
-    auto it = cache.constFind(type.name());
-    if (it == cache.constEnd())
-        it = cache.insert(type.name(), QIcon::fromTheme(type.iconName(),
-                                                        QIcon::fromTheme(type.genericIconName(), FlModel::image(FL_IMG_FILE))));
-    return *it;
+    const QIcon icon = FlModel::icon_by_name(QString::fromUtf8(fname_decode(h.rec.name.c_str())));
+    return icon.isNull() ? FlModel::image(FL_IMG_FILE) : icon;
 }
 
 int FindModel::rowCount(const QModelIndex& parent) const

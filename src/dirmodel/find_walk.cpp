@@ -2,7 +2,7 @@
 // getdents64, looks at each entry relative to the open folder and pushes the
 // subfolders back. A watchdog thread gives up on a worker whose call does not come
 // back and starts another in its place.
-#include "find/find_walk.h"
+#include "dirmodel/find_walk.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -17,7 +17,7 @@
 #include <unistd.h>
 
 #include "dirmodel/es_path.h"
-#include "find/find_walk.h"
+#include "dirmodel/find_walk.h"
 #include "tmpdir.h"
 
 namespace {

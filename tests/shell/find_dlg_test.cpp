@@ -12,7 +12,7 @@
 #include "clipboard/clip.h"
 #include "fileops/fop_engine.h"
 #include "fileops/slot_window.h"
-#include "find/find_dlg.h"
+#include "shell/find_dlg.h"
 #include "shell/commands.h"
 
 namespace {
