@@ -1,6 +1,6 @@
-// The directory reader. Names are read on this thread, status calls run on the
-// status workers (dir_statpool.h) a few batches ahead, and the records are filled
-// here in the stream's order.
+// The directory reader. Names are read on the reader thread, status calls run on
+// the status workers (dir_statpool.h) a few batches ahead, and the records are
+// filled on the reader thread.
 #include "dirmodel/dir_read.h"
 
 #include <algorithm>
@@ -9,7 +9,12 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <condition_variable>
 #include <deque>
+#include <exception>
+#include <functional>
+#include <mutex>
+#include <system_error>
 #include <fcntl.h>
 #include <memory>
 #include <new>
@@ -214,8 +219,8 @@ std::ostream& operator<<(std::ostream& os, const RecName& n)
 
 namespace {
 // The record pool: slabs carved into cells, freed cells kept on a list. Records
-// are made and dropped on the GUI thread in practice; the lock is for tests that
-// make them elsewhere. Under AddressSanitizer every record is its own allocation,
+// are made on the reader thread and dropped on the GUI thread; the lock keeps
+// the two apart. Under AddressSanitizer every record is its own allocation,
 // so that misuse of one is still caught.
 static_assert(sizeof(FileRecord) == 64, "a record is held a million times over");
 
@@ -710,7 +715,9 @@ void read_names_first(DirListing& l, DIR* dir, DirStatPool& pool, DirCmpFn prima
 
 }  // namespace
 
-int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& env)
+namespace {
+
+int read_here(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& env)
 {
     if (env.show_status)
         env.show_status("Reading Directory");
@@ -744,4 +751,116 @@ int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& e
     if (env.timer_detach)
         env.timer_detach();
     return 0;
+}
+
+}  // namespace
+
+namespace {
+
+// The caller's side of a read on the reader thread: the reader hands each of the
+// env's calls over and waits until the caller made it, so that the listing, and
+// everything the calls touch, is only ever used by one of the two at a time.
+class Relay {
+public:
+    // Reader: makes `call` on the caller's thread and returns when it is done.
+    void run_there(const std::function<void()>& call)
+    {
+        std::unique_lock lk(m_);
+        call_ = &call;
+        cv_.notify_all();
+        cv_.wait(lk, [&] { return call_ == nullptr; });
+    }
+    void finish()
+    {
+        std::lock_guard lk(m_);
+        finished_ = true;
+        cv_.notify_all();
+    }
+    // Caller: makes the reader's calls until it finishes. An exception from a call
+    // is kept for after the read.
+    void serve()
+    {
+        std::unique_lock lk(m_);
+        for (;;) {
+            cv_.wait(lk, [&] { return call_ || finished_; });
+            if (!call_)
+                return;
+            lk.unlock();
+            try {
+                (*call_)();
+            } catch (...) {
+                if (!error)
+                    error = std::current_exception();
+            }
+            lk.lock();
+            call_ = nullptr;
+            cv_.notify_all();
+        }
+    }
+
+    std::exception_ptr error;
+
+private:
+    std::mutex m_;
+    std::condition_variable cv_;
+    const std::function<void()>* call_ = nullptr;
+    bool finished_ = false;
+};
+
+// `env` with each call going through the relay.
+DirReadEnv relayed(const DirReadEnv& env, Relay& relay)
+{
+    DirReadEnv r = env;
+    auto wrap = [&relay](const std::function<void()>& f) -> std::function<void()> {
+        if (!f)
+            return {};
+        return [&relay, &f] { relay.run_there(f); };
+    };
+    r.pump_events = wrap(env.pump_events);
+    r.listed = wrap(env.listed);
+    r.timer_trigger = wrap(env.timer_trigger);
+    r.timer_detach = wrap(env.timer_detach);
+    if (env.show_status)
+        r.show_status = [&relay, &env](const char* text) {
+            relay.run_there([&] { env.show_status(text); });
+        };
+    if (env.timer_attach)
+        r.timer_attach = [&relay, &env](int ms) {
+            relay.run_there([&] { env.timer_attach(ms); });
+        };
+    return r;
+}
+
+}  // namespace
+
+// The listing, its sort and the filling of the records run on a thread of their
+// own: the calling (GUI) thread only makes the env's calls, which show the rows and
+// keep the window alive, and its share of a read of a million entries is what
+// drawing them costs.
+int dir_read(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& env)
+{
+    Relay relay;
+    const DirReadEnv there = relayed(env, relay);
+    int result = -1;
+    std::exception_ptr failed;
+    std::thread reader;
+    try {
+        reader = std::thread([&] {
+            try {
+                result = read_here(l, primary, ascending, there);
+            } catch (...) {
+                failed = std::current_exception();
+            }
+            relay.finish();
+        });
+    } catch (const std::system_error&) {
+        return read_here(l, primary, ascending, env);  // no thread to be had: read here
+    }
+    relay.serve();
+    reader.join();
+    if (failed)
+        std::rethrow_exception(failed);
+    if (relay.error)
+        std::rethrow_exception(relay.error);
+    return result;
 }

@@ -1,6 +1,7 @@
 // The directory reader: fills a listing with one record per entry and sorts it.
-// GUI thread only (it pumps the GUI's events between entries); the hooks run on
-// the calling thread.
+// Called on the GUI thread. The reading runs on a thread of its own; the hooks run
+// on the calling thread while the reader waits, so the two never touch the listing
+// at once.
 #pragma once
 #include <chrono>
 #include <cstdint>

@@ -1,7 +1,7 @@
 // Status calls of the directory reader, run on a few worker threads so that a call
 // that hangs on a dead mount costs one abandoned worker and a time-out, never the
 // GUI. A few stuck workers at most in the whole process: past them, what no worker
-// has taken times out at once. Used by dir_read only; every member is called on the reading (GUI) thread.
+// has taken times out at once. Used by dir_read only; every member is called on the reader thread.
 #pragma once
 #include <atomic>
 #include <chrono>
