@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <random>
+#include <set>
+#include <thread>
 #include <tuple>
 
 #include "dir_test_util.h"
@@ -147,9 +149,17 @@ TEST(DirRead, MatchesPlainReference)
             env.stat_threads = 3;
             env.folders_first = folders_first;
             std::vector<std::string> listed;
+            // The hooks draw: they run on the thread that asked for the read.
+            std::set<std::thread::id> hooked;
+            env.pump_every = std::chrono::milliseconds(0);
+            env.pump_events = [&] { hooked.insert(std::this_thread::get_id()); };
             if (names_first)
-                env.listed = [&] { listed = names_of(l); };
+                env.listed = [&] {
+                    listed = names_of(l);
+                    hooked.insert(std::this_thread::get_id());
+                };
             ASSERT_EQ(read_dir(l, t.path(), filter, env), 0);
+            EXPECT_EQ(hooked, std::set<std::thread::id>{std::this_thread::get_id()});
             std::map<std::string, Shown> got;
             uint64_t total = 0;
             int dirs = 0;
