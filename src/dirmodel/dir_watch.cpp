@@ -48,21 +48,49 @@ int DirWatch::watch(const std::string& path)
     }
     if (wd_ >= 0 && path == path_)
         return 0;
+    stop();
+    return adopt(path, add(fd_, path));
+}
+
+void DirWatch::stop()
+{
     for (int* wd : {&wd_, &parent_wd_})
         if (*wd >= 0) {
             inotify_rm_watch(fd_, *wd);
             *wd = -1;
         }
     path_.clear();
-    const int wd = inotify_add_watch(fd_, path.c_str(), kEntryEvents | kGoneEvents | IN_ONLYDIR | IN_EXCL_UNLINK);
-    if (wd < 0)
+    drain();
+}
+
+DirWatch::Added DirWatch::add(int fd, const std::string& path)
+{
+    Added a;
+    if (fd < 0) {
+        a.err = ENOSYS;
+        return a;
+    }
+    a.wd = inotify_add_watch(fd, path.c_str(), kEntryEvents | kGoneEvents | IN_ONLYDIR | IN_EXCL_UNLINK);
+    if (a.wd < 0) {
+        a.err = errno;
+        return a;
+    }
+    if (path != "/")
+        a.parent_wd = inotify_add_watch(fd, es_dir_of(path).c_str(),
+                                        IN_DELETE | IN_MOVED_FROM | kGoneEvents | IN_ONLYDIR | IN_EXCL_UNLINK);
+    return a;
+}
+
+int DirWatch::adopt(const std::string& path, const Added& added)
+{
+    if (added.wd < 0) {
+        errno = added.err;
         return -1;
-    wd_ = wd;
+    }
+    wd_ = added.wd;
+    parent_wd_ = added.parent_wd;
     path_ = path;
     name_ = es_name_of(path);
-    if (path != "/")
-        parent_wd_ = inotify_add_watch(fd_, es_dir_of(path).c_str(),
-                                       IN_DELETE | IN_MOVED_FROM | kGoneEvents | IN_ONLYDIR | IN_EXCL_UNLINK);
     return 0;
 }
 

@@ -34,6 +34,20 @@ public:
     // Watches `path` instead of what was watched. 0, or -1 with errno (ENOSPC: the
     // user's watch limit is reached).
     int watch(const std::string& path);
+
+    // watch() in steps, for a directory whose watch is slow to add (the kernel
+    // marks every entry it holds: 90 ms for a million). stop() drops the watches
+    // and what arrived for them; add() may run on any thread meanwhile; adopt()
+    // takes its result, with what arrived for it since.
+    struct Added {
+        int wd = -1;
+        int parent_wd = -1;
+        int err = 0;
+    };
+    void stop();
+    static Added add(int fd, const std::string& path);
+    // 0, or -1 with the errno add() met.
+    int adopt(const std::string& path, const Added& added);
     const std::string& path() const { return path_; }
     // Reads what has arrived without waiting; events of an earlier watch are dropped.
     DirWatchEvents read();

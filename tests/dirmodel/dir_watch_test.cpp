@@ -24,8 +24,13 @@ TEST(DirWatch, ReportsTheNamesThatChangedAndTheDirectoryGoing)
     ::mkdir((t / "shown").c_str(), 0755);
     make_file(t / "shown/old");
     DirWatch w;
-    ASSERT_EQ(w.watch(t / "shown"), 0);
+    ASSERT_EQ(w.watch(t.path()), 0);
+    make_file(t / "before");  // the earlier directory's: dropped
+    // Added beside a read: what comes before the watch is adopted is told all the same.
+    w.stop();
+    const DirWatch::Added added = DirWatch::add(w.fd(), t / "shown");
     make_file(t / "shown/new");
+    ASSERT_EQ(w.adopt(t / "shown", added), 0);
     ::mkdir((t / "shown/sub").c_str(), 0755);
     ::rename((t / "shown/old").c_str(), (t / "shown/renamed").c_str());
     ::rmdir((t / "shown/sub").c_str());
@@ -41,6 +46,7 @@ TEST(DirWatch, ReportsTheNamesThatChangedAndTheDirectoryGoing)
     EXPECT_TRUE(has("old", false));
     EXPECT_TRUE(has("renamed", false));
     EXPECT_TRUE(has("sub", true));
+    EXPECT_FALSE(has("before", false));
 
     ::unlink((t / "shown/new").c_str());
     ::unlink((t / "shown/renamed").c_str());
