@@ -20,8 +20,6 @@
 #include <algorithm>
 #include <chrono>
 #include <unordered_set>
-#include <utility>
-#include <vector>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -157,7 +155,7 @@ int sort_column()
 // looks at (those in sight and the next ones, a thousand in all), without asking
 // each of them for its icon: the icon's type lookup by name was most of the
 // measure, 60 ms of the window's opening. The icons are all of one size, so only
-// the rows whose text is widest are measured whole.
+// the row whose text is widest is measured whole.
 int name_text_width()
 {
     const QAbstractItemModel* m = sList->model();
@@ -169,18 +167,15 @@ int name_text_width()
     const int end = std::min(rows, start + limit);
     start = std::max(0, end - limit);
     const QFontMetrics fm = sList->fontMetrics();
-    std::vector<std::pair<int, int>> widths;  // text advance, row
-    widths.reserve(std::size_t(end - start));
-    int widest = 0;
+    int widest = -1, widest_row = start;
     for (int r = start; r < end; ++r) {
         const int w = fm.horizontalAdvance(m->index(r, 0).data(Qt::DisplayRole).toString());
-        widest = std::max(widest, w);
-        widths.emplace_back(w, r);
+        if (w > widest) {
+            widest = w;
+            widest_row = r;
+        }
     }
-    int hint = 0;
-    for (const auto& [w, r] : widths)
-        if (w >= widest - 2)
-            hint = std::max(hint, sList->sizeHintForIndex(m->index(r, 0)).width());
+    const int hint = sList->sizeHintForIndex(m->index(widest_row, 0)).width();
     return sList->showGrid() ? hint + 1 : hint;
 }
 
