@@ -334,6 +334,25 @@ void fl_update()
     fl_notify();
 }
 
+namespace {
+// Whether a row in sight still waits for its status: the records fill from the
+// top, so the first screen is soon whole, and drawing it again every tick after
+// that (half the GUI thread's share of a read) would change nothing.
+bool rows_in_sight_pending()
+{
+    const int top = std::max(0, sList->rowAt(0));
+    int bottom = sList->rowAt(sList->viewport()->height() - 1);
+    if (bottom < 0)
+        bottom = sModel->rowCount() - 1;
+    for (int row = top; row <= bottom; ++row) {
+        const int i = sModel->index_of(row);
+        if (i >= 0 && i < gDir.count && (gDir[i].flags & DIR_F_PENDING))
+            return true;
+    }
+    return false;
+}
+}  // namespace
+
 void fl_refresh()
 {
     if (sRefreshing) {
@@ -379,9 +398,14 @@ void fl_refresh()
         // fills the other columns as their status calls come back.
         bool shown = false;
         QElapsedTimer since_paint;
-        env.pump_events = [keeping, &shown, &since_paint] {
+        // Drawn again while rows in sight wait for their status, and once after.
+        bool drawn_pending = true;
+        env.pump_events = [keeping, &shown, &since_paint, &drawn_pending] {
             if (shown && since_paint.hasExpired(100)) {
-                sList->viewport()->repaint();
+                const bool pending = rows_in_sight_pending();
+                if (pending || drawn_pending)
+                    sList->viewport()->repaint();
+                drawn_pending = pending;
                 since_paint.restart();
             }
             QApplication::processEvents(keeping ? QEventLoop::ExcludeUserInputEvents : QEventLoop::AllEvents);
