@@ -18,11 +18,16 @@ constexpr unsigned long kFuse = 0x65735546, kCifs = 0xFF534D42, kSmb2 = 0xFE534D
                         kNinePee = 0x01021997, kAfs = 0x5346414F, kGfs2 = 0x01161970, kOcfs2 = 0x7461636F,
                         kLustre = 0x0BD00BD0;
 
-bool same_time(const timespec& a, const timespec& b)
-{
-    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-}
 }  // namespace
+
+bool dir_stamp(const std::string& path, DirStamp& out)
+{
+    struct stat st {};
+    if (::stat(path.c_str(), &st) != 0)
+        return false;
+    out = {st.st_mtim, st.st_ctim};
+    return true;
+}
 
 bool dir_needs_polling(const std::string& path)
 {
@@ -74,7 +79,7 @@ void poll_loop(std::shared_ptr<DirPoll::State> s)
 {
     std::string path;
     unsigned seen = ~0u;
-    timespec ctime{}, mtime{};
+    DirStamp seen_stamp;
     bool have = false;
     std::unique_lock lk(s->m);
     for (;;) {
@@ -100,18 +105,17 @@ void poll_loop(std::shared_ptr<DirPoll::State> s)
         }
         const unsigned asked = seen;
         lk.unlock();
-        struct stat st {};
-        const bool ok = ::stat(path.c_str(), &st) == 0;  // may hang on a dead mount: this thread alone
+        DirStamp now;
+        const bool ok = dir_stamp(path, now);  // may hang on a dead mount: this thread alone
         lk.lock();
         if (s->closing)
             return;
         if (s->generation == asked && ok) {
-            if (have && (!same_time(st.st_ctim, ctime) || !same_time(st.st_mtim, mtime))) {
+            if (have && !(now == seen_stamp)) {
                 const char one = 1;
                 (void)!::write(s->pipe_write, &one, 1);
             }
-            ctime = st.st_ctim;
-            mtime = st.st_mtim;
+            seen_stamp = now;
             have = true;
         }
         if (s->generation == asked)

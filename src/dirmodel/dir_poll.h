@@ -6,10 +6,25 @@
 #pragma once
 #include <memory>
 #include <string>
+#include <ctime>
 
 // True when inotify does not see every change of what is at `path` (a remote or
 // FUSE file system: other machines and the daemon change it behind the kernel).
 bool dir_needs_polling(const std::string& path);
+
+// A directory's modification and change times: they move when an entry comes,
+// goes or is renamed.
+struct DirStamp {
+    timespec mtime{};
+    timespec ctime{};
+    bool operator==(const DirStamp& o) const
+    {
+        return mtime.tv_sec == o.mtime.tv_sec && mtime.tv_nsec == o.mtime.tv_nsec &&
+               ctime.tv_sec == o.ctime.tv_sec && ctime.tv_nsec == o.ctime.tv_nsec;
+    }
+};
+// False when `path` cannot be looked at. May hang on a dead mount.
+bool dir_stamp(const std::string& path, DirStamp& out);
 
 class DirPoll {
 public:

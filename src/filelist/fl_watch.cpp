@@ -8,10 +8,8 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
-#include <sys/stat.h>
 #include <system_error>
 #include <thread>
-#include <utility>
 #include <unordered_map>
 #include <vector>
 
@@ -153,22 +151,6 @@ void fl_watch_setup()
 
 namespace {
 
-// The directory's modification and change times: they move when an entry comes,
-// goes or is renamed.
-std::pair<timespec, timespec> dir_stamp(const std::string& path)
-{
-    struct stat st {};
-    if (::stat(path.c_str(), &st) != 0)
-        return {};
-    return {st.st_mtim, st.st_ctim};
-}
-
-bool same_stamp(const std::pair<timespec, timespec>& a, const std::pair<timespec, timespec>& b)
-{
-    auto eq = [](const timespec& x, const timespec& y) { return x.tv_sec == y.tv_sec && x.tv_nsec == y.tv_nsec; };
-    return eq(a.first, b.first) && eq(a.second, b.second);
-}
-
 // A new directory's watch is added beside its read: the kernel marks every entry
 // of the directory as it adds it, 90 ms of a million-entry directory's opening.
 // What comes or goes before the watch is in shows in the directory's times, and
@@ -176,7 +158,7 @@ bool same_stamp(const std::pair<timespec, timespec>& a, const std::pair<timespec
 // the read is done.
 struct Adding {
     std::string path;
-    std::pair<timespec, timespec> before, after;
+    DirStamp before, after;
     DirWatch::Added added;
     std::thread thread;
 };
@@ -186,15 +168,18 @@ void start_adding(const std::string& path)
 {
     auto a = std::make_unique<Adding>();
     a->path = path;
-    a->before = dir_stamp(path);
+    dir_stamp(path, a->before);
     auto work = [a = a.get(), fd = sWatch->fd()] {
         a->added = DirWatch::add(fd, a->path);
-        a->after = dir_stamp(a->path);
+        dir_stamp(a->path, a->after);
     };
     if (sNotifier)
         sNotifier->setEnabled(false);
     try {
-        a->thread = std::thread(work);
+        if (sWatch->fd() >= 0)  // else nothing to wait for
+            a->thread = std::thread(work);
+        else
+            work();
     } catch (const std::system_error&) {
         work();
     }
@@ -213,7 +198,7 @@ void finish_adding()
         sPoll->watch(a->path, events);
     if (sNotifier)
         sNotifier->setEnabled(true);
-    if (events && !same_stamp(a->before, a->after)) {
+    if (events && !(a->before == a->after)) {
         sLost = true;
         if (sLater)
             sLater->start(kCoalesceMs);
