@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # bench/open_big.sh N [VELL] [RUNS]: makes a directory of N empty files on a private tmpfs,
 # launches the real program on it under Xvfb and prints, as medians of RUNS (5) runs:
-# launch to first paint (the window's image no longer compresses like one colour), launch to idle
-# (the CPU time stops growing for 0.5 s; taken at its last change) and peak resident memory.
+# launch to first paint (a sample of the window's pixels shows it drawn), launch to idle (the CPU time
+# stops growing for 0.5 s; taken at its last change) and peak resident memory, all taken by
+# bench/open_probe, which polls with next to no CPU of its own.
 # Also runs it on an empty directory (launch, L) and the floor of the machine for the big one
 # (F: bench_dirmodel --floor, readdir + fstatat on all cores + sort, in the same run), and
 # prints first paint and idle beyond L as ratios to F, then the bytes per entry above the
@@ -26,37 +27,17 @@ mount -t tmpfs -o size=2g none "$work/fs" 2>/dev/null || echo "(no tmpfs mount: 
 mkdir -p "$work/fs/big" "$work/fs/empty"
 (cd "$work/fs/big" && seq -f "f%07g" 1 "$n" | xargs touch)
 
-disp=:$((200 + RANDOM % 100))
-Xvfb "$disp" -screen 0 1280x1024x24 -nolisten tcp >/dev/null 2>&1 &
+# A display of its own: Xvfb picks a free number and says which once it is ready.
+Xvfb -displayfd 5 -screen 0 1280x1024x24 -nolisten tcp 5>"$work/display" >/dev/null 2>&1 &
 pids+=($!)
-export DISPLAY=$disp
-for _ in $(seq 50); do xdotool getmouselocation >/dev/null 2>&1 && break; sleep 0.1; done
-now_ms() { date +%s%3N; }
+for _ in $(seq 100); do [ -s "$work/display" ] && break; sleep 0.1; done
+export DISPLAY=:$(head -1 "$work/display")
+probe=$(dirname "$vell")/bench/open_probe
+[ -x "$probe" ] || { echo "no $probe (it needs libxcb1-dev)"; exit 1; }
 
 one_run() {  # dir -> "paint_ms idle_ms peak_kb"
     rm -rf "$work/home/.ke/vell"
-    local t0 pid win="" paint="" cpu last=-1 changed
-    t0=$(now_ms)
-    HOME="$work/home" "$vell" "$1" >/dev/null 2>&1 &
-    pid=$!
-    changed=$t0
-    while :; do
-        kill -0 "$pid" 2>/dev/null || { echo "vell exited" >&2; return 1; }
-        cpu=$(awk '{print $14 + $15}' "/proc/$pid/stat")
-        [ "$cpu" != "$last" ] && { last=$cpu; changed=$(now_ms); }
-        [ -n "$win" ] || win=$(xdotool search --onlyvisible --pid "$pid" --name "File Manager" 2>/dev/null | head -1)
-        if [ -n "$win" ] && [ -z "$paint" ] &&
-           [ "$(xwd -silent -id "$win" 2>/dev/null | gzip -1 | wc -c)" -gt 20000 ]; then
-            paint=$(($(now_ms) - t0))
-        fi
-        if [ -n "$paint" ]; then
-            [ "$cpu" = "$last" ] && [ $(($(now_ms) - changed)) -ge 500 ] && break
-        fi
-        sleep 0.02
-    done
-    echo "$paint $((changed - t0)) $(awk '/VmHWM/ {print $2}' "/proc/$pid/status")"
-    kill "$pid"
-    wait "$pid" 2>/dev/null || true
+    HOME="$work/home" "$probe" "$vell" "$1" 2>"$work/vell.out" || { tail -5 "$work/vell.out" >&2; return 1; }
 }
 
 median() { sort -n | awk '{ a[NR] = $1 } END { print a[int((NR + 1) / 2)] }'; }
