@@ -23,6 +23,7 @@
 #include <unistd.h>
 
 #include "dirmodel/dir_entry.h"
+#include "dirmodel/dir_names.h"
 #include "dirmodel/dir_sort.h"
 #include "dirmodel/es_path.h"
 
@@ -35,8 +36,23 @@ constexpr int kProgressTimerMs = 300;
 
 uint64_t sRecordsMade = 0;
 
-struct DirCloser {
-    void operator()(DIR* d) const { ::closedir(d); }
+// The directory's descriptor, closed when the read is done with it.
+class DirFd {
+public:
+    explicit DirFd(int fd) : fd_(fd) {}
+    ~DirFd() { reset(); }
+    DirFd(const DirFd&) = delete;
+    DirFd& operator=(const DirFd&) = delete;
+    int get() const { return fd_; }
+    void reset()
+    {
+        if (fd_ >= 0)
+            ::close(fd_);
+        fd_ = -1;
+    }
+
+private:
+    int fd_;
 };
 
 FileRecord* new_record()
@@ -75,19 +91,19 @@ bool dir_hidden_name(const char* n, bool hide_dot)
 namespace {
 
 // Reads up to kBatchEntries names that are to be listed. Empty at the end.
-std::shared_ptr<DirStatBatch> read_batch(DIR* d, bool hide_dot)
+std::shared_ptr<DirStatBatch> read_batch(DirNames& d, bool hide_dot)
 {
     auto b = std::make_shared<DirStatBatch>();
     b->names.reserve(kBatchEntries * 16);
     b->offsets.reserve(kBatchEntries);
     while (b->offsets.size() < kBatchEntries) {
-        const struct dirent* e = ::readdir(d);
+        const DirNameEntry* e = d.next();
         if (!e)
             break;
-        if (dir_hidden_name(e->d_name, hide_dot))
+        if (dir_hidden_name(e->name, hide_dot))
             continue;
         b->offsets.push_back(static_cast<uint32_t>(b->names.size()));
-        b->names.append(e->d_name, std::strlen(e->d_name) + 1);
+        b->names.append(e->name, std::strlen(e->name) + 1);
     }
     return b;
 }
@@ -311,19 +327,13 @@ void empty_listing(DirListing& l)
     l.current = -1;
 }
 
-// Makes the listing's path the working directory and opens its stream; null
-// when any of that fails.
-std::unique_ptr<DIR, DirCloser> open_listing(const DirListing& l)
+// Makes the listing's path the working directory and opens it; -1 when either
+// fails.
+int open_listing(const DirListing& l)
 {
     if (l.path.empty() || ::chdir(l.path.c_str()) != 0)
-        return nullptr;
-    int fd = ::open(l.path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0)
-        return nullptr;
-    std::unique_ptr<DIR, DirCloser> dir(::fdopendir(fd));
-    if (!dir)
-        ::close(fd);
-    return dir;
+        return -1;
+    return ::open(l.path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
 
 }  // namespace
@@ -421,7 +431,7 @@ void append_record(DirListing& l, FileRecord* r)
 
 // Reads the stream to its end, a few batches ahead of the status workers, and
 // appends a record for each entry kept. Returns the record left in hand, if any.
-FileRecord* read_entries(DirListing& l, DIR* dir, DirStatPool& pool, NameSet& seen, const DirReadEnv& env)
+FileRecord* read_entries(DirListing& l, DirNames& dir, DirStatPool& pool, NameSet& seen, const DirReadEnv& env)
 {
     using clock = std::chrono::steady_clock;
     const bool match_all = l.filespec.empty() || l.filespec == "*";
@@ -559,7 +569,7 @@ bool harvest(DirListing& l, DirStatPool& pool, InFlight& f, const DirReadEnv& en
 // entry of no given type, goes to `ask_first`: its status decides its place and
 // whether it is listed at all. Meanwhile `early` (a worker on a core the listing
 // leaves free) fills what it keeps up with; the rest waits for the names' order.
-void list_names(DirListing& l, DIR* dir, DirStatPool& early, const DirReadEnv& env, std::vector<uint32_t>& ask_first,
+void list_names(DirListing& l, DirNames& dir, DirStatPool& early, const DirReadEnv& env, std::vector<uint32_t>& ask_first,
                 std::vector<uint32_t>& drop)
 {
     using clock = std::chrono::steady_clock;
@@ -573,25 +583,36 @@ void list_names(DirListing& l, DIR* dir, DirStatPool& early, const DirReadEnv& e
             return;
         }
         int i = handed;
-        InFlight f = make_batch(l, [&]() -> int64_t { return i < l.count ? i++ : -1; });
+        InFlight f = make_batch(l, [&]() -> int64_t {
+            while (i < l.count && !(l[i].flags & DIR_F_PENDING))
+                ++i;
+            return i < l.count ? i++ : -1;
+        });
         handed = l.count;
+        if (f.at.empty())
+            return;  // their status was read ahead
         early.submit(f.batch);
         ahead.push_back(std::move(f));
     };
-    while (const struct dirent* e = ::readdir(dir)) {
-        if (dir_hidden_name(e->d_name, env.hide_dot))
+    while (const DirNameEntry* e = dir.next()) {
+        if (dir_hidden_name(e->name, env.hide_dot))
             continue;
-        const unsigned char t = e->d_type;
+        const unsigned char t = e->type;
         const bool typed = t != DT_UNKNOWN && t != DT_LNK;
-        if (!match_all && typed && t != DT_DIR && es_strcmp(e->d_name, l.filespec.c_str()) != 0)
+        const bool is_dir = e->st ? S_ISDIR(e->st->st_mode) : t == DT_DIR;
+        if (!match_all && (typed || e->st) && !is_dir && es_strcmp(e->name, l.filespec.c_str()) != 0)
             continue;
         FileRecord* r = dir_take_record(l, nullptr);
-        r->name.assign(e->d_name);
-        r->status = FileStatus{};
-        r->status.st_mode = mode_of_dtype(t);
-        r->flags = DIR_F_PENDING;
-        if (!typed)
-            ask_first.push_back(static_cast<uint32_t>(l.count));
+        r->name.assign(e->name);
+        if (e->st) {
+            r->status = *e->st;
+        } else {
+            r->status = FileStatus{};
+            r->status.st_mode = mode_of_dtype(t);
+            r->flags = DIR_F_PENDING;
+            if (!typed)
+                ask_first.push_back(static_cast<uint32_t>(l.count));
+        }
         append_record(l, r);
         if (l.count - handed < static_cast<int>(kBatchEntries))
             continue;
@@ -671,13 +692,13 @@ void drop_records(DirListing& l, std::vector<uint32_t>& at)
 // The read when the order is by name: the names are listed and sorted first and
 // handed to env.listed, then the status calls fill the records in the order shown,
 // from the top.
-void read_names_first(DirListing& l, DIR* dir, DirStatPool& pool, DirCmpFn primary, int ascending,
+void read_names_first(DirListing& l, int fd, DirNames& dir, DirStatPool& pool, DirCmpFn primary, int ascending,
                       const DirReadEnv& env)
 {
     std::vector<uint32_t> first, drop;
     {
         const unsigned cores = std::thread::hardware_concurrency();
-        DirStatPool early(::dirfd(dir), env.stat_fn, cores > 2 ? int(cores) - 1 : 1, env.stat_timeout);
+        DirStatPool early(fd, env.stat_fn, cores > 2 ? int(cores) - 1 : 1, env.stat_timeout);
         list_names(l, dir, early, env, first, drop);
     }
 
@@ -728,18 +749,19 @@ int read_here(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& 
         env.timer_attach(kProgressTimerMs);
 
     // On these failures the progress timer stays attached, as it always has.
-    std::unique_ptr<DIR, DirCloser> dir = open_listing(l);
-    if (!dir)
+    DirFd dir(open_listing(l));
+    if (dir.get() < 0)
         return -1;
 
     const int threads = env.stat_threads > 0 ? env.stat_threads : default_threads();
-    DirStatPool pool(::dirfd(dir.get()), env.stat_fn, threads, env.stat_timeout);
+    DirStatPool pool(dir.get(), env.stat_fn, threads, env.stat_timeout);
 
+    DirNames names(dir.get());
     if (env.listed && primary == dir_cmp_name) {
-        read_names_first(l, dir.get(), pool, primary, ascending, env);
+        read_names_first(l, dir.get(), names, pool, primary, ascending, env);
     } else {
         NameSet seen(l);
-        FileRecord* hand = read_entries(l, dir.get(), pool, seen, env);
+        FileRecord* hand = read_entries(l, names, pool, seen, env);
         dir.reset();
         put_back(l, hand);
         seen.release();  // its table goes before the sort's

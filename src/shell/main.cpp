@@ -7,9 +7,11 @@
 #include <cstdlib>
 #include <malloc.h>
 
+#include "dirmodel/dir_names.h"
 #include "shell/base.h"
 #include "shell/fw_options.h"
 #include "shell/init.h"
+#include "shell/init_startup.h"
 
 int main(int argc, char** argv)
 {
@@ -30,6 +32,8 @@ int main(int argc, char** argv)
     }
     if (fw.server)
         ::setenv("DISPLAY", fw.server->c_str(), 1);
+    // The first directory is read, names first, while the toolkit and the window start.
+    dir_names_read_ahead(init_start_path(args, init_current_dir()));
 
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("vell"));

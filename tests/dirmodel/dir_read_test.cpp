@@ -11,6 +11,7 @@
 #include <tuple>
 
 #include "dir_test_util.h"
+#include "dirmodel/dir_names.h"
 #include "dirmodel/dir_patch.h"
 #include "tmpdir.h"
 
@@ -142,8 +143,14 @@ TEST(DirRead, MatchesPlainReference)
     }
     for (bool folders_first : {false, true}) {
         std::vector<std::string> order;
-        for (bool names_first : {false, true}) {
-            SCOPED_TRACE(testing::Message() << "folders first " << folders_first << ", names first " << names_first);
+        // Last, names first again, with names and status read ahead as at the start.
+        for (int pass : {0, 1, 2}) {
+            const bool names_first = pass > 0;
+            SCOPED_TRACE(testing::Message() << "folders first " << folders_first << ", pass " << pass);
+            if (pass == 2) {
+                dir_names_read_ahead(t.path());
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            }
             DirListing l;
             DirReadEnv env;
             env.stat_threads = 3;
@@ -178,6 +185,45 @@ TEST(DirRead, MatchesPlainReference)
                 order = names_of(l);
             }
         }
+    }
+}
+
+// The first directory's names, read ahead while the program starts, are taken up
+// only while nothing came or went since, with the status of those it had time for.
+TEST(DirNames, ReadAheadIsTakenOnlyWhileTheDirectoryIsUnchanged)
+{
+    TmpDir t;
+    // Long names: more than one of the reader's blocks.
+    for (int i = 0; i < 1300; ++i)
+        make_file(t / (std::string(200, 'n') + std::to_string(i)), i % 97);
+    for (bool changed : {false, true}) {
+        dir_names_read_ahead(t.path());
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));  // read ahead by now
+        if (changed)
+            make_file(t / "late");
+        const int fd = ::open(t.path().c_str(), O_RDONLY | O_DIRECTORY);
+        std::vector<std::string> got;
+        bool took = false;
+        int with_status = 0;
+        {
+            DirNames names(fd);
+            took = names.took_ahead();
+            while (const DirNameEntry* e = names.next()) {
+                std::string n = e->name;
+                if (n == "." || n == "..")
+                    continue;
+                got.push_back(n);
+                if (e->st) {
+                    ++with_status;
+                    EXPECT_EQ(e->st->st_size, n == "late" ? 0 : std::stoi(n.substr(200)) % 97) << n;
+                }
+            }
+        }
+        ::close(fd);
+        EXPECT_TRUE(took || changed);
+        EXPECT_EQ(with_status > 0, !changed);
+        EXPECT_EQ(got, stream_order(t.path()));
+        EXPECT_EQ(got.size(), changed ? 1301u : 1300u);
     }
 }
 
