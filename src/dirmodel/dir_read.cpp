@@ -32,6 +32,8 @@ namespace {
 constexpr int kGrowSlots = 128;
 constexpr std::size_t kBatchEntries = 512;
 constexpr std::size_t kBatchesAhead = 4;
+// While the names are shown: enough for the workers to go on with meanwhile.
+constexpr std::size_t kListedAhead = 24;
 constexpr int kProgressTimerMs = 300;
 
 uint64_t sRecordsMade = 0;
@@ -632,16 +634,18 @@ void list_names(DirListing& l, DirNames& dir, DirStatPool& early, const DirReadE
 
 // Asks the status of the pending records at the listing indexes `next()` gives (in
 // ascending order, -1 at the end), a few batches ahead of this thread, and fills
-// them in; see harvest.
+// them in; see harvest. `meanwhile`, if set, is called once the first
+// `first_ahead` batches are with the workers, before any is filled in.
 template <class Next>
-bool fill_pending(DirListing& l, DirStatPool& pool, const DirReadEnv& env, Next next, std::vector<uint32_t>& drop)
+bool fill_pending(DirListing& l, DirStatPool& pool, const DirReadEnv& env, Next next, std::vector<uint32_t>& drop,
+                  const std::function<void()>& meanwhile = {}, std::size_t first_ahead = kBatchesAhead)
 {
     std::deque<InFlight> ahead;
     bool at_end = false;
     bool retyped = false;
     auto last_pump = std::chrono::steady_clock::now();
-    auto fill_ahead = [&] {
-        while (!at_end && ahead.size() < kBatchesAhead) {
+    auto fill_ahead = [&](std::size_t batches = kBatchesAhead) {
+        while (!at_end && ahead.size() < batches) {
             InFlight f = make_batch(l, next);
             if (f.at.size() < kBatchEntries)
                 at_end = true;
@@ -651,7 +655,9 @@ bool fill_pending(DirListing& l, DirStatPool& pool, const DirReadEnv& env, Next 
             ahead.push_back(std::move(f));
         }
     };
-    fill_ahead();
+    fill_ahead(first_ahead);
+    if (meanwhile)
+        meanwhile();
     while (!ahead.empty()) {
         InFlight f = std::move(ahead.front());
         ahead.pop_front();
@@ -720,14 +726,14 @@ void read_names_first(DirListing& l, int fd, DirNames& dir, DirStatPool& pool, D
             drop.push_back(static_cast<uint32_t>(i));
     drop_records(l, drop);
     count_records(l);
-    env.listed();
 
+    // The workers start on the rows from the top while the names are shown.
     int i = 0;
     const bool retyped = fill_pending(l, pool, env, [&]() -> int64_t {
         while (i < l.count && !(l[i].flags & DIR_F_PENDING))
             ++i;
         return i < l.count ? i++ : -1;
-    }, drop);
+    }, drop, env.listed, kListedAhead);
     drop_records(l, drop);
     if (retyped && env.folders_first)
         dir_sort(l, primary, ascending, env.folders_first);
