@@ -136,11 +136,14 @@ void base_setup(BaseWindow* w, int phase)
         // The first directory is read with redrawing held, so it appears at once.
         w->setUpdatesEnabled(false);
         fl_setpath(gStartPath.c_str());
-        w->setUpdatesEnabled(true);
         // The X server may have mapped and exposed the window while the read pumped
         // events; those exposes were dropped with redrawing held, and the update that
-        // releasing posts does not make up for them, so paint it all now.
-        w->repaint();
+        // releasing posts does not make up for them, so paint it all now. A read that
+        // showed the names early released it then, and painted it all.
+        if (!w->updatesEnabled()) {
+            w->setUpdatesEnabled(true);
+            w->repaint();
+        }
     }
     show_sort_method(fl_sort_header());
 }
