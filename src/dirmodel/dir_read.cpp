@@ -756,6 +756,8 @@ int read_here(DirListing& l, DirCmpFn primary, int ascending, const DirReadEnv& 
 
     // On these failures the progress timer stays attached, as it always has.
     DirFd dir(open_listing(l));
+    if (env.opened)
+        env.opened();
     if (dir.get() < 0)
         return -1;
 

@@ -39,6 +39,10 @@ struct DirReadEnv {
     // events as it goes.
     std::function<void()> listed;
 
+    // Called on the reader's own thread, not the caller's, once the directory is
+    // open and the working one, or could not be: before anything is read.
+    std::function<void()> opened;
+
     // A status call not back within this time marks its entry as timed out.
     std::chrono::milliseconds stat_timeout{10000};
     // The status call (null: fstatat), made on the status workers, several at once,

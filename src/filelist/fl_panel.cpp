@@ -429,6 +429,7 @@ void fl_refresh()
                 QGuiApplication::sync();
             };
         }
+        env.opened = fl_watch_read_opened;
         env.timer_attach = [](int ms) {
             if (sStatus2)
                 wtimer_attach(sStatus2, ms, progress_tick, nullptr);

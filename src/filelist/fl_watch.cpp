@@ -7,7 +7,9 @@
 #include "filelist/fl_view.h"
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <memory>
+#include <mutex>
 #include <system_error>
 #include <thread>
 #include <unordered_map>
@@ -156,11 +158,27 @@ namespace {
 // What comes or goes before the watch is in shows in the directory's times, and
 // the directory is then read again. The watch's events wait in the kernel until
 // the read is done.
+//
+// While the kernel marks the entries it holds the directory's lock, and a path
+// looked up to the directory meanwhile spins on it: the add waits until the reader
+// has opened the directory and made it the working one.
 struct Adding {
     std::string path;
     DirStamp before, after;
     DirWatch::Added added;
     std::thread thread;
+    std::mutex m;
+    std::condition_variable cv;
+    bool opened = false;
+
+    void open_done()
+    {
+        {
+            std::lock_guard lk(m);
+            opened = true;
+        }
+        cv.notify_all();
+    }
 };
 std::unique_ptr<Adding> sAdding;
 
@@ -170,17 +188,24 @@ void start_adding(const std::string& path)
     a->path = path;
     dir_stamp(path, a->before);
     auto work = [a = a.get(), fd = sWatch->fd()] {
+        {
+            std::unique_lock lk(a->m);
+            a->cv.wait_for(lk, std::chrono::seconds(1), [a] { return a->opened; });
+        }
         a->added = DirWatch::add(fd, a->path);
         dir_stamp(a->path, a->after);
     };
     if (sNotifier)
         sNotifier->setEnabled(false);
     try {
-        if (sWatch->fd() >= 0)  // else nothing to wait for
+        if (sWatch->fd() >= 0) {  // else nothing to wait for
             a->thread = std::thread(work);
-        else
+        } else {
+            a->opened = true;
             work();
+        }
     } catch (const std::system_error&) {
+        a->opened = true;
         work();
     }
     sAdding = std::move(a);
@@ -191,6 +216,7 @@ void finish_adding()
     if (!sAdding)
         return;
     std::unique_ptr<Adding> a = std::move(sAdding);
+    a->open_done();  // a read that failed to open never said so
     if (a->thread.joinable())
         a->thread.join();
     const bool events = sWatch->adopt(a->path, a->added) == 0;
@@ -225,6 +251,12 @@ void fl_watch_read_starting(const std::string& path)
     sWatch->stop();
     if (!path.empty())
         start_adding(path);
+}
+
+void fl_watch_read_opened()
+{
+    if (sAdding)
+        sAdding->open_done();
 }
 
 void fl_watch_read_done(long long took_ms)

@@ -10,4 +10,6 @@ void fl_watch_setup();
 // Called by every read of the directory: the directory about to be read is the one
 // watched, and what arrived before the read is in it.
 void fl_watch_read_starting(const std::string& path);
+// Called by the reader's own thread once it has opened the directory.
+void fl_watch_read_opened();
 void fl_watch_read_done(long long took_ms);
