@@ -1,8 +1,9 @@
 // The reader's handling of one entry, shared by the full read (dir_read) and the
 // patch of a few changed names (dir_patch), so that both make the same record of
-// the same entry. GUI thread only.
+// the same entry. Each call is made on the thread of the read it serves.
 #pragma once
 #include <cstddef>
+#include <unistd.h>
 
 #include "dirmodel/dir_statpool.h"
 #include "dirmodel/dir_types.h"
@@ -17,3 +18,22 @@ FileRecord* dir_take_record(DirListing& l, FileRecord* hand);
 // is gone since it was listed, or is a non-directory that `filespec` (null: all)
 // does not match.
 bool dir_fill_entry(FileRecord* r, const DirStatBatch& b, std::size_t i, bool answered, const char* filespec);
+
+// The directory's descriptor, closed when the read is done with it.
+class DirFd {
+public:
+    explicit DirFd(int fd) : fd_(fd) {}
+    ~DirFd() { reset(); }
+    DirFd(const DirFd&) = delete;
+    DirFd& operator=(const DirFd&) = delete;
+    int get() const { return fd_; }
+    void reset()
+    {
+        if (fd_ >= 0)
+            ::close(fd_);
+        fd_ = -1;
+    }
+
+private:
+    int fd_;
+};

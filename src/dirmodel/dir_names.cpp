@@ -12,6 +12,9 @@
 #include <thread>
 #include <unistd.h>
 
+#include "dirmodel/dir_entry.h"
+#include "dirmodel/dir_poll.h"
+
 namespace {
 
 // Large reads: a few hundred system calls for a million entries instead of
@@ -25,11 +28,6 @@ struct Block {
     std::unique_ptr<FileStatus[]> st;  // by the entry's place in the block; mode 0: not read
 };
 
-bool same_time(const timespec& a, const timespec& b)
-{
-    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-}
-
 }  // namespace
 
 struct DirNamesAhead {
@@ -42,7 +40,9 @@ struct DirNamesAhead {
     bool dropped = false;
     bool statting = false;
     std::atomic<bool> taken{false};
-    struct stat st {};  // taken before the first read
+    dev_t dev = 0;
+    ino_t ino = 0;
+    DirStamp stamp;  // taken before the first read
 
     void drop()
     {
@@ -56,11 +56,6 @@ namespace {
 
 std::mutex sAheadLock;
 std::shared_ptr<DirNamesAhead> sAhead;
-
-bool dot_or_dotdot(const char* n)
-{
-    return n[0] == '.' && (n[1] == '\0' || (n[1] == '.' && n[2] == '\0'));
-}
 
 // All the names are in and the program is still starting: this core has nothing
 // else to do, so it asks for the entries' status, in the stream's order, until the
@@ -86,7 +81,7 @@ void stat_ahead(DirNamesAhead& a, int fd)
             if ((k & 15) == 0 && a.taken.load(std::memory_order_relaxed))
                 goto stop;
             struct stat st {};
-            if (d->d_type != DT_LNK && d->d_type != DT_UNKNOWN && !dot_or_dotdot(d->d_name) &&
+            if (d->d_type != DT_LNK && d->d_type != DT_UNKNOWN && !dir_hidden_name(d->d_name, false) &&
                 ::fstatat(fd, d->d_name, &st, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISLNK(st.st_mode))
                 dir_status_from_stat(b.st[k], st);
         }
@@ -108,7 +103,9 @@ void read_ahead(const std::shared_ptr<DirNamesAhead>& a, const std::string& path
         std::lock_guard lk(a->m);
         a->opened = true;
         a->ok = ok;
-        a->st = st;
+        a->dev = st.st_dev;
+        a->ino = st.st_ino;
+        a->stamp = {st.st_mtim, st.st_ctim};
         a->done = !ok;
     }
     a->cv.notify_all();
@@ -170,8 +167,7 @@ DirNames::DirNames(int dirfd) : fd_(dirfd)
         a->cv.wait(lk, [&] { return !a->statting; });
         // Not opened within a second (a hanging mount): not worth waiting for.
         good = good && a->cv.wait_for(lk, std::chrono::seconds(1), [&] { return a->opened; }) && a->ok &&
-               st.st_dev == a->st.st_dev && st.st_ino == a->st.st_ino && same_time(st.st_mtim, a->st.st_mtim) &&
-               same_time(st.st_ctim, a->st.st_ctim);
+               st.st_dev == a->dev && st.st_ino == a->ino && a->stamp == DirStamp{st.st_mtim, st.st_ctim};
     }
     if (good)
         ahead_ = std::move(a);

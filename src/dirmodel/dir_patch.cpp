@@ -14,15 +14,6 @@
 
 namespace {
 
-struct DirFd {
-    int fd;
-    ~DirFd()
-    {
-        if (fd >= 0)
-            ::close(fd);
-    }
-};
-
 bool before(const FileRecord* a, const FileRecord* b)
 {
     return _qsort_cmp(&a, &b) < 0;
@@ -134,8 +125,8 @@ int dir_patch(DirListing& l, const std::vector<DirChange>& changes, DirCmpFn pri
     out = {};
     if (l.path.empty())
         return -1;
-    DirFd dir{::open(l.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)};
-    if (dir.fd < 0)
+    DirFd dir(::open(l.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (dir.get() < 0)
         return -1;
 
     std::vector<const DirChange*> todo;
@@ -154,7 +145,7 @@ int dir_patch(DirListing& l, const std::vector<DirChange>& changes, DirCmpFn pri
         batch->offsets.push_back(static_cast<uint32_t>(batch->names.size()));
         batch->names.append(c->name.c_str(), c->name.size() + 1);
     }
-    DirStatPool pool(dir.fd, env.stat_fn, env.stat_threads > 0 ? env.stat_threads : 2, env.stat_timeout);
+    DirStatPool pool(dir.get(), env.stat_fn, env.stat_threads > 0 ? env.stat_threads : 2, env.stat_timeout);
     pool.submit(batch);
 
     const bool sorted = primary != nullptr;

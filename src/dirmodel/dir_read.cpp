@@ -38,25 +38,6 @@ constexpr int kProgressTimerMs = 300;
 
 uint64_t sRecordsMade = 0;
 
-// The directory's descriptor, closed when the read is done with it.
-class DirFd {
-public:
-    explicit DirFd(int fd) : fd_(fd) {}
-    ~DirFd() { reset(); }
-    DirFd(const DirFd&) = delete;
-    DirFd& operator=(const DirFd&) = delete;
-    int get() const { return fd_; }
-    void reset()
-    {
-        if (fd_ >= 0)
-            ::close(fd_);
-        fd_ = -1;
-    }
-
-private:
-    int fd_;
-};
-
 FileRecord* new_record()
 {
     ++sRecordsMade;
