@@ -367,7 +367,7 @@ int fill_status(FileRecord* r, const DirStatBatch& b, std::size_t i, bool answer
                 r->set_link(DIR_TEXT_NO_LINK);
                 r->flags |= DIR_F_UNREADABLE;
             } else {
-                r->set_link(b.links[i]);
+                r->set_link(b.link(i));
             }
         }
     }

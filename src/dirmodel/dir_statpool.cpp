@@ -30,14 +30,20 @@ constexpr std::size_t kWorkerStack = 256 * 1024;
 // Entries a sleeping reader lets the workers finish before it wakes.
 constexpr std::size_t kWaitRun = 64;
 
-int64_t now_ns()
-{
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
 }  // namespace
+
+std::string& DirStatBatch::link(std::size_t i)
+{
+    std::string* texts = links_.load();
+    if (!texts) {
+        auto* made = new std::string[size()];
+        if (links_.compare_exchange_strong(texts, made))
+            texts = made;
+        else
+            delete[] made;  // another worker made them first
+    }
+    return texts[i];
+}
 
 struct DirStatJob {
     int dirfd = -1;
@@ -49,6 +55,18 @@ struct DirStatJob {
     bool closing = false;
     // The entry the reader sleeps on: the worker that finishes it wakes the reader.
     std::atomic<const DirStatSlot*> awaited{nullptr};
+    const std::chrono::steady_clock::time_point epoch = std::chrono::steady_clock::now();
+
+    // Now in the slots' milliseconds: never 0, which is "not started".
+    uint32_t now_ms() const
+    {
+        using namespace std::chrono;
+        return static_cast<uint32_t>(duration_cast<milliseconds>(steady_clock::now() - epoch).count()) + 1;
+    }
+    std::chrono::steady_clock::time_point started(const DirStatSlot& slot) const
+    {
+        return epoch + std::chrono::milliseconds(slot.started_ms.load() - 1);
+    }
 
     ~DirStatJob()
     {
@@ -64,14 +82,14 @@ namespace {
 // a target that hangs then costs the entry its target's status, not its text.
 // False when before_target says the reader gave up on the entry.
 template <class BeforeTarget>
-bool stat_entry(DirStatJob& job, const char* name, DirStatSlot& out, std::string& link,
-                BeforeTarget&& before_target)
+bool stat_entry(DirStatJob& job, DirStatBatch& b, std::size_t i, DirStatSlot& out, BeforeTarget&& before_target)
 {
+    const char* name = b.name(i);
     struct stat st {};
     out.bits = 0;
     out.err = 0;
     if (job.fn(job.dirfd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
-        out.err = errno;
+        out.err = static_cast<uint16_t>(errno);
         out.bits = DIR_SB_LSTAT_FAILED;
         return true;
     }
@@ -83,9 +101,9 @@ bool stat_entry(DirStatJob& job, const char* name, DirStatSlot& out, std::string
     ssize_t n = ::readlinkat(job.dirfd, name, buf, sizeof buf - 1);
     if (n < 0) {
         out.bits |= DIR_SB_READLINK_FAILED;
-        link.clear();
+        b.link(i).clear();
     } else {
-        link.assign(buf, static_cast<std::size_t>(n));
+        b.link(i).assign(buf, static_cast<std::size_t>(n));
     }
     if (!before_target())
         return false;
@@ -118,12 +136,12 @@ void worker_loop(std::shared_ptr<DirStatJob> job)
                 break;
             }
             DirStatSlot& slot = b->entries[i];
-            slot.started_ns.store(now_ns(), std::memory_order_relaxed);
+            slot.started_ms.store(job->now_ms(), std::memory_order_relaxed);
             uint8_t expect = kPending;
             if (!slot.state.compare_exchange_strong(expect, kRunning))
                 continue;
-            // b->links[i] is this worker's until the entry is done or handed over.
-            const bool kept = stat_entry(*job, b->name(i), local, b->links[i], [&] {
+            // b->link(i) is this worker's until the entry is done or handed over.
+            const bool kept = stat_entry(*job, *b, i, local, [&] {
                 slot.bits = local.bits | DIR_SB_TARGET_FAILED;  // what stands if the target hangs
                 slot.err = 0;
                 slot.st = local.st;
@@ -203,7 +221,6 @@ bool DirStatPool::spawn_worker()
 void DirStatPool::submit(const std::shared_ptr<DirStatBatch>& batch)
 {
     batch->entries = std::make_unique<DirStatSlot[]>(batch->size());
-    batch->links = std::make_unique<std::string[]>(batch->size());
     if (inline_)
         return;
     while (started_ < want_threads_ && may_start()) {
@@ -234,7 +251,7 @@ bool DirStatPool::wait(DirStatBatch& batch, std::size_t i, const std::function<v
     using clock = std::chrono::steady_clock;
     DirStatSlot& slot = batch.entries[i];
     if (inline_) {
-        stat_entry(*job_, batch.name(i), slot, batch.links[i], [] { return true; });
+        stat_entry(*job_, batch, i, slot, [] { return true; });
         slot.state.store(kDone, std::memory_order_relaxed);
         return true;
     }
@@ -258,7 +275,7 @@ bool DirStatPool::wait(DirStatBatch& batch, std::size_t i, const std::function<v
         if (st == kPending)
             deadline = pending_since + timeout_;
         else
-            deadline = clock::time_point(std::chrono::nanoseconds(slot.started_ns.load())) + timeout_;
+            deadline = job_->started(slot) + timeout_;
         auto wake = std::min(deadline, last_pump + pump_every);
         {
             std::unique_lock lk(job_->m);

@@ -18,12 +18,13 @@
 using DirStatFn = std::function<int(int dirfd, const char* name, struct stat* st, int flags)>;
 
 // What a worker found for one entry. Kept small: the reading thread reads every
-// one of them after another core wrote it.
+// one of them after another core wrote it, and the batches in flight are what a
+// read holds beyond its records.
 struct DirStatSlot {
     std::atomic<uint8_t> state{0};
     uint8_t bits = 0;   // DIR_SB_* below
-    int err = 0;        // errno of the failed status call
-    std::atomic<int64_t> started_ns{0};
+    uint16_t err = 0;   // errno of the failed status call
+    std::atomic<uint32_t> started_ms{0};  // when its call began, in the pool's own milliseconds
     FileStatus st;      // the target's status for a link whose target answered
 };
 inline constexpr uint8_t DIR_SB_LSTAT_FAILED = 0x1;
@@ -36,10 +37,22 @@ struct DirStatBatch {
     std::string names;             // NUL-terminated names back to back
     std::vector<uint32_t> offsets; // start of each name in `names`
     std::unique_ptr<DirStatSlot[]> entries;
-    std::unique_ptr<std::string[]> links;  // the link text of entry i, for a link
     alignas(64) std::atomic<std::size_t> next{0};  // its own line: the workers' counter
+
+    DirStatBatch() = default;
+    ~DirStatBatch() { delete[] links_.load(); }
+    DirStatBatch(const DirStatBatch&) = delete;
+    DirStatBatch& operator=(const DirStatBatch&) = delete;
+
     std::size_t size() const { return offsets.size(); }
     const char* name(std::size_t i) const { return names.data() + offsets[i]; }
+    // The link text of entry i, for a link. Most batches have no link: the texts'
+    // room is made by the first worker that meets one.
+    std::string& link(std::size_t i);
+    const std::string& link(std::size_t i) const { return links_.load()[i]; }
+
+private:
+    std::atomic<std::string*> links_{nullptr};
 };
 
 struct DirStatJob;
