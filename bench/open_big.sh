@@ -5,9 +5,9 @@
 # stops growing for 0.5 s; taken at its last change) and peak resident memory, all taken by
 # bench/open_probe, which polls with next to no CPU of its own.
 # Also runs it on an empty directory (launch, L) and the floor of the machine for the big one
-# (F: bench_dirmodel --floor, readdir + fstatat on all cores + sort, in the same run), and
-# prints first paint and idle beyond L as ratios to F, then the bytes per entry above the
-# empty directory.
+# (F: bench_dirmodel --floor, readdir + fstatat on all cores + sort), the first two in
+# turn, and prints first paint and idle beyond L as ratios to F, then the bytes per
+# entry above the empty directory.
 set -eu
 n=${1:?usage: open_big.sh N [VELL] [RUNS]}
 top=$(cd "$(dirname "$0")/.." && pwd)
@@ -41,26 +41,31 @@ one_run() {  # dir -> "paint_ms idle_ms peak_kb"
 }
 
 median() { sort -n | awk '{ a[NR] = $1 } END { print a[int((NR + 1) / 2)] }'; }
-measure() {  # dir label
-    local out=() i
-    for i in $(seq "$runs"); do out+=("$(one_run "$1")"); done
-    paint=$(printf '%s\n' "${out[@]}" | cut -d' ' -f1 | median)
-    idle=$(printf '%s\n' "${out[@]}" | cut -d' ' -f2 | median)
-    peak=$(printf '%s\n' "${out[@]}" | cut -d' ' -f3 | median)
-    echo "$2: first paint $paint ms, idle $idle ms, peak RSS $peak kB"
-}
+col() { printf '%s\n' "${@:2}" | cut -d' ' -f"$1" | median; }
 floor_bin=$(dirname "$vell")/bench/bench_dirmodel
-measure "$work/fs/empty" "empty directory"
-base_peak=$peak
-launch=$idle
-measure "$work/fs/big" "$n entries"
-if [ -x "$floor_bin" ]; then
-    "$floor_bin" --floor "$work/fs/big" "$runs" | tee "$work/floor.txt" | head -2
-    floor=$(tail -1 "$work/floor.txt")
-    echo "floor F: $floor ms, launch L: $launch ms"
-    awk -v p="$paint" -v i="$idle" -v l="$launch" -v f="$floor" 'BEGIN {
-        printf "first paint: L + %.2f F (target 0.4), idle: L + %.2f F (target 1.2)\n", (p - l) / f, (i - l) / f }'
-else
-    echo "(no $floor_bin: no floor)"
-fi
+[ -x "$floor_bin" ] || { echo "no $floor_bin: no floor"; exit 1; }
+# L and the big directory in turn, run after run, so that a machine whose speed
+# drifts (a neighbour on the host, the clock) weighs on both alike; each after a
+# pause, so that none shares the cores with the last one's exit. The floor comes
+# after, its runs back to back with the cache warm: its best case.
+empty=() big=()
+for i in $(seq "$runs"); do
+    sleep 0.3
+    empty+=("$(one_run "$work/fs/empty")")
+    sleep 0.3
+    big+=("$(one_run "$work/fs/big")")
+done
+"$floor_bin" --floor "$work/fs/big" "$runs" >"$work/floor.txt"
+launch=$(col 2 "${empty[@]}")
+base_peak=$(col 3 "${empty[@]}")
+paint=$(col 1 "${big[@]}")
+idle=$(col 2 "${big[@]}")
+peak=$(col 3 "${big[@]}")
+floor=$(tail -1 "$work/floor.txt")
+echo "empty directory: first paint $(col 1 "${empty[@]}") ms, idle $launch ms, peak RSS $base_peak kB"
+echo "$n entries: first paint $paint ms, idle $idle ms, peak RSS $peak kB"
+head -2 "$work/floor.txt"
+echo "floor F: $floor ms, launch L: $launch ms (medians of $runs; L in turn with the big directory)"
+awk -v p="$paint" -v i="$idle" -v l="$launch" -v f="$floor" 'BEGIN {
+    printf "first paint: L + %.2f F (target 0.4), idle: L + %.2f F (target 1.2)\n", (p - l) / f, (i - l) / f }'
 echo "bytes per entry above the empty directory: $(( (peak - base_peak) * 1024 / n ))"
