@@ -152,10 +152,18 @@ QThreadPool& sniffers()
 
 QIcon FlModel::icon_by_name(const QString& name)
 {
+    // The database's answer costs 80-90 us a name (it tries every glob), and the
+    // rows in sight are drawn again and again while a read fills them: the answers
+    // for the last names asked are kept. GUI thread only.
+    static QHash<QString, QIcon> known;
+    if (auto it = known.constFind(name); it != known.constEnd())
+        return *it;
+    if (known.size() >= 4096)
+        known.clear();
     const QMimeType by_name = mime_db().mimeTypeForFile(name, QMimeDatabase::MatchExtension);
-    if (by_name.isValid() && !by_name.isDefault())
-        return icon_of_type(by_name);
-    return {};
+    const QIcon icon = by_name.isValid() && !by_name.isDefault() ? icon_of_type(by_name) : QIcon();
+    known.insert(name, icon);
+    return icon;
 }
 
 QIcon FlModel::file_icon(int i) const
